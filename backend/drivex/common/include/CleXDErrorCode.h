@@ -1,0 +1,30 @@
+// The codes that the library itself raises. Failure is a plain integer: 0 is success, anything else travels
+// unchanged from where it arose to the caller. The backend's own codes come back in its replies and are
+// handed on as they are, so the set of possible codes is open.
+#ifndef CLEXDERRORCODE_H
+#define CLEXDERRORCODE_H
+
+#include "vexa_api.h"
+
+class VEXA_API CleXDErrorCode {
+ public:
+  static constexpr int kSuccess = 0;
+  static constexpr int kIndexOutOfRange = 10;    // a variable, a column, or no case in hand to read it from
+  static constexpr int kBackendNotRunning = 17;  // also StartVexa without a bin/StartXD
+  static constexpr int kWrongType = 24;      // a number asked of a string variable, or the other way round
+  static constexpr int kPeerClosed = 99103;  // a read found every writer gone
+  static constexpr int kPipeFailed = 99104;  // any other failure of a fifo
+  static constexpr int kPipeNameMissing = 99106;  // an endpoint without a name
+  static constexpr int kProcessNotAlive = 99107;  // the process just started has ended
+
+  // The two codes by which the backend says that the data, or a split of it, ended. They can come with a last
+  // block.
+  static constexpr int kEndOfData = 23;
+  static constexpr int kEndOfSplit = 67;
+
+  // Whether a code means that the peer is gone: 99103, and 109, which nothing raises and callers may still
+  // hand in. 99104 is deliberately none of them.
+  static bool IsPipeError(int code);
+};
+
+#endif

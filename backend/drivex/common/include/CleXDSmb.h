@@ -1,0 +1,227 @@
+// CleXDSmb: the one message of the system. Every request, every reply and every command is one block: an
+// operation, an error code and a fixed set of typed slots, each of which may be empty. What the slots mean is
+// the operation's affair.
+//
+// A block lives on the stack of one call and has one user. It owns all that it holds but the binary string,
+// which is never released by the block: whoever takes it frees it with delete[].
+//
+// Its image, in host byte order, nothing aligned. The first word is all the framing there is:
+//
+//   length:4 commandAction:4 errorCode:4
+//   LongData DoubleData StringData StructData          the lists, see payloads.h
+//   count:4 LongData*  count:4 DoubleData*  count:4 StringData*
+//   length:4 byte*                                     binary string
+//   count:4 wide:4*                                    wide string, without terminator
+//   length:4 byte*                                     void block
+//
+// GetVariableName(3), 56 bytes:
+//   38 00 00 00  09 00 00 00  00 00 00 00              length 56, action 9, no error
+//   01 00 00 00  03 00 00 00                           one integer: 3
+//   00 00 00 00  x 9                                   nine empty slots
+#ifndef CLEXDSMB_H
+#define CLEXDSMB_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "frame_buffer.h"
+#include "payloads.h"
+#include "vexa_api.h"
+
+class VEXA_API CleXDSmb {
+ public:
+  // The operation of a block; each is named after the client function that sends it.
+  enum class CommandAction : std::int32_t {
+    None = -1,  // commands of the command channel, messages without an operation
+    Submit = 0,
+    IsBackendReady = 1,
+    IsXDriven = 2,
+    StopVexa = 4,
+    GetVariableCount = 7,
+    GetRowCount = 8,
+    GetVariableName = 9,
+    GetVariableLabel = 10,
+    GetVariableType = 11,
+    GetVariableFormat = 12,
+    GetVariableMeasurementLevel = 13,
+    GetNumericValue = 25,
+    GetStringValue = 26,
+    NextCase = 27,
+    RemoveCaseCursor = 28,
+    GetVariableFormatType = 29,
+    GetCursorPosition = 30,
+    GetVarCMissingValues = 31,
+    GetVarNMissingValues = 32,
+    MakeCaseCursor = 33,
+    HasCursor = 34,
+    GetVexaOutputWidth = 76,
+    GetSplitVariableNames = 77,
+    IsEndSplit = 95,
+    GetRowCountInProcDS = 103,
+    GetVariableCountInProcDS = 104,
+    GetVariableFormatInProcDS = 105,
+    GetVariableLabelInProcDS = 106,
+    GetVariableMeasurementLevelInProcDS = 107,
+    GetVariableNameInProcDS = 108,
+    GetVariableTypeInProcDS = 109,
+    GetVarCMissingValuesInProcDS = 114,
+    GetVarNMissingValuesInProcDS = 115,
+    GetVariableFormatTypeInProcDS = 116,
+    GetWeightVar = 118,
+    GetVEXALowHigh = 119,
+    ResetDataPass = 120,
+    GetNValueLabels = 123,
+    GetCValueLabels = 125,
+    IsNeedCache = 127,
+    GetSystemMissingValue = 128,
+    ValidateVarName = 129,
+    StopReceiveXdApiThread = 200,
+    GetVariableRole = 222,
+    GetVariableRoleInProcDS = 223,
+    NextCaseBlock = 227,  // NextCase of a client that holds a cursor: a block of cases
+    GetSelectedRowCountInProcDS = 249,
+  };
+
+  // The bytes of every count, length and integer of an image.
+  static constexpr int LONG_LEN = 4;
+
+  CleXDSmb() = default;
+  CleXDSmb(const CleXDSmb&) = delete;
+  CleXDSmb& operator=(const CleXDSmb&) = delete;
+  ~CleXDSmb();
+
+  void SetCommandAction(CommandAction action) { commandAction = action; }
+  CommandAction GetCommandAction() const { return commandAction; }
+  void SetErrorCode(int code) { errorCode = code; }
+  int GetErrorCode() const { return errorCode; }
+
+  // Each setter of a list appends, unless its name or its argument says that it replaces.
+  // The wire's integers are 32 bits wide: SetLong narrows without a word.
+  void SetLong(long value) { longData.SetValue(static_cast<int>(value)); }
+  LongData GetLongData() const { return longData; }
+  LongData& GetLongDataRef() { return longData; }
+
+  void SetDouble(double value) { doubleData.SetValue(value); }
+  DoubleData GetDoubleData() const { return doubleData; }
+  DoubleData& GetDoubleDataRef() { return doubleData; }
+
+  void SetString(const std::string& text) { stringData.SetValue(text); }
+  // Ignores a null text.
+  void SetString(const char* text);
+  // Takes exactly `length` bytes, zeros included. Ignores a null text; a negative length counts as 0.
+  void SetString(const char* text, int length);
+  // Makes `text` the only element; a null text leaves the list empty.
+  void SetSingleString(const char* text);
+  StringData GetStringData() const { return stringData; }
+  StringData& GetStringDataRef() { return stringData; }
+  std::string GetSingleString() const { return stringData.GetSingleString(); }
+
+  // Replaces all records.
+  void SetStruct(std::vector<dataSet> records) { structData.AssignValue(std::move(records)); }
+  void SetStruct(dataSet record) { structData.SetValue(std::move(record)); }
+  StructData GetStructData() const { return structData; }
+  StructData& GetStructDataRef() { return structData; }
+
+  void SetLongArray(LongData& list) { longArray.push_back(list); }
+  void SetDoubleArray(DoubleData& list) { doubleArray.push_back(list); }
+  void SetStringArray(StringData& list) { stringArray.push_back(list); }
+  // Replace the list of lists.
+  void SetLongArray(std::vector<LongData> lists) { longArray = std::move(lists); }
+  void SetDoubleArray(std::vector<DoubleData> lists) { doubleArray = std::move(lists); }
+  void SetStringArray(std::vector<StringData> lists) { stringArray = std::move(lists); }
+  std::vector<LongData> GetLongArray() const { return longArray; }
+  std::vector<DoubleData> GetDoubleArray() const { return doubleArray; }
+  std::vector<StringData> GetStringArray() const { return stringArray; }
+  std::vector<LongData>& GetLongArrayRef() { return longArray; }
+  std::vector<DoubleData>& GetDoubleArrayRef() { return doubleArray; }
+  std::vector<StringData>& GetStringArrayRef() { return stringArray; }
+
+  // Copies a terminated wide string. The getter gives the block's own pointer, null when there is none.
+  void SetwString(const wchar_t* text);
+  wchar_t* GetwStringData() const { return wstringData; }
+
+  // Copies `length` bytes. The getter gives the block's own pointer. A parsed binary string has one byte more
+  // than its length in the image and its length is told in another slot: GetBinaryData's caller must know it
+  // from there.
+  void SetBinaryString(const char* bytes, int length);
+  char* GetBinaryData() const { return binaryData; }
+
+  // Takes over a pointer from malloc without copying.
+  void SetVoidData(void* data, int length);
+  // The block's own pointer and its length; valid until the block is cleared.
+  void* GetVoidData(int& length) const;
+  // Room for `size` bytes, to be filled by SaveDataIntoVoidData, which appends and does not check the room.
+  void AllocVoidData(int size);
+  void SaveDataIntoVoidData(const void* data, int length);
+
+  // Builds the image anew. Always 0; an image that cannot be built (no memory, over 2 GiB) leaves GetSendBuf
+  // with null.
+  int ContructSendData();
+  // The block's own image and its length.
+  char* GetSendBuf(int& length) const;
+  // Fills the block from an image that is trusted: its length word is not looked at, the walk goes by the
+  // counts. Lists are appended to what the block holds. Always 0.
+  int ParseBuf(void* image);
+
+  // CleanUpAllData clears the lists and the void block; the wide string survives it (CleanUpwStringData is
+  // empty), and the binary string is let go without being freed. CleanUp does the same and frees the image
+  // and the wide string. Both keep the operation and the error code.
+  void CleanUp();
+  void CleanUpAllData();
+  void CleanUpStringData() { stringData.CleanUp(); }
+  void CleanUpwStringData() {}
+  void CleanUpLongData() { longData.CleanUp(); }
+  void CleanUpDoubleData() { doubleData.CleanUp(); }
+  void CleanUpStructData() { structData.CleanUp(); }
+
+  // --- Receiving, for the transport and the case cursor ---
+
+  // ParseBuf for bytes from outside: no byte beyond image + length is read; a count that runs past the end
+  // stops the walk, and the slots behind it stay empty.
+  void ParseFrame(const char* image, std::size_t length);
+  // The same for a frame in a buffer of its own, which the block takes over: a void block is used where it
+  // lies.
+  void ParseFrame(FrameBuffer buffer, std::size_t length);
+  // Gives the block a buffer to receive into, for ReserveFrame to hand out again, enlarged if it has to be.
+  // The data of the result is null when there is no memory.
+  void OfferFrame(FrameBuffer buffer) { offered = std::move(buffer); }
+  FrameBuffer ReserveFrame(std::size_t size);
+  // Moves the void block out: `data` lies inside the buffer that comes with it. A block of length 0 has null.
+  struct VoidBlock {
+    FrameBuffer buffer;
+    char* data = nullptr;
+    int length = 0;
+  };
+  VoidBlock TakeVoidBlock();
+
+ private:
+  // Parses all sections and returns where the void block's bytes stand in the image; null without one.
+  const char* ParseSections(ImageReader& reader);
+  bool ParseBinaryString(ImageReader& reader);
+  bool ParseWideString(ImageReader& reader);
+  void CopyVoidData(const char* bytes);
+  void FreeVoidData();
+
+  char* sendBuffer = nullptr;
+  std::int32_t sendLength = 0;
+  std::int32_t binaryLength = 0;
+  char* voidData = nullptr;  // from malloc, or inside `frame`
+  std::int32_t voidDataLength = 0;
+  CommandAction commandAction = CommandAction::None;
+  std::int32_t errorCode = 0;
+  LongData longData;
+  DoubleData doubleData;
+  StringData stringData;
+  wchar_t* wstringData = nullptr;
+  char* binaryData = nullptr;
+  std::vector<LongData> longArray;
+  std::vector<DoubleData> doubleArray;
+  std::vector<StringData> stringArray;
+  StructData structData;
+  FrameBuffer frame;  // when it holds a buffer, voidData lies inside it
+  FrameBuffer offered;
+};
+
+#endif

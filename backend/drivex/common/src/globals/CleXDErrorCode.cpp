@@ -1,0 +1,7 @@
+#include "CleXDErrorCode.h"
+
+namespace {
+constexpr int kBrokenPipe = 109;
+}
+
+bool CleXDErrorCode::IsPipeError(int code) { return code == kPeerClosed || code == kBrokenPipe; }

@@ -1,0 +1,5 @@
+#include "XManager.h"
+
+XManager::~XManager() { cleanup(); }
+
+void XManager::cleanup() {}

@@ -1,0 +1,68 @@
+// Reading and writing the bytes of an image. The writer fills a buffer whose size was computed before; the
+// reader never goes past the bytes that it was given.
+#ifndef MESSAGES_IMAGE_H
+#define MESSAGES_IMAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+class ImageWriter {
+ public:
+  explicit ImageWriter(char* position) : position_(position) {}
+
+  void Bytes(const void* bytes, std::size_t count) {
+    if (count == 0) return;  // an empty source may be null
+    std::memcpy(position_, bytes, count);
+    position_ += count;
+  }
+  void Word(std::size_t value) { Value(static_cast<std::int32_t>(value)); }
+  template <class T>
+  void Value(T value) {
+    std::memcpy(position_, &value, sizeof value);
+    position_ += sizeof value;
+  }
+
+ private:
+  char* position_;
+};
+
+class ImageReader {
+ public:
+  // For an image that is trusted: its counts alone end the walk.
+  static constexpr std::size_t kTrusted = SIZE_MAX;
+
+  ImageReader(const char* position, std::size_t available) : position_(position), remaining_(available) {}
+
+  const char* position() const { return position_; }
+  bool Has(std::size_t count) const { return count <= remaining_; }
+  // The next `count` bytes; null, and nothing is consumed, when there are not so many.
+  const char* Bytes(std::size_t count) {
+    if (!Has(count)) return nullptr;
+    const char* bytes = position_;
+    position_ += count;
+    if (remaining_ != kTrusted) remaining_ -= count;
+    return bytes;
+  }
+  template <class T>
+  bool Value(T& value) {
+    const char* bytes = Bytes(sizeof value);
+    if (bytes == nullptr) return false;
+    std::memcpy(&value, bytes, sizeof value);
+    return true;
+  }
+  // A count of elements of at least `element_size` bytes each: read as 0 when negative, false when the bytes
+  // that are left cannot hold so many.
+  bool Count(std::size_t element_size, std::size_t& count) {
+    std::int32_t word = 0;
+    if (!Value(word)) return false;
+    count = word > 0 ? static_cast<std::size_t>(word) : 0;
+    return Has(count * element_size);
+  }
+
+ private:
+  const char* position_;
+  std::size_t remaining_;
+};
+
+#endif

@@ -1,0 +1,121 @@
+#include "payloads.h"
+
+#include "image.h"
+
+namespace {
+
+constexpr std::size_t kWord = 4;
+
+// The image of one element: its length, which is least for an empty one, its writing, its reading. Elements of one fixed
+// width are moved as a whole instead.
+std::size_t ElementLength(std::int32_t) { return sizeof(std::int32_t); }
+std::size_t ElementLength(double) { return sizeof(double); }
+std::size_t ElementLength(const std::string& text) { return kWord + text.size(); }
+std::size_t ElementLength(const dataSet& record) {
+  return ElementLength(record.datasetName) + 3 * kWord + sizeof(double) + ElementLength(record.stringValue);
+}
+
+void WriteElement(ImageWriter& writer, const std::string& text) {
+  writer.Word(text.size());
+  writer.Bytes(text.data(), text.size());
+}
+void WriteElement(ImageWriter& writer, const dataSet& record) {
+  WriteElement(writer, record.datasetName);
+  writer.Value(record.caseIndex);
+  writer.Value(record.varIndex);
+  writer.Value(record.valueType);
+  writer.Value(record.numericValue);
+  WriteElement(writer, record.stringValue);
+}
+
+bool ReadElement(ImageReader& reader, std::string& text) {
+  std::int32_t length = 0;
+  if (!reader.Value(length) || length < 0) return false;
+  const char* bytes = reader.Bytes(static_cast<std::size_t>(length));
+  if (bytes == nullptr) return false;
+  text.assign(bytes, static_cast<std::size_t>(length));
+  return true;
+}
+bool ReadElement(ImageReader& reader, dataSet& record) {
+  return ReadElement(reader, record.datasetName) && reader.Value(record.caseIndex) &&
+         reader.Value(record.varIndex) && reader.Value(record.valueType) &&
+         reader.Value(record.numericValue) && ReadElement(reader, record.stringValue);
+}
+
+template <class Element>
+constexpr bool kFixedWidth = std::is_arithmetic_v<Element>;
+
+}  // namespace
+
+template <class Element>
+std::size_t TypedPayload<Element>::ImageLength() const {
+  if constexpr (kFixedWidth<Element>) {
+    return kWord + values.size() * sizeof(Element);
+  } else {
+    std::size_t length = kWord;
+    for (const Element& value : values) length += ElementLength(value);
+    return length;
+  }
+}
+
+template <class Element>
+void TypedPayload<Element>::Write(ImageWriter& writer) const {
+  writer.Word(values.size());
+  if constexpr (kFixedWidth<Element>) {
+    writer.Bytes(values.data(), values.size() * sizeof(Element));
+  } else {
+    for (const Element& value : values) WriteElement(writer, value);
+  }
+}
+
+template <class Element>
+bool TypedPayload<Element>::Parse(ImageReader& reader) {
+  std::size_t count = 0;
+  if (!reader.Count(ElementLength(Element()), count)) return false;
+  if constexpr (kFixedWidth<Element>) {
+    const std::size_t before = values.size();
+    values.resize(before + count);
+    if (count != 0)
+      std::memcpy(values.data() + before, reader.Bytes(count * sizeof(Element)), count * sizeof(Element));
+  } else {
+    for (; count != 0; --count) {
+      Element value;
+      if (!ReadElement(reader, value)) return false;
+      values.push_back(std::move(value));
+    }
+  }
+  return true;
+}
+
+template <class Element>
+int TypedPayload<Element>::DataLength() {
+  constructedLength = static_cast<std::int32_t>(ImageLength());
+  return constructedLength;
+}
+
+template <class Element>
+char* TypedPayload<Element>::ConstructData(int& length) {
+  std::free(constructedBuffer);
+  length = DataLength();
+  constructedBuffer = static_cast<char*>(std::malloc(static_cast<std::size_t>(length)));
+  if (constructedBuffer != nullptr) {
+    ImageWriter writer(constructedBuffer);
+    Write(writer);
+  }
+  return constructedBuffer;
+}
+
+template <class Element>
+void TypedPayload<Element>::ParseData(void* source, int& consumed) {
+  if (source == nullptr) return;
+  const char* start = static_cast<const char*>(source);
+  ImageReader reader(start, ImageReader::kTrusted);
+  Parse(reader);
+  constructedLength = static_cast<std::int32_t>(reader.position() - start);
+  consumed = constructedLength;
+}
+
+template class TypedPayload<std::int32_t>;
+template class TypedPayload<double>;
+template class TypedPayload<std::string>;
+template class TypedPayload<dataSet>;

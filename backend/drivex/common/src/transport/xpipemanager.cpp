@@ -1,0 +1,76 @@
+#include "xpipemanager.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "vexa_assert.h"
+
+XPipeSuit::XPipeSuit(const std::string& name, XPipeManager* manager) : xname(name), m_manager(manager) {
+  VEXA_ASSERT(m_manager);
+}
+
+XPipeSuit::~XPipeSuit() {
+  while (!pipes.empty()) pipes.pop_back();
+}
+
+std::string XPipeSuit::getPipeNamePrefix() const {
+  return m_manager->getPipePath() + m_manager->getPipePid() + xname;
+}
+
+XPipes* XPipeSuit::getXPipes() {
+  VEXA_ASSERT(m_pipe_index >= 0);
+  return pipes[static_cast<std::size_t>(m_pipe_index)].get();
+}
+
+XPipes* XPipeSuit::getXPipes(int level) {
+  if (level < 0 || level > m_pipe_index) return nullptr;
+  return pipes[static_cast<std::size_t>(level)].get();
+}
+
+void XPipeSuit::increaseIndex() {
+  ++m_pipe_index;
+  while (static_cast<int>(pipes.size()) < m_pipe_index + 1) {
+    char level[5];  // four digits: deeper levels would share a name
+    std::snprintf(level, sizeof level, "%d", m_pipe_index);
+    pipes.push_back(std::make_unique<XPipes>(getPipeNamePrefix() + level));
+  }
+}
+
+void XPipeSuit::decreaseIndex() {
+  VEXA_ASSERT(m_pipe_index >= 0);
+  --m_pipe_index;
+  const int open = static_cast<int>(pipes.size());
+  if (open > 1 && open > m_pipe_index + 1) pipes.pop_back();
+}
+
+void XPipeSuit::RemoveFiles(bool only_created) {
+  for (const auto& level : pipes) level->RemoveFiles(only_created);
+}
+
+XPipeManager::XPipeManager(const std::string& pipe_path, const std::string& pipe_pid)
+    : path(pipe_path), pid(pipe_pid) {}
+
+XPipeManager::~XPipeManager() { cleanup(); }
+
+XPipeSuit* XPipeManager::getPipeSuit(const std::string& name) {
+  for (const auto& suit : suits) {
+    if (suit->XName() == name) return suit.get();
+  }
+  suits.push_back(std::make_unique<XPipeSuit>(name, this));
+  return suits.back().get();
+}
+
+void XPipeManager::removePipeSuit(const std::string& name) {
+  const auto found =
+      std::find_if(suits.begin(), suits.end(), [&](const auto& suit) { return suit->XName() == name; });
+  if (found != suits.end()) suits.erase(found);
+}
+
+void XPipeManager::cleanup() {
+  for (auto& suit : suits) suit.reset();
+  suits.clear();
+}
+
+void XPipeManager::RemoveFiles(bool only_created) {
+  for (const auto& suit : suits) suit->RemoveFiles(only_created);
+}

@@ -1,0 +1,170 @@
+#include "call_frame.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "DxTracer.h"
+#include "child_process.h"
+#include "dxglobals.h"
+#include "sendreceive.h"
+#include "text.h"
+#include "vexa_assert.h"
+#include "xpipemanager.h"
+
+namespace {
+
+bool BackendAlive() { return ChildAlive(processId); }
+
+// What a reply lacks reads as.
+constexpr std::int32_t kNoLong = 0;
+constexpr double kNoDouble = 0.0;
+const std::string kNoText;
+
+template <class List, class Value>
+const Value& Element(List& list, int index, const Value& missing) {
+  return index < list.Size() ? list[index] : missing;
+}
+
+// The way into the first level of a language that takes no runs of its own.
+void OpenFirstLevel() { myPipeSuit->increaseIndex(); }
+
+}  // namespace
+
+std::string ProcessIdText() {
+  char text[16];
+  std::snprintf(text, sizeof text, "%04x", static_cast<unsigned>(getpid()));
+  return text;
+}
+
+void IntializeVexaDxTemp() {
+  vexa_pipe_path = "/tmp/";
+  for (const char* variable : {"VEXADXTEMP", "TEMP", "TMP", "tmp"}) {
+    if (const char* directory = std::getenv(variable)) {
+      vexa_pipe_path = directory;
+      break;
+    }
+  }
+  DecoratePathEnd(vexa_pipe_path);
+}
+
+void IntializePipeInfo() {
+  NoteSessionOwner();
+  if (!IsDXGlobalInit()) {
+    IntializeVexaDxTemp();
+    vexa_pipe_index = ProcessIdText();
+    InitDxGlobal(vexa_pipe_path, vexa_pipe_index, vexa_pipe_lang, vexa_home);
+    vexa_pipe_lang = GetXName();
+  }
+  if (vexa_pipe_lang.empty()) {
+    vexa_pipe_lang = GetXName();
+  } else {
+    SetXName(vexa_pipe_lang);
+  }
+  myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
+  if (myPipeSuit->getIndex() < 0) OpenFirstLevel();
+}
+
+int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe) {
+  if (myPipeSuit == nullptr) IntializePipeInfo();
+  VEXA_ASSERT(myPipeSuit);
+  XPipes* pipes = myPipeSuit->getXPipes();
+  *apiPipe = pipes->GetXDAPIPipe();
+  *resultPipe = pipes->GetXDAPIResultPipe();
+  if ((*resultPipe)->IsPipeCreated()) return 0;
+  const int code = (*resultPipe)->CreatePipe();
+  if (code == 0) (*resultPipe)->DisconnectPipe();
+  DxTraceError((*resultPipe)->GetPipeName() + " created:", code);
+  return code;
+}
+
+int SendXDApi(CleXDSmb& request, VexaPipe* xdApiPipe) {
+  VEXA_ASSERT(xdApiPipe);
+  if (processId != -1 && !xdApiPipe->IsWritePipeConnected()) {
+    const int code = xdApiPipe->OpenPipeToWriteWhile(BackendAlive);
+    if (code != 0) return code;
+  }
+  return SendData(xdApiPipe, request, false);
+}
+
+int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
+  myPipeSuit->getXPipes();
+  VEXA_ASSERT(xdApiResultPipe);
+  if (!xdApiResultPipe->IsWritePipeConnected()) xdApiResultPipe->ConnectPipe();
+  if (processId != -1 && !xdApiResultPipe->HasPipe()) {
+    const int code = xdApiResultPipe->OpenPipeToReadWhile(BackendAlive);
+    if (code != 0) return code;
+  }
+  return ReceiveData(xdApiResultPipe, reply, true);
+}
+
+int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
+  request.SetCommandAction(action);
+  VexaPipe* apiPipe = nullptr;
+  VexaPipe* resultPipe = nullptr;
+  GetXDApiPipes(&apiPipe, &resultPipe);
+  SendXDApi(request, apiPipe);  // a failure shows in the read, which tells a dead peer from a living one
+  const int code = ReceiveXDApiResult(reply, resultPipe);
+  return code != 0 ? code : reply.GetErrorCode();
+}
+
+SigpipeBlocked::SigpipeBlocked() {
+  sigset_t pending;
+  sigset_t sigpipe;
+  sigpending(&pending);
+  was_pending = sigismember(&pending, SIGPIPE) == 1;
+  sigemptyset(&sigpipe);
+  sigaddset(&sigpipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+}
+
+SigpipeBlocked::~SigpipeBlocked() {
+  sigset_t pending;
+  sigpending(&pending);
+  if (!was_pending && sigismember(&pending, SIGPIPE) == 1) {
+    sigset_t sigpipe;
+    int taken = 0;
+    sigemptyset(&sigpipe);
+    sigaddset(&sigpipe, SIGPIPE);
+    sigwait(&sigpipe, &taken);
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+bool OneBit(const bool& flag) {
+  // Read as a byte: of a bool the compiler would take it for granted that it is 0 or 1.
+  const volatile unsigned char& byte = reinterpret_cast<const volatile unsigned char&>(flag);
+  return byte != 0;
+}
+
+std::int32_t ApiCall::Long(int index) { return Element(reply_block.GetLongDataRef(), index, kNoLong); }
+
+double ApiCall::Double(int index) { return Element(reply_block.GetDoubleDataRef(), index, kNoDouble); }
+
+const std::string& ApiCall::Text(int index) {
+  return Element(reply_block.GetStringDataRef(), index, kNoText);
+}
+
+const std::string& ApiCall::ListText(int list, int index) {
+  std::vector<StringData>& lists = reply_block.GetStringArrayRef();
+  return list < static_cast<int>(lists.size())
+             ? Element(lists[static_cast<std::size_t>(list)], index, kNoText)
+             : kNoText;
+}
+
+void ApiCall::Take(Out<int> out) {
+  const std::int32_t value = Long(longs_taken++);
+  if (out.target != nullptr) *out.target = value;
+}
+
+void ApiCall::Take(Out<double> out) {
+  const double value = Double(doubles_taken++);
+  if (out.target != nullptr) *out.target = value;
+}
+
+void ApiCall::Take(OutUnit out) {
+  const std::string& text = Text(texts_taken++);
+  if (out.target != nullptr) std::strncpy(out.target, text.c_str(), 8);
+}

@@ -1,0 +1,174 @@
+// The frame of every client function: one numbered request, one reply.
+//
+// The arguments of a call, in their order, are its request; order counts within a type and not between types.
+// So a function reads like its line of the interface:
+//
+//   int GetVariableFormatType(int index, int* type, int* width, int* decimals) {
+//     return GuardedCall(Action::GetVariableFormatType, index, Out(type), Out(width), Out(decimals));
+//   }
+//
+// Integers add a long, numbers a double, a text a string (a null text adds nothing). Out adds nothing and
+// takes the next element of its type from the reply, on success only; an element that the reply lacks reads
+// as 0, 0.0 or the empty text. Whatever else does not compile. Every exchange of the library goes through
+// Exchange.
+#ifndef CALL_FRAME_H
+#define CALL_FRAME_H
+
+#include <signal.h>
+
+#include <cstdint>
+#include <string>
+
+#include "CleXDErrorCode.h"
+#include "CleXDSmb.h"
+#include "VexaPipe.h"
+#include "result_texts.h"
+#include "session.h"
+
+using Action = CleXDSmb::CommandAction;
+
+// Mark the critical stretch of some calls, where a lock would go; there is none, as one thread at a time
+// calls.
+inline void AcquireBuffer() {}
+inline void ReleaseBuffer() {}
+
+// The two pipes of the current nesting level, found on the first call; makes the fifo that this side reads.
+// The code of making it, or 0.
+int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe);
+// Open their end first where it is closed. Where the backend is a child of ours and ends before it opened the
+// other end, they give 99107.
+int SendXDApi(CleXDSmb& request, VexaPipe* xdApiPipe);
+int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe);
+
+// Fills vexa_pipe_path from the first of VEXADXTEMP, TEMP, TMP, tmp that exists, even if it is empty; else
+// "/tmp/".
+void IntializeVexaDxTemp();
+// Makes the process-wide objects unless the process has them, finds the suit and opens level 0.
+void IntializePipeInfo();
+// This process's id as the fifos' names have it.
+std::string ProcessIdText();
+
+// Sends the request and receives the reply. The read is tried whether the send went well or not, and its code
+// counts.
+int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
+
+// Keeps SIGPIPE away from this thread, one that arises meanwhile included.
+class SigpipeBlocked {
+ public:
+  SigpipeBlocked();
+  SigpipeBlocked(const SigpipeBlocked&) = delete;
+  SigpipeBlocked& operator=(const SigpipeBlocked&) = delete;
+  ~SigpipeBlocked();
+
+ private:
+  bool was_pending;
+  sigset_t before;
+};
+
+// --- What may cross the wire ---
+
+template <class T>
+struct Out {
+  explicit Out(T* target_) : target(target_) {}
+  T* target;  // null: the element is passed over
+};
+
+// Eight bytes of text, padded with NULs, not terminated when the text fills them.
+struct OutUnit {
+  explicit OutUnit(char* target_) : target(target_) {}
+  char* target;
+};
+
+inline void AddArgument(CleXDSmb& request, int value) { request.SetLong(value); }
+inline void AddArgument(CleXDSmb& request, long value) { request.SetLong(value); }
+inline void AddArgument(CleXDSmb& request, double value) { request.SetDouble(value); }
+inline void AddArgument(CleXDSmb& request, const char* text) { request.SetString(text); }
+template <class T>
+void AddArgument(CleXDSmb&, Out<T>) {}
+inline void AddArgument(CleXDSmb&, OutUnit) {}
+template <class T>
+void AddArgument(CleXDSmb&, T) = delete;
+
+// A flag as one bit, whatever the caller's language put into the byte.
+bool OneBit(const bool& flag);
+
+// --- One exchange with its reply ---
+
+class ApiCall {
+ public:
+  // Does the whole exchange.
+  template <class... Arguments>
+  explicit ApiCall(Action action, Arguments... arguments) {
+    (AddArgument(request, arguments), ...);
+    status = Exchange(action, request, reply_block);
+  }
+
+  int code() const { return status; }
+  CleXDSmb& reply() { return reply_block; }
+
+  // Element `index` of a list of the reply; 0, 0.0 or "" when the reply lacks it.
+  std::int32_t Long(int index);
+  double Double(int index);
+  const std::string& Text(int index);
+  // Element `index` of the list of texts `list`.
+  const std::string& ListText(int list, int index);
+
+  // Fill the targets in order, each type counting for itself.
+  template <class... Arguments>
+  void TakeResults(Arguments... arguments) {
+    (Take(arguments), ...);
+  }
+
+ private:
+  template <class T>
+  void Take(T) {}
+  void Take(Out<int> out);
+  void Take(Out<double> out);
+  void Take(OutUnit out);
+
+  CleXDSmb request;
+  CleXDSmb reply_block;
+  int status;
+  int longs_taken = 0;
+  int doubles_taken = 0;
+  int texts_taken = 0;
+};
+
+// --- The result styles ---
+
+inline void StoreCode(int* errCode, int code) {
+  if (errCode != nullptr) *errCode = code;
+}
+
+// Returns the status, with no look at whether a backend runs.
+template <class... Arguments>
+int Call(Action action, Arguments... arguments) {
+  ApiCall call(action, arguments...);
+  if (call.code() == 0) call.TakeResults(arguments...);
+  return call.code();
+}
+
+// Refuses with 17 and sends nothing while no backend runs.
+template <class... Arguments>
+int GuardedCall(Action action, Arguments... arguments) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  return Call(action, arguments...);
+}
+
+// Returns the first long, stores the status. `failure` is the value on failure.
+template <class... Arguments>
+int LongCall(Action action, int failure, int* errCode, Arguments... arguments) {
+  ApiCall call(action, arguments...);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? call.Long(0) : failure;
+}
+
+// Returns the first text through stringResult, stores the status. `failure` is the text on failure.
+template <class... Arguments>
+const char* TextCall(Action action, const char* failure, int* errCode, Arguments... arguments) {
+  ApiCall call(action, arguments...);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? KeepText(call.Text(0)) : failure;
+}
+
+#endif

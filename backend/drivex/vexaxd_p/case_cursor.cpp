@@ -1,0 +1,165 @@
+// The case cursor: cases of the active dataset, fetched in blocks and read on this side.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "call_frame.h"
+#include "cursor_data_smb.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+void RemoveCursor() {
+  delete curCaseData;
+  curCaseData = nullptr;
+}
+
+int AccessTypeOf(const char* accessType) {
+  if (accessType == nullptr || accessType[0] == '\0' || accessType[1] != '\0') return CursorDataSmb::kOther;
+  if (*accessType == 'r' || *accessType == 'R') return CursorDataSmb::kRead;
+  if (*accessType == 'w' || *accessType == 'W') return CursorDataSmb::kWrite;
+  return CursorDataSmb::kOther;
+}
+
+// The units of a variable of that type in a case.
+int CaseUnits(int varType) {
+  if (varType <= 7) return 1;  // numeric, short, or not told
+  return (varType - 1) / 8 + 1;
+}
+
+void AskForVariable(int index, VarInfo* info) {
+  int code = 0;
+  info->varType = GetVariableTypeInProcDS(index, &code);
+  if (info->varType != 0) {
+    GetVarCMissingValues(index, &info->missingFormat, info->missing1.bytes, info->missing2.bytes,
+                         info->missing3.bytes);
+  } else {
+    double missing1 = 0.0;
+    double missing2 = 0.0;
+    double missing3 = 0.0;
+    GetVarNMissingValues(index, &info->missingFormat, &missing1, &missing2, &missing3);
+    info->missing1 = AsOBS(missing1);
+    info->missing2 = AsOBS(missing2);
+    info->missing3 = AsOBS(missing3);
+  }
+}
+
+int CasesWanted(const CursorDataSmb& cursor) {
+  const int size = cursor.GetOneCaseSize();
+  if (cursor.GetAccessType() != CursorDataSmb::kRead || size <= 0 || size >= CursorDataSmb::CACHE_SIZE)
+    return 1;
+  return CursorDataSmb::CACHE_SIZE / size;
+}
+
+int FetchBlock(CursorDataSmb& cursor) {
+  CleXDSmb request;
+  request.SetCommandAction(Action::NextCaseBlock);
+  request.SetLong(CasesWanted(cursor));
+  request.SetLong(cursor.GetOneCaseSize());
+  VexaPipe* apiPipe = nullptr;
+  VexaPipe* resultPipe = nullptr;
+  GetXDApiPipes(&apiPipe, &resultPipe);
+  const int sent = SendXDApi(request, apiPipe);
+  if (sent != 0) return sent;
+
+  CleXDSmb reply;
+  reply.OfferFrame(cursor.ReleaseBuffer());
+  const int code = ReceiveXDApiResult(reply, resultPipe);
+  const bool at_end = code == CleXDErrorCode::kEndOfData || code == CleXDErrorCode::kEndOfSplit;
+  LongData& longs = reply.GetLongDataRef();
+  const int cases = longs.Size() > 0 ? longs[0] : 0;
+  if (code == 0 || (at_end && cases >= 1)) {
+    cursor.SetReceivedCases(cases);
+    cursor.TakeBlock(reply.TakeVoidBlock());
+    cursor.SetLastError(code);  // the end is told when the last case of the block has been stepped over
+    return 0;
+  }
+  cursor.SetCasePtr(nullptr, 0);
+  cursor.SetReceivedCases(-1);
+  cursor.SetLastError(0);
+  return code;
+}
+
+}  // namespace
+
+void IntializeCursorData(const char* accessType) {
+  // Kept: a cursor that stands there is overwritten and not released.
+  curCaseData = new CursorDataSmb;
+  CursorDataSmb& cursor = *curCaseData;
+  int code = 0;
+  const int count = GetVariableCountInProcDS(&code);
+  std::int64_t units = 0;
+  for (int i = 0; i < count; ++i) {
+    VarInfo* info = cursor.NewVarInfo();
+    AskForVariable(i, info);
+    cursor.GetObsIndex().push_back(static_cast<std::int32_t>(units));
+    cursor.AddVarInfo(info);
+    units += CaseUnits(info->varType);
+  }
+  constexpr std::int64_t kMostUnits = INT_MAX / static_cast<int>(sizeof(OBS));
+  cursor.SetOneCaseSize(static_cast<int>(std::min(units, kMostUnits)) * static_cast<int>(sizeof(OBS)));
+  cursor.SetAccessType(AccessTypeOf(accessType));
+}
+
+int MakeCaseCursor(const char* accessType) {
+  const int code = GuardedCall(Action::MakeCaseCursor, accessType);
+  if (code == 0) IntializeCursorData(accessType);
+  return code;
+}
+
+int NextCase() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData == nullptr) return Call(Action::NextCase);
+  const int code = curCaseData->NextCase();
+  return code != CursorDataSmb::NO_CACHE_DATA ? code : FetchBlock(*curCaseData);
+}
+
+int GetNumericValue(unsigned int index, double* value, int* missing) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData != nullptr) return curCaseData->GetNumericValue(index, *value, *missing);
+  return Call(Action::GetNumericValue, static_cast<int>(index), Out(missing), Out(value));
+}
+
+int GetStringValue(unsigned int index, char** value, int length, int* missing) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData != nullptr) return curCaseData->GetStringValue(index, *value, length, *missing);
+  ApiCall call(Action::GetStringValue, static_cast<int>(index), length);
+  if (call.code() != 0) return call.code();
+  call.TakeResults(Out(missing));
+  if (length > 0) std::strncpy(*value, call.Text(0).c_str(), static_cast<std::size_t>(length));
+  return 0;
+}
+
+int RemoveCaseCursor() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  RemoveCursor();
+  return Call(Action::RemoveCaseCursor);
+}
+
+int ResetDataPass() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  const int code = Call(Action::ResetDataPass);
+  RemoveCursor();
+  return code;
+}
+
+int GetCursorPosition(int* position) { return GuardedCall(Action::GetCursorPosition, Out(position)); }
+
+int HasCursor(int* hasCursor) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  AcquireBuffer();
+  const int code = Call(Action::HasCursor, Out(hasCursor));
+  ReleaseBuffer();
+  return code;
+}
+
+int IsEndSplit(int* isEnd) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData != nullptr && curCaseData->HasData()) {
+    *isEnd = 0;
+    return 0;
+  }
+  ApiCall call(Action::IsEndSplit);
+  if (call.code() == 0 || call.code() == CleXDErrorCode::kEndOfSplit) call.TakeResults(Out(isEnd));
+  return call.code();
+}

@@ -1,0 +1,111 @@
+// CursorDataSmb: a block of cases on the client's side, with the layout of a case and the rules of missing
+// values, so that a walk over the data costs one exchange per block. One cursor exists per process, for the
+// thread that calls the client API.
+//
+//   no block           curCasePos -1, receivedCases -1     the next step asks for a block
+//   in a block         curCasePos from 0                   steps locally, then hands out lastError once
+//
+// The block's bytes are the backend's, and so is its count: a value is read only where its case lies whole in
+// the block, and elsewhere the answer is that the index is out of range.
+#ifndef CURSOR_DATA_SMB_H
+#define CURSOR_DATA_SMB_H
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "CleXDErrorCode.h"
+#include "CleXDSmb.h"
+#include "obs.h"
+
+// What the cursor knows of one variable.
+struct VarInfo {
+  std::int32_t varType;  // 0 for numeric, otherwise the string width in bytes
+  OBS missing1;          // first missing value, or the low end of a range
+  OBS missing2;          // second missing value, or the high end of a range
+  OBS missing3;          // third missing value, or the discrete value beside a range
+  // 0 none; 1 to 3 that many discrete values; -2 a range, -3 a range and a discrete value, both for numeric
+  // variables only. Any other value means that nothing is missing.
+  std::int32_t missingFormat;
+};
+
+// What GetNumericValue and GetStringValue tell of a value.
+enum MissingKind { kValid = 0, kUserMissing = 1, kSystemMissing = 2 };
+
+class CursorDataSmb {
+ public:
+  static constexpr int CACHE_SIZE = 20971520;  // the ceiling of one block, in bytes
+  static constexpr int NO_CACHE_DATA = 1900;   // the block is used up
+  enum AccessType { kRead = 0, kWrite = 1, kOther = 2 };
+
+  CursorDataSmb() = default;
+  CursorDataSmb(const CursorDataSmb&) = delete;
+  CursorDataSmb& operator=(const CursorDataSmb&) = delete;
+
+  int GetAccessType() const { return accessType; }
+  void SetAccessType(int access) { accessType = access; }
+  int GetOneCaseSize() const { return oneCaseSize; }
+  void SetOneCaseSize(int bytes) { oneCaseSize = bytes; }
+  void SetReceivedCases(int cases) { receivedCases = cases; }
+  void SetCurCasePos(int position) { curCasePos = position; }
+  void SetLastError(int code) { lastError = code; }
+  std::vector<std::int32_t>& GetObsIndex() { return obsIndex; }
+  // The index of a variable's first unit in a case.
+  int OBSIndex(int variable) const { return obsIndex[static_cast<std::size_t>(variable)]; }
+
+  // A zeroed record, which lives as long as the cursor.
+  VarInfo* NewVarInfo() { return &records.emplace_back(); }
+  void AddVarInfo(VarInfo* info) { varInfos.push_back(info); }
+
+  // Steps to the next case of the block. At its end the deferred code is handed out, once, or else
+  // NO_CACHE_DATA.
+  int NextCase();
+  bool HasData() const { return receivedCases >= 1; }
+  // Copies a block of `length` bytes; its first case is current. Null drops the block in hand.
+  void SetCasePtr(const void* block, int length);
+  // The same for a block that a reply hands over, without copying.
+  void TakeBlock(CleXDSmb::VoidBlock block);
+  // The room of the block in hand, for the next one to be received into. The block is gone with it.
+  FrameBuffer ReleaseBuffer();
+
+  // 10 out of range, 24 wrong type; then nothing is written.
+  int GetNumericValue(unsigned int index, double& value, int& missing) const;
+  // Copies the variable's full width, whatever `length` says, without a terminator when the text fills it.
+  int GetStringValue(unsigned int index, char*& value, int length, int& missing) const;
+  // A MissingKind.
+  static int IsMissing(const VarInfo* info, const OBS* value);
+
+ private:
+  bool CaseInHand(std::size_t position) const;
+  void PointAtCase(std::size_t position);
+  static bool IsUserMissing(const VarInfo* info, const OBS* value);
+
+  std::int32_t curCasePos = -1;
+  CleXDSmb::VoidBlock caseBuffer;
+  const OBS* casePtr = nullptr;  // null when no whole case is in hand
+  std::int32_t accessType = kOther;
+  std::int32_t oneCaseSize = 0;
+  std::int32_t receivedCases = -1;
+  std::vector<std::int32_t> obsIndex;
+  std::int32_t lastError = 0;
+  std::vector<VarInfo*> varInfos;
+  std::deque<VarInfo> records;
+};
+
+inline int CursorDataSmb::IsMissing(const VarInfo* info, const OBS* value) {
+  if (info->varType == 0 && ObsBits(*value) == kSystemMissingBits) return kSystemMissing;
+  return info->missingFormat != 0 && IsUserMissing(info, value) ? kUserMissing : kValid;
+}
+
+inline int CursorDataSmb::GetNumericValue(unsigned int index, double& value, int& missing) const {
+  if (index >= varInfos.size() || casePtr == nullptr) return CleXDErrorCode::kIndexOutOfRange;
+  const VarInfo* info = varInfos[index];
+  if (info->varType != 0) return CleXDErrorCode::kWrongType;
+  const OBS* unit = casePtr + obsIndex[index];
+  value = ObsNumber(*unit);
+  missing = IsMissing(info, unit);
+  return 0;
+}
+
+#endif

@@ -1,0 +1,15 @@
+// Texts that go to the caller: one shared buffer, valid until the next call that uses it, and copies that the
+// caller owns.
+#ifndef RESULT_TEXTS_H
+#define RESULT_TEXTS_H
+
+#include <string>
+
+// Copies the text up to its first zero byte into stringResult, in place of the previous one, and returns it.
+const char* KeepText(const std::string& text);
+// A terminated copy from new[], for the caller to own.
+char* NewText(const std::string& text);
+// Deletes the shared buffers.
+void ReleaseResultTexts();
+
+#endif

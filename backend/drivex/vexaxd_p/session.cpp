@@ -1,0 +1,75 @@
+#include "session.h"
+
+#include <unistd.h>
+
+#include "call_frame.h"
+#include "cursor_data_smb.h"
+#include "dxglobals.h"
+#include "result_texts.h"
+#include "xpipemanager.h"
+
+bool isVexaRunning = false;
+std::int32_t processId = -1;
+bool isxdriven = false;
+XPipeSuit* myPipeSuit = nullptr;
+std::string vexa_pipe_index;
+std::string vexa_pipe_path;
+std::string vexa_pipe_lang;
+std::string vexa_home;
+CursorDataSmb* curCaseData = nullptr;
+char* stringResult = nullptr;
+
+namespace {
+
+pid_t session_owner = -1;
+
+// Tells the backend that the process that drives it is going away. No reply is read. The backend may be gone
+// already: a broken pipe must not change how the process ends.
+void SayGoodbye() {
+  constexpr long kDriverLeaves = 998800;
+  const SigpipeBlocked quiet;
+  CleXDSmb farewell;
+  VexaPipe* apiPipe = nullptr;
+  VexaPipe* resultPipe = nullptr;
+  GetXDApiPipes(&apiPipe, &resultPipe);
+  farewell.SetLong(kDriverLeaves);
+  SendXDApi(farewell, apiPipe);
+}
+
+// All fifos under this process's own id are its own to remove. Those under another id belong to the process
+// that this one works for, apart from the ones made here.
+void RemoveFifos() {
+  XPipeManager* manager = GetXPipeManager();
+  if (manager != nullptr) manager->RemoveFiles(manager->getPipePid() != ProcessIdText());
+}
+
+// The exit hook. Constructed behind the session's state, so that it is destroyed ahead of it.
+struct InitializeData {
+  ~InitializeData() {
+    if (getpid() == session_owner) {
+      if (isVexaRunning && isxdriven) SayGoodbye();
+      RemoveFifos();
+    }
+    ReleaseResultTexts();
+  }
+};
+
+InitializeData InstanceOfInitializeData;
+
+}  // namespace
+
+void NoteSessionOwner() { session_owner = getpid(); }
+
+void ResetStaticVars() {
+  isVexaRunning = false;
+  isxdriven = false;
+  ReleaseResultTexts();
+  processId = -1;
+  vexa_pipe_index.clear();
+  vexa_pipe_path.clear();
+  vexa_pipe_lang.clear();
+  vexa_home.clear();
+  delete curCaseData;
+  curCaseData = nullptr;
+  myPipeSuit = nullptr;
+}

@@ -1,0 +1,25 @@
+#include "string_list.h"
+
+#include <string>
+#include <vector>
+
+#include "vexaxd_p.h"
+
+namespace {
+const std::vector<std::string>& Strings(void* handle) {
+  return *static_cast<std::vector<std::string>*>(handle);
+}
+}  // namespace
+
+void* NewStringList(const StringData& texts) { return new std::vector<std::string>(texts.Values()); }
+
+int GetStringListLength(void* handle) {
+  return handle != nullptr ? static_cast<int>(Strings(handle).size()) : 0;
+}
+
+const char* GetStringFromList(void* handle, int index) {
+  if (index < 0 || index >= GetStringListLength(handle)) return "";
+  return Strings(handle)[static_cast<std::size_t>(index)].c_str();
+}
+
+void RemoveStringList(void* handle) { delete static_cast<std::vector<std::string>*>(handle); }

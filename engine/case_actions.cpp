@@ -1,0 +1,129 @@
+// The case cursor. A driver with a cursor of its own fetches blocks of cases; one without steps case by case
+// and asks for each value. Both move the same cursor.
+#include <algorithm>
+
+#include "session.h"
+
+namespace {
+
+// A block stays well below what a message can hold, whatever a driver asks for; a single case always goes.
+constexpr std::size_t kMaxBlockBytes = std::size_t{256} << 20;
+
+int MakeCursor(Session& session, CleXDSmb& request, CleXDSmb&) {
+  const std::string access = request.GetSingleString();
+  if (access != "r" && access != "R" && access != "w" && access != "W") return engine_code::kBadAccess;
+  if (session.dataset.variables.empty()) return engine_code::kNoData;
+  if (session.cursor) return engine_code::kCursorExists;
+  session.cursor.emplace();
+  return 0;
+}
+
+int RemoveCursor(Session& session, CleXDSmb&, CleXDSmb&) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  session.cursor.reset();
+  return 0;
+}
+
+int ResetPass(Session& session, CleXDSmb&, CleXDSmb&) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  session.cursor->delivered = 0;
+  return 0;
+}
+
+int CursorExists(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  reply.SetLong(session.cursor ? 1 : 0);
+  return 0;
+}
+
+int CursorPosition(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  reply.SetLong(static_cast<long>(session.cursor->delivered));
+  return 0;
+}
+
+int NextCase(Session& session, CleXDSmb&, CleXDSmb&) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  if (session.cursor->delivered == session.dataset.CaseCount()) return CleXDErrorCode::kEndOfData;
+  ++session.cursor->delivered;
+  return 0;
+}
+
+// The block that reaches the last case says so at once, and the driver asks no further.
+int NextBlock(Session& session, CleXDSmb& request, CleXDSmb& reply) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  const Dataset& data = session.dataset;
+  const int wanted = LongArgument(request, 0).value_or(0);
+  const int case_bytes = LongArgument(request, 1).value_or(0);
+  if (wanted < 1 || case_bytes < 1 || static_cast<std::size_t>(case_bytes) != data.CaseBytes()) {
+    return engine_code::kBadRequest;
+  }
+  std::size_t& delivered = session.cursor->delivered;
+  const std::size_t room = std::max<std::size_t>(kMaxBlockBytes / data.CaseBytes(), 1);
+  const std::size_t count = std::min({static_cast<std::size_t>(wanted), room, data.CaseCount() - delivered});
+  if (count > 0) {
+    const int bytes = static_cast<int>(count * data.CaseBytes());
+    reply.AllocVoidData(bytes);
+    reply.SaveDataIntoVoidData(data.Case(delivered), bytes);
+  }
+  reply.SetLong(static_cast<long>(count));
+  delivered += count;
+  return delivered == data.CaseCount() ? CleXDErrorCode::kEndOfData : 0;
+}
+
+// What a driver without a cursor of its own asks for: one value of the current case.
+struct CurrentValue {
+  const Variable* variable = nullptr;
+  const Unit* value = nullptr;
+};
+
+int FindValue(const Session& session, CleXDSmb& request, CurrentValue& found) {
+  if (!session.cursor) return engine_code::kNoCursor;
+  const std::optional<int> index = LongArgument(request, 0);
+  if (!index) return engine_code::kBadRequest;
+  const auto& variables = session.dataset.variables;
+  if (*index < 0 || static_cast<std::size_t>(*index) >= variables.size() || session.cursor->delivered == 0) {
+    return CleXDErrorCode::kIndexOutOfRange;
+  }
+  found.variable = &variables[static_cast<std::size_t>(*index)];
+  found.value = session.dataset.Case(session.cursor->delivered - 1) + found.variable->first_unit;
+  return 0;
+}
+
+int NumericValue(Session& session, CleXDSmb& request, CleXDSmb& reply) {
+  CurrentValue found;
+  if (const int code = FindValue(session, request, found)) return code;
+  if (found.variable->IsText()) return CleXDErrorCode::kWrongType;
+  reply.SetLong(static_cast<long>(StateOf(*found.variable, found.value)));
+  reply.SetDouble(NumberOf(*found.value));
+  return 0;
+}
+
+// The whole width, blanks included, but never more than the driver has room for.
+int TextValue(Session& session, CleXDSmb& request, CleXDSmb& reply) {
+  CurrentValue found;
+  if (const int code = FindValue(session, request, found)) return code;
+  if (!found.variable->IsText()) return CleXDErrorCode::kWrongType;
+  const std::optional<int> room = LongArgument(request, 1);
+  if (!room) return engine_code::kBadRequest;
+  reply.SetLong(static_cast<long>(StateOf(*found.variable, found.value)));
+  reply.SetString(reinterpret_cast<const char*>(found.value), std::min(*room, found.variable->width));
+  return 0;
+}
+
+int EndOfSplit(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  const std::size_t delivered = session.cursor ? session.cursor->delivered : 0;
+  reply.SetLong(delivered == session.dataset.CaseCount() ? 1 : 0);
+  return 0;
+}
+
+constexpr ActionEntry kActions[] = {
+    {Action::MakeCaseCursor, MakeCursor},        {Action::RemoveCaseCursor, RemoveCursor},
+    {Action::ResetDataPass, ResetPass},          {Action::HasCursor, CursorExists},
+    {Action::GetCursorPosition, CursorPosition}, {Action::NextCase, NextCase},
+    {Action::NextCaseBlock, NextBlock},          {Action::GetNumericValue, NumericValue},
+    {Action::GetStringValue, TextValue},         {Action::IsEndSplit, EndOfSplit},
+};
+
+}  // namespace
+
+std::span<const ActionEntry> CaseActions() { return kActions; }

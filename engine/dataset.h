@@ -1,0 +1,117 @@
+// A dataset: the dictionary and the cases. Both are filled while the engine starts and only read afterwards.
+//
+// A case is a run of 8-byte units in dictionary order, without header or gaps: one unit for a number, as many
+// as hold the width for a text, with blanks behind it. All cases lie one behind the other, so that any run of
+// cases is one run of bytes. Two numbers (id, width 9 text "September") make a case of three units:
+//
+//   00 00 00 00 00 00 14 40   5.0
+//   53 65 70 74 65 6D 62 65   "Septembe"
+//   72 20 20 20 20 20 20 20   "r" and blanks
+#ifndef DATASET_H
+#define DATASET_H
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using Unit = std::uint64_t;
+inline constexpr std::size_t kUnitBytes = sizeof(Unit);
+
+inline constexpr Unit kSystemMissing = 0xFFEFFFFFFFFFFFFF;
+// The ends of what a number can be: next to the system-missing value, and the largest double.
+inline constexpr Unit kLowest = 0xFFEFFFFFFFFFFFFE;
+inline constexpr Unit kHighest = 0x7FEFFFFFFFFFFFFF;
+inline constexpr Unit kBlankUnit = 0x2020202020202020;
+
+inline Unit UnitOf(double number) { return std::bit_cast<Unit>(number); }
+inline double NumberOf(Unit unit) { return std::bit_cast<double>(unit); }
+// The first eight bytes of a text, with blanks behind it.
+Unit UnitOf(std::string_view text);
+// The eight bytes of a unit.
+std::string TextOf(Unit unit);
+
+// A text may be this wide at most.
+inline constexpr std::size_t kMaxTextWidth = 32767;
+
+enum class FormatType : int { Text = 1, Fixed = 2, Scientific = 3, Comma = 4, Dollar = 5, Percent = 6 };
+enum class Level : int { Nominal = 1, Ordinal = 2, Scale = 3 };
+enum class Role : int { Input = 0, Target = 1, Both = 2, None = 3, Partition = 4, Split = 5 };
+
+struct Format {
+  FormatType type = FormatType::Fixed;
+  int width = 8;
+  int decimals = 2;
+  std::string Text() const;  // "F8.2", "A9"
+};
+
+// The letters of a format type, and back. Nothing found is null.
+const char* FormatLetters(FormatType type);
+const FormatType* FormatTypeOf(std::string_view letters);
+
+// Which values count as user-missing. The values are units like those of the cases: numbers, or eight bytes
+// of text.
+struct MissingRule {
+  static constexpr int kRange = -2;        // values[0] to values[1]
+  static constexpr int kRangeAndOne = -3;  // the range, and values[2]
+  int format = 0;                          // 0 none, 1 to 3 that many discrete values, or a range
+  std::array<Unit, 3> values = {};
+};
+
+struct ValueLabel {
+  double number = 0;  // of a numeric variable
+  std::string text;   // of a text variable
+  std::string label;
+};
+
+struct Variable {
+  std::string name;
+  std::string label;
+  int width = 0;  // 0 for a number, else the bytes of the text
+  std::size_t first_unit = 0;
+  Format format;
+  Level level = Level::Scale;
+  Role role = Role::Input;
+  MissingRule missing;
+  std::vector<ValueLabel> value_labels;
+
+  bool IsText() const { return width > 0; }
+  std::size_t Units() const {
+    return IsText() ? (static_cast<std::size_t>(width) + kUnitBytes - 1) / kUnitBytes : 1;
+  }
+};
+
+enum class MissingState : int { Valid = 0, User = 1, System = 2 };
+
+class Dataset {
+ public:
+  std::vector<Variable> variables;
+  std::string weight;               // a variable's name, or empty
+  std::vector<std::string> splits;  // names of variables
+
+  // Appends a variable behind those that are there: a number for a width of 0. While there are no cases yet.
+  void AddVariable(std::string name, std::size_t width);
+  // Makes room for that many cases, blank or zero; Case() then gives the place of each.
+  void ResizeCases(std::size_t count);
+
+  std::size_t CaseCount() const { return case_count; }
+  std::size_t CaseUnits() const { return case_units; }
+  std::size_t CaseBytes() const { return case_units * kUnitBytes; }
+  Unit* Case(std::size_t index) { return cells.data() + index * case_units; }
+  const Unit* Case(std::size_t index) const { return cells.data() + index * case_units; }
+
+  // Null when there is none of the name; case does not count.
+  Variable* Find(std::string_view name);
+
+ private:
+  std::size_t case_count = 0;
+  std::size_t case_units = 0;
+  std::vector<Unit> cells;
+};
+
+// What the value at the variable's first unit counts as.
+MissingState StateOf(const Variable& variable, const Unit* value);
+
+#endif

@@ -1,0 +1,33 @@
+// The codes of the practice engine's own. They travel to the driver as they are: in the first message when
+// the engine cannot start, in a reply when a request cannot be served. Where the library has a code for the
+// same thing (a bad index, a wrong type, the end of the data), the engine answers that one. README.md lists
+// them for users.
+#ifndef ENGINE_CODE_H
+#define ENGINE_CODE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace engine_code {
+
+inline constexpr int kBadOption = 2001;
+inline constexpr int kUnreadable = 2002;
+inline constexpr int kBadData = 2003;
+inline constexpr int kBadSideFile = 2004;
+inline constexpr int kUnknownAction = 2010;
+inline constexpr int kBadRequest = 2011;
+inline constexpr int kNoCursor = 2012;
+inline constexpr int kCursorExists = 2013;
+inline constexpr int kNoData = 2014;
+inline constexpr int kBadAccess = 2015;
+
+}  // namespace engine_code
+
+// Why the engine cannot start: the code for the driver, the reason for a person.
+struct StartFailure : std::runtime_error {
+  StartFailure(int failure_code, const std::string& reason)
+      : std::runtime_error(reason), code(failure_code) {}
+  int code;
+};
+
+#endif

@@ -1,0 +1,19 @@
+// The engine's options: what a driver writes behind StartVexa's own options. Blank-separated, double quotes
+// group.
+//
+//   -data "/home/ann/air quality.csv" -log /tmp/requests.log
+#ifndef OPTIONS_H
+#define OPTIONS_H
+
+#include <string>
+#include <string_view>
+
+struct Options {
+  std::string data;  // the CSV file; empty for an engine without data
+  std::string log;   // a file that gets a line for every request; empty for none
+};
+
+// Throws StartFailure for an option that is unknown, lacks its value or comes twice.
+Options ParseOptions(std::string_view text);
+
+#endif

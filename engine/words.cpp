@@ -1,0 +1,64 @@
+#include "words.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// Takes a quoted word whose first quote is at `position`; false when it is not closed.
+bool TakeQuoted(std::string_view line, std::size_t& position, std::string& text) {
+  for (++position; position < line.size(); ++position) {
+    if (line[position] == '"') {
+      ++position;
+      if (position == line.size() || line[position] != '"') return true;
+    }
+    text += line[position];
+  }
+  return false;
+}
+
+}  // namespace
+
+std::optional<std::vector<Word>> SplitWords(std::string_view line) {
+  std::vector<Word> words;
+  for (std::size_t position = 0;;) {
+    position = line.find_first_not_of(kBlanks, position);
+    if (position == std::string_view::npos) return words;
+    Word& word = words.emplace_back();
+    if (line[position] == '"') {
+      word.quoted = true;
+      if (!TakeQuoted(line, position, word.text)) return std::nullopt;
+    } else {
+      const std::size_t end = std::min(line.find_first_of(kBlanks, position), line.size());
+      word.text = line.substr(position, end - position);
+      position = end;
+    }
+  }
+}
+
+std::optional<double> ParseNumber(std::string_view text) {
+  text = Trimmed(text);
+  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+  double value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, value);
+  // from_chars also reads "inf" and "nan": words, not numbers.
+  if (failure != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
+
+std::string_view Trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+bool SameName(std::string_view first, std::string_view second) {
+  return std::equal(first.begin(), first.end(), second.begin(), second.end(),
+                    [](char a, char b) { return Lower(a) == Lower(b); });
+}

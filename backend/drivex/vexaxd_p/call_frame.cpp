@@ -110,29 +110,6 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
   return code != 0 ? code : reply.GetErrorCode();
 }
 
-SigpipeBlocked::SigpipeBlocked() {
-  sigset_t pending;
-  sigset_t sigpipe;
-  sigpending(&pending);
-  was_pending = sigismember(&pending, SIGPIPE) == 1;
-  sigemptyset(&sigpipe);
-  sigaddset(&sigpipe, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
-}
-
-SigpipeBlocked::~SigpipeBlocked() {
-  sigset_t pending;
-  sigpending(&pending);
-  if (!was_pending && sigismember(&pending, SIGPIPE) == 1) {
-    sigset_t sigpipe;
-    int taken = 0;
-    sigemptyset(&sigpipe);
-    sigaddset(&sigpipe, SIGPIPE);
-    sigwait(&sigpipe, &taken);
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
-
 bool OneBit(const bool& flag) {
   // Read as a byte: of a bool the compiler would take it for granted that it is 0 or 1.
   const volatile unsigned char& byte = reinterpret_cast<const volatile unsigned char&>(flag);

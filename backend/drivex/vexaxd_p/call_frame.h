@@ -14,8 +14,6 @@
 #ifndef CALL_FRAME_H
 #define CALL_FRAME_H
 
-#include <signal.h>
-
 #include <cstdint>
 #include <string>
 
@@ -51,19 +49,6 @@ std::string ProcessIdText();
 // Sends the request and receives the reply. The read is tried whether the send went well or not, and its code
 // counts.
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
-
-// Keeps SIGPIPE away from this thread, one that arises meanwhile included.
-class SigpipeBlocked {
- public:
-  SigpipeBlocked();
-  SigpipeBlocked(const SigpipeBlocked&) = delete;
-  SigpipeBlocked& operator=(const SigpipeBlocked&) = delete;
-  ~SigpipeBlocked();
-
- private:
-  bool was_pending;
-  sigset_t before;
-};
 
 // --- What may cross the wire ---
 

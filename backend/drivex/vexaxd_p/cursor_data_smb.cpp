@@ -48,19 +48,44 @@ bool CursorDataSmb::CaseInHand(std::size_t position) const {
 }
 
 void CursorDataSmb::PointAtCase(std::size_t position) {
-  casePtr = nullptr;
-  if (!CaseInHand(position)) return;
-  casePtr = reinterpret_cast<const OBS*>(caseBuffer.data) +
-            position * (static_cast<std::size_t>(oneCaseSize) / sizeof(OBS));
+  if (!CaseInHand(position)) {
+    casePtr = nullptr;
+    readable = 0;
+    return;
+  }
+  const std::size_t units = static_cast<std::size_t>(oneCaseSize) / sizeof(OBS);
+  casePtr = reinterpret_cast<const OBS*>(caseBuffer.data) + position * units;
+  readable = static_cast<std::uint32_t>(columns.size());
+  column = columns.data();
+}
+
+void CursorDataSmb::AddVarInfo(VarInfo* info) {
+  varInfos.push_back(info);
+  columns.push_back({obsIndex[varInfos.size() - 1], info->varType == 0 && info->missingFormat == 0});
+}
+
+int CursorDataSmb::IsMissing(const VarInfo* info, const OBS* value) {
+  if (info->varType == 0 && ObsBits(*value) == kSystemMissingBits) return kSystemMissing;
+  return IsUserMissing(info, value) ? kUserMissing : kValid;
+}
+
+int CursorDataSmb::GetOtherValue(unsigned int index, double& value, int& missing) const {
+  if (index >= readable) return CleXDErrorCode::kIndexOutOfRange;
+  const VarInfo* info = varInfos[index];
+  if (info->varType != 0) return CleXDErrorCode::kWrongType;
+  const OBS* unit = casePtr + column[index].unit;
+  value = ObsNumber(*unit);
+  missing = IsMissing(info, unit);
+  return 0;
 }
 
 int CursorDataSmb::GetStringValue(unsigned int index, char*& value, int, int& missing) const {
-  if (index >= varInfos.size() || casePtr == nullptr) return CleXDErrorCode::kIndexOutOfRange;
+  if (index >= readable) return CleXDErrorCode::kIndexOutOfRange;
   const VarInfo* info = varInfos[index];
   if (info->varType == 0) return CleXDErrorCode::kWrongType;
   if (info->varType < 0)
     return CleXDErrorCode::kIndexOutOfRange;  // the backend did not tell this variable's width
-  const OBS* unit = casePtr + obsIndex[index];
+  const OBS* unit = casePtr + column[index].unit;
   std::strncpy(value, unit->bytes, static_cast<std::size_t>(info->varType));
   missing = IsMissing(info, unit);
   return 0;

@@ -56,7 +56,9 @@ class CursorDataSmb {
 
   // A zeroed record, which lives as long as the cursor.
   VarInfo* NewVarInfo() { return &records.emplace_back(); }
-  void AddVarInfo(VarInfo* info) { varInfos.push_back(info); }
+  // Behind the variable's entry in GetObsIndex, and with the record filled: it is not looked at again for its
+  // type.
+  void AddVarInfo(VarInfo* info);
 
   // Steps to the next case of the block. At its end the deferred code is handed out, once, or else
   // NO_CACHE_DATA.
@@ -77,13 +79,22 @@ class CursorDataSmb {
   static int IsMissing(const VarInfo* info, const OBS* value);
 
  private:
+  // What a read of a number needs, side by side.
+  struct Column {
+    std::int32_t unit;  // index of the variable's first unit in a case
+    bool plain_number;  // numeric, and nothing is user-missing
+  };
+
   bool CaseInHand(std::size_t position) const;
   void PointAtCase(std::size_t position);
+  int GetOtherValue(unsigned int index, double& value, int& missing) const;
   static bool IsUserMissing(const VarInfo* info, const OBS* value);
 
   std::int32_t curCasePos = -1;
   CleXDSmb::VoidBlock caseBuffer;
   const OBS* casePtr = nullptr;  // null when no whole case is in hand
+  std::uint32_t readable = 0;    // the number of variables; 0 when no whole case is in hand
+  const Column* column = nullptr;
   std::int32_t accessType = kOther;
   std::int32_t oneCaseSize = 0;
   std::int32_t receivedCases = -1;
@@ -91,20 +102,17 @@ class CursorDataSmb {
   std::int32_t lastError = 0;
   std::vector<VarInfo*> varInfos;
   std::deque<VarInfo> records;
+  std::vector<Column> columns;
 };
 
-inline int CursorDataSmb::IsMissing(const VarInfo* info, const OBS* value) {
-  if (info->varType == 0 && ObsBits(*value) == kSystemMissingBits) return kSystemMissing;
-  return info->missingFormat != 0 && IsUserMissing(info, value) ? kUserMissing : kValid;
-}
-
+// One call per cell of a walk: the common case is a straight line.
 inline int CursorDataSmb::GetNumericValue(unsigned int index, double& value, int& missing) const {
-  if (index >= varInfos.size() || casePtr == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  const VarInfo* info = varInfos[index];
-  if (info->varType != 0) return CleXDErrorCode::kWrongType;
-  const OBS* unit = casePtr + obsIndex[index];
-  value = ObsNumber(*unit);
-  missing = IsMissing(info, unit);
+  if (index >= readable || !column[index].plain_number) [[unlikely]] {
+    return GetOtherValue(index, value, missing);
+  }
+  const OBS unit = casePtr[column[index].unit];
+  value = ObsNumber(unit);
+  missing = ObsBits(unit) == kSystemMissingBits ? kSystemMissing : kValid;
   return 0;
 }
 

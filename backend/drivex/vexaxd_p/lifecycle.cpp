@@ -33,11 +33,11 @@ constexpr std::size_t kOptionEnd =
 std::string TakeLeadingOption(std::string& text) {
   const std::size_t comma = text.find(',');
   if (comma == std::string::npos) {
-    const std::string value = text.substr(kOptionEnd);
+    std::string value = text.substr(kOptionEnd);
     text.clear();
     return value;
   }
-  const std::string value = text.substr(kOptionEnd, comma - kOptionEnd);
+  std::string value = text.substr(kOptionEnd, comma - kOptionEnd);
   text.erase(0, comma + 1);
   return value;
 }
@@ -208,6 +208,8 @@ void StopVexa() {
   GetXDApiPipes(&apiPipe, &resultPipe);
   resultPipe->DisconnectPipe();
   resultPipe->ClosePipe();
+  myPipeSuit->stopMonitor(false);
+  myPipeSuit->stopMonitor(true);
   myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
   myPipeSuit->decreaseIndex();
   myPipeSuit = nullptr;

@@ -7,7 +7,7 @@
 #include "vexaxd_p.h"
 
 const char* KeepText(const std::string& text) {
-  char* copy = NewText(text.c_str());
+  char* copy = NewText(text.substr(0, std::strlen(text.c_str())));
   delete[] stringResult;
   stringResult = copy;
   return stringResult;

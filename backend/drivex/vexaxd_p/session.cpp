@@ -6,6 +6,7 @@
 #include "cursor_data_smb.h"
 #include "dxglobals.h"
 #include "result_texts.h"
+#include "sigpipe.h"
 #include "xpipemanager.h"
 
 bool isVexaRunning = false;

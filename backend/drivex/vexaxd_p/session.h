@@ -11,6 +11,10 @@
 class CursorDataSmb;
 class XPipeSuit;
 
+// Said at the declarations, so that a use is one instruction and no look into the table of the library's
+// symbols.
+#pragma GCC visibility push(hidden)
+
 // The backend can be talked to. Written by StartVexa, IsBackendReady, StopVexa, SetVexaRunning,
 // ResetStaticVars.
 extern bool isVexaRunning;
@@ -32,6 +36,8 @@ extern std::string vexa_home;
 extern CursorDataSmb* curCaseData;
 // The text that the last call of that kind handed to its caller, from new[], owned. Written by KeepText.
 extern char* stringResult;
+
+#pragma GCC visibility pop
 
 // The end of a session: everything above is as it was at load, and what was owned is gone.
 void ResetStaticVars();

@@ -10,7 +10,8 @@
 //
 // A section is read once and then kept: later changes of the file are not seen. No operation reports an
 // error: a file that cannot be opened reads as one without sections. The reader owns all options that it
-// hands out by pointer, and the instance lives until the process ends. Any thread may ask.
+// hands out by pointer, and the instance lives until the process ends. Any thread may ask, but what it
+// is given has one user at a time.
 #ifndef VEXADXCONFIGREADER_H
 #define VEXADXCONFIGREADER_H
 

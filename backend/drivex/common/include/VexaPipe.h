@@ -10,6 +10,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "vexa_api.h"
@@ -66,14 +67,16 @@ class VEXA_API VexaPipe {
 
   // OpenPipeToRead and OpenPipeToWrite, given up with 99107 as soon as `peer_alive` says that nobody will
   // come. The reader also waits for the first bytes, or for the writer's end.
-  int OpenPipeToReadWhile(bool (*peer_alive)());
-  int OpenPipeToWriteWhile(bool (*peer_alive)());
+  int OpenPipeToReadWhile(const std::function<bool()>& peer_alive);
+  int OpenPipeToWriteWhile(const std::function<bool()>& peer_alive);
+  // Whether the other end of an open fifo was there and is gone.
+  bool PeerHungUp() const;
   // For poll; -1 when closed.
   int Descriptor() const { return pipeFd; }
   // Takes O_NONBLOCK off an end that was opened without blocking.
   int MakeBlocking();
-  // Removes the fifo's file, and forgets having made it.
-  void RemoveFile();
+  // Removes the fifo's file, for the end of the process; or only if this object made it.
+  void RemoveFile(bool only_created) const;
 
  private:
   int OpenEnd(int flags);

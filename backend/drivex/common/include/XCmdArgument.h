@@ -7,6 +7,7 @@
 #define XCMDARGUMENT_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,6 @@ class VEXA_API XCmdArgument {
   explicit XCmdArgument(const std::string& text);
   XCmdArgument(const XCmdArgument&) = delete;
   XCmdArgument& operator=(const XCmdArgument&) = delete;
-  ~XCmdArgument();
 
   // Appends. The flag changes nothing.
   void pushArgument(const std::string& argument, bool flag = false);
@@ -39,13 +39,13 @@ class VEXA_API XCmdArgument {
 
  private:
   void BuildVector();
-  void FreeVector();
 
   bool modified = false;
   std::vector<std::string> list;
   std::int32_t count = 0;
-  char** vector = nullptr;
-  char* line = nullptr;
+  std::vector<std::string> copies;  // what `vector` points at
+  std::vector<char*> vector;
+  std::optional<std::string> line;
 };
 
 #endif

@@ -28,7 +28,7 @@ class VEXA_API XPipes {
   VexaPipe* GetXDAPIPipe() { return xdapi.get(); }                 // requests, to the backend
   VexaPipe* GetXDAPIResultPipe() { return xdapi_result.get(); }    // replies
 
-  void RemoveFiles(bool only_created);
+  void RemoveFiles(bool only_created) const;
 
  private:
   std::unique_ptr<VexaPipe> syntax;

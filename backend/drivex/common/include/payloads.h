@@ -24,7 +24,7 @@ class ImageReader;
 class ImageWriter;
 
 // One pending cell change of a dataset.
-struct VEXA_API dataSet {
+struct VEXA_API dataSet {  // exported as TypedPayload<dataSet> is
   std::string datasetName;
   std::int32_t caseIndex = 0;  // zero-based row
   std::int32_t varIndex = 0;   // zero-based column
@@ -48,6 +48,7 @@ class VEXA_API DataType {
  protected:
   DataType() = default;
   DataType(const DataType&) noexcept {}
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is copied, each keeps its own image
   DataType& operator=(const DataType&) noexcept { return *this; }
   ~DataType() { std::free(constructedBuffer); }
 
@@ -82,17 +83,17 @@ extern template class TypedPayload<double>;
 extern template class TypedPayload<std::string>;
 extern template class TypedPayload<dataSet>;
 
-class VEXA_API LongData : public TypedPayload<std::int32_t> {
+class VEXA_API LongData final : public TypedPayload<std::int32_t> {
  public:
   void SetValue(int value) { values.push_back(value); }
 };
 
-class VEXA_API DoubleData : public TypedPayload<double> {
+class VEXA_API DoubleData final : public TypedPayload<double> {
  public:
   void SetValue(double value) { values.push_back(value); }
 };
 
-class VEXA_API StringData : public TypedPayload<std::string> {
+class VEXA_API StringData final : public TypedPayload<std::string> {
  public:
   void SetValue(std::string value) { values.push_back(std::move(value)); }
   void SetValue(const char* value) { values.emplace_back(value); }
@@ -103,7 +104,7 @@ class VEXA_API StringData : public TypedPayload<std::string> {
   std::vector<std::string> GetData() const { return values; }
 };
 
-class VEXA_API StructData : public TypedPayload<dataSet> {
+class VEXA_API StructData final : public TypedPayload<dataSet> {
  public:
   void SetValue(dataSet value) { values.push_back(std::move(value)); }
   void AssignValue(std::vector<dataSet> replacement) { values = std::move(replacement); }

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "DXCmdDispatcher.h"
+#include "MonitorThread.h"
 #include "XPipes.h"
 #include "vexa_api.h"
 
@@ -26,7 +28,8 @@ class VEXA_API XPipeSuit {
   XPipeSuit(const std::string& xname, XPipeManager* manager);
   XPipeSuit(const XPipeSuit&) = delete;
   XPipeSuit& operator=(const XPipeSuit&) = delete;
-  // Destroys the levels from the last to the first.
+  // Destroys the levels from the last to the first, then the dispatcher, the reader monitor, the writer
+  // monitor.
   ~XPipeSuit();
 
   // The current nesting level, -1 when none is open.
@@ -43,13 +46,28 @@ class VEXA_API XPipeSuit {
   // goes.
   void decreaseIndex();
 
-  void RemoveFiles(bool only_created);
+  // The command channel, made by the first call, which settles the role. Owned by the suit.
+  DXCmdDispatcher* getCmdDispatcher(bool isServer);
+
+  // Makes and starts the monitor of that side, reader or writer, unless it is there; it is the suit's.
+  // `handler` is an `int (*)()` that the reader calls, on the monitor's thread, when its peer goes without a
+  // farewell; it may be null.
+  MonitorThread* startMonitor(bool reader, void* handler);
+  // Null when that side was never started.
+  MonitorThread* getMonitor(bool reader) const { return (reader ? reader_monitor : writer_monitor).get(); }
+  // Ends the monitor of that side if there is one. Always 0.
+  int stopMonitor(bool reader);
+
+  void RemoveFiles(bool only_created) const;
 
  private:
   std::string xname;
   XPipeManager* m_manager;
   std::int32_t m_pipe_index = -1;
   std::vector<std::unique_ptr<XPipes>> pipes;
+  std::unique_ptr<DXCmdDispatcher> dispatcher;
+  std::unique_ptr<MonitorThread> reader_monitor;
+  std::unique_ptr<MonitorThread> writer_monitor;
 };
 
 class VEXA_API XPipeManager {
@@ -69,7 +87,7 @@ class VEXA_API XPipeManager {
 
   // Removes the files of every suit and leaves the objects alone, for the end of the process: all of them, or
   // those that this process made.
-  void RemoveFiles(bool only_created);
+  void RemoveFiles(bool only_created) const;
 
  private:
   std::string path;

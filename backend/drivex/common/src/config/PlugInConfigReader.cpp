@@ -60,7 +60,7 @@ std::int64_t PlugInConfigReader::RetrieveSectionNames(std::FILE* file, char* buf
 std::int64_t PlugInConfigReader::RetrieveKeyNames(std::FILE* file, const char* section, char* buffer,
                                                   std::size_t size) {
   NameList names(buffer, size);
-  GotoSectionStart(file, section);
+  if (GotoSectionStart(file, section) == 0) return 0;
   Line line;
   while (NextLineOfSection(file, line)) {
     if (line[0] == '\0') continue;
@@ -73,7 +73,7 @@ std::int64_t PlugInConfigReader::RetrieveValue(std::FILE* file, const char* sect
                                                char* buffer, std::size_t size) {
   if (buffer == nullptr || size == 0) return 0;
   buffer[0] = '\0';
-  GotoSectionStart(file, section);
+  if (GotoSectionStart(file, section) == 0) return 0;
   Line line;
   while (NextLineOfSection(file, line)) {
     if (strincmp(OrEmpty(key), line, std::strlen(OrEmpty(key))) != 0) continue;

@@ -82,8 +82,7 @@ void VexaDXConfigReader::RetrieveKeyValue(const char* path, const char* section,
   keys.clear();
   values.clear();
   const File file = OpenFile(path);
-  if (file == nullptr) return;
-  GotoSectionStart(file.get(), section);
+  if (file == nullptr || GotoSectionStart(file.get(), section) == 0) return;
   Line line;
   while (NextLineOfSection(file.get(), line)) {
     const std::size_t key_length = std::strcspn(line, "=");

@@ -6,8 +6,8 @@ namespace {
 
 constexpr std::size_t kWord = 4;
 
-// The image of one element: its length, which is least for an empty one, its writing, its reading. Elements of one fixed
-// width are moved as a whole instead.
+// The image of one element: its length, which is least for an empty one, its writing, its reading. Elements
+// of one fixed width are moved as a whole instead.
 std::size_t ElementLength(std::int32_t) { return sizeof(std::int32_t); }
 std::size_t ElementLength(double) { return sizeof(double); }
 std::size_t ElementLength(const std::string& text) { return kWord + text.size(); }

@@ -1,18 +1,6 @@
 #include "XCmdArgument.h"
 
-#include <cstring>
-
 #include "text.h"
-
-namespace {
-
-char* NewText(const std::string& text) {
-  char* copy = new char[text.size() + 1];
-  std::memcpy(copy, text.c_str(), text.size() + 1);
-  return copy;
-}
-
-}  // namespace
 
 XCmdArgument::XCmdArgument(int argc, char** argv) : list(argv, argv + (argc > 0 ? argc : 0)) {}
 
@@ -20,11 +8,6 @@ XCmdArgument::XCmdArgument(const std::string& text) {
   if (text.empty()) return;
   list = GetListFromDelims(text, " ");
   modified = true;
-}
-
-XCmdArgument::~XCmdArgument() {
-  FreeVector();
-  delete[] line;
 }
 
 void XCmdArgument::pushArgument(const std::string& argument, bool) {
@@ -50,34 +33,25 @@ int XCmdArgument::argc() {
 
 char** XCmdArgument::argv() {
   BuildVector();
-  return vector;
+  return vector.empty() ? nullptr : vector.data();
 }
 
 char* XCmdArgument::cmdline() {
-  if (!modified) return line;
-  modified = false;
-  delete[] line;
-  line = nullptr;
-  if (list.empty()) return nullptr;
-  std::string joined;
-  for (const std::string& argument : list) joined += " " + argument;
-  line = NewText(joined);
-  return line;
+  if (modified) {
+    modified = false;
+    line.reset();
+    for (const std::string& argument : list) line = line.value_or("") + " " + argument;
+  }
+  return line ? line->data() : nullptr;
 }
 
 void XCmdArgument::BuildVector() {
   if (!modified) return;
   modified = false;
-  FreeVector();
-  if (list.empty()) return;
-  count = static_cast<std::int32_t>(list.size());
-  vector = new char*[list.size() + 1]();
-  for (std::size_t i = 0; i < list.size(); ++i) vector[i] = NewText(list[i]);
-}
-
-void XCmdArgument::FreeVector() {
-  for (std::int32_t i = 0; i < count; ++i) delete[] vector[i];
-  delete[] vector;
-  vector = nullptr;
-  count = 0;
+  copies = list;
+  count = static_cast<std::int32_t>(copies.size());
+  vector.clear();
+  if (copies.empty()) return;
+  for (std::string& copy : copies) vector.push_back(copy.data());
+  vector.push_back(nullptr);
 }

@@ -151,7 +151,7 @@ int VexaPipe::MakeBlocking() {
   return 0;
 }
 
-int VexaPipe::OpenPipeToReadWhile(bool (*peer_alive)()) {
+int VexaPipe::OpenPipeToReadWhile(const std::function<bool()>& peer_alive) {
   if (HasPipe()) return 0;
   if (OpenEnd(O_RDONLY | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
   for (bool alive = true;;) {
@@ -164,7 +164,7 @@ int VexaPipe::OpenPipeToReadWhile(bool (*peer_alive)()) {
   return CleXDErrorCode::kProcessNotAlive;
 }
 
-int VexaPipe::OpenPipeToWriteWhile(bool (*peer_alive)()) {
+int VexaPipe::OpenPipeToWriteWhile(const std::function<bool()>& peer_alive) {
   int fd;
   while ((fd = OpenEnd(O_WRONLY | O_NONBLOCK)) == -1 && errno == ENXIO) {
     if (!peer_alive()) return CleXDErrorCode::kProcessNotAlive;
@@ -174,7 +174,11 @@ int VexaPipe::OpenPipeToWriteWhile(bool (*peer_alive)()) {
   return code == 0 ? MakeBlocking() : code;
 }
 
-void VexaPipe::RemoveFile() {
-  unlink(pipeName.c_str());
-  pipeCreated = false;
+bool VexaPipe::PeerHungUp() const {
+  pollfd look = {pipeFd, 0, 0};
+  return poll(&look, 1, 0) > 0 && (look.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+void VexaPipe::RemoveFile(bool only_created) const {
+  if (pipeCreated || !only_created) unlink(pipeName.c_str());
 }

@@ -15,10 +15,6 @@ std::unique_ptr<VexaPipe> MakeEndpoint(const std::string& prefix, const char* na
   return pipe;
 }
 
-void RemoveEndpointFile(VexaPipe& pipe, bool only_created) {
-  if (!only_created || pipe.IsPipeCreated()) pipe.RemoveFile();
-}
-
 }  // namespace
 
 XPipes::XPipes(const std::string& prefix)
@@ -35,9 +31,6 @@ XPipes::~XPipes() {
   xdapi_result.reset();
 }
 
-void XPipes::RemoveFiles(bool only_created) {
-  RemoveEndpointFile(*syntax, only_created);
-  RemoveEndpointFile(*syntax_result, only_created);
-  RemoveEndpointFile(*xdapi, only_created);
-  RemoveEndpointFile(*xdapi_result, only_created);
+void XPipes::RemoveFiles(bool only_created) const {
+  for (const auto* pipe : {&syntax, &syntax_result, &xdapi, &xdapi_result}) (*pipe)->RemoveFile(only_created);
 }

@@ -50,19 +50,17 @@ int ReceiveData(VexaPipe* pipe, CleXDSmb& block) {
   VEXA_ASSERT_AS(dataLen >= realDataLen, "dataLen>=realDataLen");
   const std::size_t length = static_cast<std::size_t>(dataLen);
 
-  // From here on the frame's own header gives the result, whatever becomes of the rest of it: what did not
-  // come reads as zero bytes, that is as empty slots.
+  // From here on the frame's own header gives the result, whatever becomes of the rest of it: the slots that
+  // did not come whole stay empty.
   if (length <= sizeof chunk) {
     ReadUntil(pipe, chunk, length, length, received);
-    std::memset(chunk + received, 0, length - received);
-    block.ParseFrame(chunk, length);
+    block.ParseFrame(chunk, received);
   } else {
     FrameBuffer frame = block.ReserveFrame(length);
     if (frame.data() == nullptr) return CleXDErrorCode::kPipeFailed;
     std::memcpy(frame.data(), chunk, received);
     ReadUntil(pipe, frame.data(), length, length, received);
-    std::memset(frame.data() + received, 0, length - received);
-    block.ParseFrame(std::move(frame), length);
+    block.ParseFrame(std::move(frame), received);
   }
   return block.GetErrorCode();
 }

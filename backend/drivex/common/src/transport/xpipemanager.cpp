@@ -11,6 +11,9 @@ XPipeSuit::XPipeSuit(const std::string& name, XPipeManager* manager) : xname(nam
 
 XPipeSuit::~XPipeSuit() {
   while (!pipes.empty()) pipes.pop_back();
+  dispatcher.reset();
+  reader_monitor.reset();
+  writer_monitor.reset();
 }
 
 std::string XPipeSuit::getPipeNamePrefix() const {
@@ -43,8 +46,34 @@ void XPipeSuit::decreaseIndex() {
   if (open > 1 && open > m_pipe_index + 1) pipes.pop_back();
 }
 
-void XPipeSuit::RemoveFiles(bool only_created) {
+DXCmdDispatcher* XPipeSuit::getCmdDispatcher(bool isServer) {
+  if (!dispatcher) dispatcher = std::make_unique<DXCmdDispatcher>(getPipeNamePrefix(), isServer);
+  return dispatcher.get();
+}
+
+MonitorThread* XPipeSuit::startMonitor(bool reader, void* handler) {
+  std::unique_ptr<MonitorThread>& monitor = reader ? reader_monitor : writer_monitor;
+  if (!monitor) {
+    const std::string name = getPipeNamePrefix() + (reader ? "P2C" : "C2P");
+    monitor = std::make_unique<MonitorThread>(name.c_str(),
+                                              reader ? MonitorThread::kReader : MonitorThread::kWriter);
+    monitor->SetExceptionHandle(reinterpret_cast<int (*)()>(handler));
+    monitor->Start(0);
+  }
+  return monitor.get();
+}
+
+int XPipeSuit::stopMonitor(bool reader) {
+  if (MonitorThread* monitor = getMonitor(reader)) monitor->Stop();
+  return 0;
+}
+
+void XPipeSuit::RemoveFiles(bool only_created) const {
   for (const auto& level : pipes) level->RemoveFiles(only_created);
+  if (dispatcher) dispatcher->RemoveFiles(only_created);
+  for (const MonitorThread* monitor : {reader_monitor.get(), writer_monitor.get()}) {
+    if (monitor != nullptr) monitor->RemoveFile(only_created);
+  }
 }
 
 XPipeManager::XPipeManager(const std::string& pipe_path, const std::string& pipe_pid)
@@ -71,6 +100,6 @@ void XPipeManager::cleanup() {
   suits.clear();
 }
 
-void XPipeManager::RemoveFiles(bool only_created) {
+void XPipeManager::RemoveFiles(bool only_created) const {
   for (const auto& suit : suits) suit->RemoveFiles(only_created);
 }

@@ -1,0 +1,123 @@
+#include "MonitorThread.h"
+
+#include <poll.h>
+
+#include <cstring>
+
+#include "CleXDErrorCode.h"
+#include "XPipes.h"
+#include "msleep.h"
+#include "sigpipe.h"
+#include "vexa_assert.h"
+
+namespace {
+
+constexpr std::int32_t kAlive = 1;
+constexpr std::int32_t kFarewell = 3;
+constexpr int kBeatMilliseconds = 1000;  // between two words, and between two tries to open the fifo
+constexpr int kLookMilliseconds = 100;   // between two looks at whether to stop
+
+}  // namespace
+
+MonitorThread::MonitorThread(const char* pipeName, int monitorType)
+    : pipe_name(pipeName != nullptr ? pipeName : ""), monitor_type(monitorType) {
+  pipe = std::make_unique<VexaPipe>(pipe_name);
+  if (monitorType == kWriter) {
+    peer_alive = true;
+  } else {
+    VEXA_ASSERT_AS(monitorType == kReader, "Un_supported_monitorType");
+    pipe->CreatePipe();
+    pipe->DisconnectPipe();
+  }
+}
+
+MonitorThread::~MonitorThread() {
+  Stop();
+  pipe->ClosePipe();
+}
+
+std::int32_t MonitorThread::Run() {
+  stop = false;
+  if (ending) stop = true;  // told to end before it had begun
+  Monitor();
+  stop = true;
+  return 0;
+}
+
+void MonitorThread::Stop() {
+  if (!HasThread()) return;
+  ending = true;
+  stop = true;
+  WaitForStop();
+  ending = false;
+}
+
+void MonitorThread::SetExceptionHandle(int (*handler)()) { exception_handle = handler; }
+
+void MonitorThread::Monitor() {
+  if (monitor_type == kWriter) {
+    Write();
+  } else {
+    Read();
+  }
+  int (*const handler)() = exception_handle;
+  if (!quiet_end && handler != nullptr) handler();
+}
+
+// The last word of an orderly end is the farewell. A reader that has gone ends the writer without a word to
+// anybody.
+void MonitorThread::Write() {
+  const SigpipeBlocked reader_may_be_gone;
+  while (!pipe->IsWritePipeConnected() && pipe->OpenPipeToUnBlockWrite() != 0) {
+    if (!Pause()) return;
+  }
+  for (;;) {
+    const bool last = stop;
+    const std::int32_t word = last ? kFarewell : kAlive;
+    unsigned long written = 0;
+    const int code = pipe->WriteData(&word, sizeof word, &written);
+    if (last || CleXDErrorCode::IsPipeError(code) || (code != 0 && pipe->PeerHungUp())) return;
+    Pause();
+  }
+}
+
+void MonitorThread::Read() {
+  while (pipe->OpenPipeToUnBlockRead() != 0) {
+    if (!Pause()) return;
+  }
+  pipe->ConnectPipe();
+  while (!stop) {
+    pollfd look = {pipe->Descriptor(), POLLIN, 0};
+    if (poll(&look, 1, kLookMilliseconds) <= 0) continue;
+    char buffer[XPipes::PIPE_BUF_SIZE] = {};
+    unsigned long got = 0;
+    const int code = pipe->ReadData(sizeof buffer, buffer, got);
+    if (code != 0) {
+      Pause();
+    } else if (got == 0) {  // a writer was there and is gone
+      quiet_end = false;
+      peer_alive = false;
+      stop = true;
+    } else {
+      std::int32_t word = 0;
+      std::memcpy(&word, buffer, sizeof word);
+      TakeWord(word);
+    }
+  }
+}
+
+void MonitorThread::TakeWord(std::int32_t word) {
+  if (word == kAlive) {
+    peer_alive = true;
+  } else if (word == kFarewell) {
+    stop = true;
+    peer_alive = false;
+  }
+}
+
+// One beat, cut short by Stop. Whether to go on.
+bool MonitorThread::Pause() {
+  for (int waited = 0; waited < kBeatMilliseconds && !stop; waited += kLookMilliseconds)
+    msleep(kLookMilliseconds);
+  return !stop;
+}

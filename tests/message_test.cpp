@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "CleXDSmb.h"
+#include "support/wire.h"
+
+namespace {
+
+using Action = CleXDSmb::CommandAction;
+
+// Bytes from their hexadecimal text.
+std::string Hex(const std::string& text) {
+  std::string bytes;
+  for (std::size_t i = 0; i < text.size(); i += 3)
+    bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+std::string ImageOf(CleXDSmb& block) {
+  int length = 0;
+  block.ContructSendData();
+  const char* image = block.GetSendBuf(length);
+  return {image, static_cast<std::size_t>(length)};
+}
+
+// From memory of exactly its size, so that the sanitizer sees a read outside.
+void ParseExactly(CleXDSmb& block, const std::string& frame) {
+  const auto copy = std::make_unique<char[]>(frame.size());
+  std::memcpy(copy.get(), frame.data(), frame.size());
+  block.ParseFrame(copy.get(), frame.size());
+}
+
+const Image kFull =
+    MakeImage(228, Error{23}, Longs{1, -2}, Doubles{0.5, -0.0}, Strings{"age", "", std::string("a\0b", 3)},
+              Records{{"ds", 7, 8, 0, 1.5, ""}, {"", -1, 2, 1, 0.0, "text"}}, LongLists{{3}, {}, {4, 5}},
+              DoubleLists{{2.5}}, StringLists{{"x", ""}, {"yz"}}, Binary{std::string("\0bin", 4)},
+              Wide{U"w\u20ac"}, Void{std::string("v\0id", 4)});
+
+template <class Payload, class Lists>
+std::vector<Payload> Payloads(const Lists& lists) {
+  std::vector<Payload> payloads(lists.size());
+  for (std::size_t i = 0; i < lists.size(); ++i) {
+    for (const auto& value : lists[i]) payloads[i].SetValue(value);
+  }
+  return payloads;
+}
+
+TEST(Message, IsTheBytesOfTheExample) {
+  CleXDSmb block;
+  block.SetCommandAction(Action::GetVariableName);
+  block.SetLong(4294967299);  // narrowed to the wire's width
+  EXPECT_EQ(ImageOf(block),
+            Hex("38 00 00 00 09 00 00 00 00 00 00 00 01 00 00 00 03 00 00 00") + std::string(36, '\0'));
+}
+
+TEST(Message, IsEmptyIn52BytesWithoutAnAction) {
+  CleXDSmb block;
+  block.SetString(nullptr);
+  block.SetVoidData(std::malloc(8), 0);
+  EXPECT_EQ(ImageOf(block), Hex("34 00 00 00 ff ff ff ff 00 00 00 00") + std::string(40, '\0'));
+}
+
+TEST(Message, GoesOutWithEverySlot) {
+  CleXDSmb block;
+  block.SetCommandAction(static_cast<Action>(kFull.action));
+  block.SetErrorCode(kFull.error);
+  for (const int value : kFull.longs) block.SetLong(value);
+  for (const double value : kFull.doubles) block.SetDouble(value);
+  for (const std::string& text : kFull.strings) block.SetString(text.data(), static_cast<int>(text.size()));
+  for (const Record& r : kFull.records)
+    block.SetStruct({r.dataset, r.row, r.column, r.type, r.number, r.text});
+  block.SetLongArray(Payloads<LongData>(kFull.long_lists));
+  block.SetDoubleArray(Payloads<DoubleData>(kFull.double_lists));
+  block.SetStringArray(Payloads<StringData>(kFull.string_lists));
+  block.SetBinaryString(kFull.binary.data(), static_cast<int>(kFull.binary.size()));
+  block.SetwString(L"w\u20ac");
+  block.AllocVoidData(static_cast<int>(kFull.void_block.size()));
+  block.SaveDataIntoVoidData(kFull.void_block.data(), 1);
+  block.SaveDataIntoVoidData(kFull.void_block.data() + 1, static_cast<int>(kFull.void_block.size()) - 1);
+  const std::unique_ptr<char[]> binary(block.GetBinaryData());
+  EXPECT_EQ(Decode(ImageOf(block)), kFull);
+}
+
+TEST(Message, ComesInWithEverySlotAndAppends) {
+  std::string image = Encode(kFull);
+  CleXDSmb block;
+  block.SetLong(9);
+  block.ParseBuf(image.data());
+  std::unique_ptr<char[]> binary(block.GetBinaryData());
+  EXPECT_EQ(std::string(binary.get(), 5), kFull.binary + '\2')
+      << "the first byte of the next section comes along";
+  EXPECT_STREQ(block.GetwStringData(), L"w\u20ac");
+
+  Image again = kFull;
+  again.longs.insert(again.longs.begin(), 9);
+  again.binary.clear();  // its length is told elsewhere, and so it does not go out again
+  EXPECT_EQ(Decode(ImageOf(block)), again);
+  block.ParseBuf(image.data());
+  binary.reset(block.GetBinaryData());
+  EXPECT_EQ(block.GetLongDataRef().Values(), (std::vector<std::int32_t>{9, 1, -2, 1, -2}));
+  EXPECT_EQ(block.GetStringArrayRef().size(), 4u);
+}
+
+TEST(Message, ARecordWithoutTextsHas28Bytes) {
+  StructData records;
+  records.SetValue(dataSet{"", 1, 2, 0, 1.0, ""});
+  int length = 0;
+  const char* image = records.ConstructData(length);
+  EXPECT_EQ(
+      std::string(image, static_cast<std::size_t>(length)),
+      Hex("01 00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 00 00 00 00 00 00 00 00 00 00 f0 3f 00 00 00 00"));
+}
+
+TEST(Message, APayloadTellsWhatItConsumed) {
+  StringData texts, copy;
+  texts.SetValue("ab");
+  int length = 0, consumed = -7;
+  char* image = texts.ConstructData(length);
+  copy = texts;  // the values alone: the image stays with its maker
+  copy.ParseData(nullptr, consumed);
+  EXPECT_EQ(consumed, -7);
+  copy.ParseData(image, consumed);
+  EXPECT_EQ(consumed, 10);
+  EXPECT_EQ(copy.GetData(), (std::vector<std::string>{"ab", "ab"}));
+}
+
+TEST(Message, KeepsTheWideStringUntilCleanUp) {
+  CleXDSmb block;
+  ParseExactly(
+      block, Encode(MakeImage(228, Error{23}, Longs{1}, Doubles{1}, Strings{"a"}, Records{{}}, LongLists{{1}},
+                              DoubleLists{{1}}, StringLists{{"a"}}, Wide{U"w\u20ac"}, Void{"void"})));
+  block.CleanUpAllData();
+  EXPECT_EQ(Decode(ImageOf(block)), MakeImage(228, Error{23}, Wide{U"w\u20ac"}));
+  block.CleanUp();
+  EXPECT_EQ(Decode(ImageOf(block)), MakeImage(228, Error{23}));
+}
+
+TEST(Message, SendsABinaryLengthThatLostItsBytes) {
+  CleXDSmb block;
+  block.SetBinaryString("abc", 3);
+  const std::unique_ptr<char[]> taken(block.GetBinaryData());
+  block.CleanUpAllData();
+  EXPECT_EQ(ImageOf(block).substr(40), Hex("03 00 00 00") + std::string(8, '\0'));
+  block.CleanUp();
+  EXPECT_EQ(Decode(ImageOf(block)), Image());
+}
+
+TEST(Frame, IsWalkedToItsEndWhereverItBreaksOff) {
+  const std::string whole = Encode(kFull);
+  for (std::size_t size = 0; size <= whole.size(); ++size) {
+    CleXDSmb block;
+    ParseExactly(block, whole.substr(0, size));
+    const std::unique_ptr<char[]> binary(block.GetBinaryData());
+    int void_length = -1;
+    EXPECT_EQ(block.GetVoidData(void_length) != nullptr, size == whole.size());
+    EXPECT_EQ(block.GetErrorCode(), size < 12 ? 0 : 23);
+    EXPECT_EQ(block.GetLongDataRef().Size(), size < 24 ? 0 : 2);
+  }
+}
+
+TEST(Frame, IsReadWithinItsBytesWhateverItsCountsSay) {
+  const std::string whole = Encode(kFull);
+  for (const std::int32_t count : {0, 1, INT32_MAX, -1, INT32_MIN}) {
+    for (std::size_t position = 0; position + 4 <= whole.size(); ++position) {
+      CleXDSmb block;
+      std::string frame = whole;
+      std::memcpy(frame.data() + position, &count, sizeof count);
+      ParseExactly(block, frame);
+      const std::unique_ptr<char[]> binary(block.GetBinaryData());
+      EXPECT_LE(ImageOf(block).size(), frame.size() + 52) << count << " at " << position;
+    }
+  }
+}
+
+TEST(Frame, EndsAtACountThatRunsPastIt) {
+  for (const auto& [count, longs, doubles] : {std::tuple{INT32_MAX, 0, 0}, {1, 1, 2}, {-1, 0, 1}}) {
+    CleXDSmb block;
+    std::string frame = Encode(MakeImage(9, Longs{1, 2}, Doubles{0.5, 1.5}));
+    std::memcpy(frame.data() + 12, &count, sizeof count);
+    ParseExactly(block, frame);
+    EXPECT_EQ(block.GetLongDataRef().Size(), longs);
+    EXPECT_EQ(block.GetDoubleDataRef().Size(), doubles);
+  }
+}
+
+}  // namespace

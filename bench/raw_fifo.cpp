@@ -1,0 +1,74 @@
+#include "raw_fifo.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+constexpr std::size_t kPiece = 8192;
+}
+
+BenchDirectory::BenchDirectory() {
+  char name[] = "/tmp/vexa-bench-XXXXXX";
+  if (mkdtemp(name) == nullptr) std::abort();
+  path_ = std::string(name) + "/";
+}
+
+BenchDirectory::~BenchDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+FifoPeer::FifoPeer(const std::string& request, const std::string& reply, const Serve& serve) {
+  if (mkfifo(request.c_str(), 0600) != 0) std::abort();
+  if (mkfifo(reply.c_str(), 0600) != 0) std::abort();
+  child_ = fork();
+  if (child_ == 0) {
+    signal(SIGPIPE, SIG_IGN);
+    const int request_fd = open(request.c_str(), O_RDONLY);
+    const int reply_fd = open(reply.c_str(), O_WRONLY);
+    serve(request_fd, reply_fd);
+    _exit(0);
+  }
+}
+
+FifoPeer::~FifoPeer() {
+  kill(child_, SIGKILL);
+  waitpid(child_, nullptr, 0);
+}
+
+bool ReadAll(int fd, void* data, std::size_t size) {
+  char* position = static_cast<char*>(data);
+  while (size != 0) {
+    const ssize_t got = read(fd, position, std::min(size, kPiece));
+    if (got <= 0) return false;
+    position += got;
+    size -= static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+bool WriteAll(int fd, const void* data, std::size_t size) {
+  const char* position = static_cast<const char*>(data);
+  while (size != 0) {
+    const ssize_t sent = write(fd, position, std::min(size, kPiece));
+    if (sent <= 0) return false;
+    position += sent;
+    size -= static_cast<std::size_t>(sent);
+  }
+  return true;
+}
+
+void PinToOneCore() {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
+  sched_setaffinity(0, sizeof one, &one);
+}

@@ -1,0 +1,46 @@
+// What the bridge is held against: plain fifos between two processes, and the other end of a measured
+// exchange played by a process that does nothing but read and write.
+#ifndef BENCH_RAW_FIFO_H
+#define BENCH_RAW_FIFO_H
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+
+// A private directory, removed with its fifos at the end.
+class BenchDirectory {
+ public:
+  BenchDirectory();
+  BenchDirectory(const BenchDirectory&) = delete;
+  BenchDirectory& operator=(const BenchDirectory&) = delete;
+  ~BenchDirectory();
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// Two fifos with a child process at the other end: `serve` runs there until it returns.
+class FifoPeer {
+ public:
+  using Serve = std::function<void(int request_fd, int reply_fd)>;
+  // Makes the fifos `request` and `reply`. The child opens `request` first; the caller opens in the same
+  // order.
+  FifoPeer(const std::string& request, const std::string& reply, const Serve& serve);
+  FifoPeer(const FifoPeer&) = delete;
+  FifoPeer& operator=(const FifoPeer&) = delete;
+  ~FifoPeer();
+
+ private:
+  pid_t child_;
+};
+
+// All of `size` bytes in pieces of at most 8192; false at the end of the peer.
+bool ReadAll(int fd, void* data, std::size_t size);
+bool WriteAll(int fd, const void* data, std::size_t size);
+
+// This process, and those that it starts from now on, on one core.
+void PinToOneCore();
+
+#endif

@@ -124,11 +124,14 @@ const std::string& ApiCall::Text(int index) {
   return Element(reply_block.GetStringDataRef(), index, kNoText);
 }
 
-const std::string& ApiCall::ListText(int list, int index) {
+int ApiCall::ListSize(int list) {
   std::vector<StringData>& lists = reply_block.GetStringArrayRef();
-  return list < static_cast<int>(lists.size())
-             ? Element(lists[static_cast<std::size_t>(list)], index, kNoText)
-             : kNoText;
+  return list < static_cast<int>(lists.size()) ? lists[static_cast<std::size_t>(list)].Size() : 0;
+}
+
+const std::string& ApiCall::ListText(int list, int index) {
+  return index < ListSize(list) ? reply_block.GetStringArrayRef()[static_cast<std::size_t>(list)][index]
+                                : kNoText;
 }
 
 void ApiCall::Take(Out<int> out) {

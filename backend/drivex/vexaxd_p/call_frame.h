@@ -95,7 +95,8 @@ class ApiCall {
   std::int32_t Long(int index);
   double Double(int index);
   const std::string& Text(int index);
-  // Element `index` of the list of texts `list`.
+  // The list of texts `list`: its size, 0 when the reply lacks it, and its element `index`.
+  int ListSize(int list);
   const std::string& ListText(int list, int index);
 
   // Fill the targets in order, each type counting for itself.

@@ -11,7 +11,7 @@ namespace {
 
 void RemoveCursor() {
   delete curCaseData;
-  curCaseData = nullptr;
+  SetCursor(nullptr);
 }
 
 int AccessTypeOf(const char* accessType) {
@@ -74,10 +74,22 @@ int FetchBlock(CursorDataSmb& cursor) {
     cursor.SetLastError(code);  // the end is told when the last case of the block has been stepped over
     return 0;
   }
-  cursor.SetCasePtr(nullptr, 0);
-  cursor.SetReceivedCases(-1);
+  cursor.SetReceivedCases(-1);  // the block in hand went with its room
   cursor.SetLastError(0);
   return code;
+}
+
+[[gnu::noinline]] int LeaveCase() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData == nullptr) return Call(Action::NextCase);
+  const int code = curCaseData->NextCase();
+  return code != CursorDataSmb::NO_CACHE_DATA ? code : FetchBlock(*curCaseData);
+}
+
+[[gnu::noinline]] int GetOtherValue(unsigned int index, double* value, int* missing) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (curCaseData != nullptr) return curCaseData->GetNumericValue(index, *value, *missing);
+  return Call(Action::GetNumericValue, static_cast<int>(index), Out(missing), Out(value));
 }
 
 // Kept: a cursor that stands there is overwritten and not released, apart from its block of cases.
@@ -85,7 +97,7 @@ int FetchBlock(CursorDataSmb& cursor) {
 [[gnu::noinline]] CursorDataSmb& MakeOverwritingCursor() {
   auto* cursor = new CursorDataSmb;
   if (curCaseData != nullptr) curCaseData->SetCasePtr(nullptr, 0);
-  curCaseData = cursor;
+  SetCursor(cursor);
   return *cursor;
 }
 
@@ -114,19 +126,16 @@ int MakeCaseCursor(const char* accessType) {
   return code;
 }
 
-int NextCase() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (curCaseData == nullptr) return Call(Action::NextCase);
-  const int code = curCaseData->NextCase();
-  return code != CursorDataSmb::NO_CACHE_DATA ? code : FetchBlock(*curCaseData);
-}
+// An ordinary step and an ordinary cell are straight lines; everything else, the guard included, is asked
+// about behind them.
+int NextCase() { return readableCursor->StepAhead() ? 0 : LeaveCase(); }
 
 int GetNumericValue(unsigned int index, double* value, int* missing) {
-  if (!isVexaRunning) [[unlikely]]
-    return CleXDErrorCode::kBackendNotRunning;
-  if (curCaseData != nullptr) [[likely]]
-    return curCaseData->GetNumericValue(index, *value, *missing);
-  return Call(Action::GetNumericValue, static_cast<int>(index), Out(missing), Out(value));
+  if (readableCursor->ReadPlainNumber(index, *value)) [[likely]] {
+    *missing = kValid;
+    return 0;
+  }
+  return GetOtherValue(index, value, missing);
 }
 
 int GetStringValue(unsigned int index, char** value, int length, int* missing) {

@@ -1,12 +1,13 @@
 #include "cursor_data_smb.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
 
 int CursorDataSmb::NextCase() {
+  if (StepAhead()) return 0;
   ++curCasePos;
   if (receivedCases >= 1 && curCasePos < receivedCases) {
-    PointAtCase(static_cast<std::size_t>(curCasePos));
+    PointAtCase(curCasePos);
     return 0;
   }
   const int code = lastError != 0 ? lastError : NO_CACHE_DATA;
@@ -14,6 +15,16 @@ int CursorDataSmb::NextCase() {
   curCasePos = -1;
   receivedCases = -1;
   return code;
+}
+
+void CursorDataSmb::SetReceivedCases(int cases) {
+  receivedCases = cases;
+  CountCasesAhead();
+}
+
+void CursorDataSmb::SetCurCasePos(int position) {
+  curCasePos = position;
+  CountCasesAhead();
 }
 
 void CursorDataSmb::SetCasePtr(const void* block, int length) {
@@ -42,26 +53,29 @@ FrameBuffer CursorDataSmb::ReleaseBuffer() {
   return buffer;
 }
 
-bool CursorDataSmb::CaseInHand(std::size_t position) const {
-  const std::size_t size = static_cast<std::size_t>(oneCaseSize);
-  return caseBuffer.data != nullptr && (position + 1) * size <= static_cast<std::size_t>(caseBuffer.length);
+// Only a case that lies whole in the block is one to read from.
+void CursorDataSmb::PointAtCase(std::int32_t position) {
+  units_per_case = oneCaseSize / static_cast<std::int32_t>(sizeof(OBS));
+  const std::size_t begin = static_cast<std::size_t>(position) * static_cast<std::size_t>(oneCaseSize);
+  const std::size_t end = begin + static_cast<std::size_t>(oneCaseSize);
+  const bool whole = caseBuffer.data != nullptr && end <= static_cast<std::size_t>(caseBuffer.length);
+  casePtr = whole ? reinterpret_cast<const OBS*>(caseBuffer.data + begin) : nullptr;
+  readable = whole ? static_cast<std::uint32_t>(varInfos.size()) : 0;
+  plain_units = plain_unit_list.data();
+  CountCasesAhead();
 }
 
-void CursorDataSmb::PointAtCase(std::size_t position) {
-  if (!CaseInHand(position)) {
-    casePtr = nullptr;
-    readable = 0;
-    return;
-  }
-  const std::size_t units = static_cast<std::size_t>(oneCaseSize) / sizeof(OBS);
-  casePtr = reinterpret_cast<const OBS*>(caseBuffer.data) + position * units;
-  readable = static_cast<std::uint32_t>(columns.size());
-  column = columns.data();
+void CursorDataSmb::CountCasesAhead() {
+  cases_ahead = 0;
+  if (casePtr == nullptr || curCasePos < 0 || oneCaseSize <= 0) return;
+  const std::int32_t cases = std::min(receivedCases, caseBuffer.length / oneCaseSize);
+  cases_ahead = std::max(cases - curCasePos - 1, 0);
 }
 
 void CursorDataSmb::AddVarInfo(VarInfo* info) {
   varInfos.push_back(info);
-  columns.push_back({obsIndex[varInfos.size() - 1], info->varType == 0 && info->missingFormat == 0});
+  const bool plain = info->varType == 0 && info->missingFormat == 0;
+  plain_unit_list.push_back(plain ? obsIndex[varInfos.size() - 1] : -1);
 }
 
 int CursorDataSmb::IsMissing(const VarInfo* info, const OBS* value) {
@@ -69,11 +83,11 @@ int CursorDataSmb::IsMissing(const VarInfo* info, const OBS* value) {
   return IsUserMissing(info, value) ? kUserMissing : kValid;
 }
 
-int CursorDataSmb::GetOtherValue(unsigned int index, double& value, int& missing) const {
+int CursorDataSmb::GetNumericValue(unsigned int index, double& value, int& missing) const {
   if (index >= readable) return CleXDErrorCode::kIndexOutOfRange;
   const VarInfo* info = varInfos[index];
   if (info->varType != 0) return CleXDErrorCode::kWrongType;
-  const OBS* unit = casePtr + column[index].unit;
+  const OBS* unit = casePtr + obsIndex[index];
   value = ObsNumber(*unit);
   missing = IsMissing(info, unit);
   return 0;
@@ -85,7 +99,7 @@ int CursorDataSmb::GetStringValue(unsigned int index, char*& value, int, int& mi
   if (info->varType == 0) return CleXDErrorCode::kWrongType;
   if (info->varType < 0)
     return CleXDErrorCode::kIndexOutOfRange;  // the backend did not tell this variable's width
-  const OBS* unit = casePtr + column[index].unit;
+  const OBS* unit = casePtr + obsIndex[index];
   std::strncpy(value, unit->bytes, static_cast<std::size_t>(info->varType));
   missing = IsMissing(info, unit);
   return 0;

@@ -47,8 +47,8 @@ class CursorDataSmb {
   void SetAccessType(int access) { accessType = access; }
   int GetOneCaseSize() const { return oneCaseSize; }
   void SetOneCaseSize(int bytes) { oneCaseSize = bytes; }
-  void SetReceivedCases(int cases) { receivedCases = cases; }
-  void SetCurCasePos(int position) { curCasePos = position; }
+  void SetReceivedCases(int cases);
+  void SetCurCasePos(int position);
   void SetLastError(int code) { lastError = code; }
   std::vector<std::int32_t>& GetObsIndex() { return obsIndex; }
   // The index of a variable's first unit in a case.
@@ -63,6 +63,14 @@ class CursorDataSmb {
   // Steps to the next case of the block. At its end the deferred code is handed out, once, or else
   // NO_CACHE_DATA.
   int NextCase();
+  // The same while the next case lies whole in the block. False, and nothing is done, when it does not.
+  bool StepAhead() {
+    if (cases_ahead == 0) return false;
+    --cases_ahead;
+    ++curCasePos;
+    casePtr += units_per_case;
+    return true;
+  }
   bool HasData() const { return receivedCases >= 1; }
   // Copies a block of `length` bytes; its first case is current. Null drops the block in hand.
   void SetCasePtr(const void* block, int length);
@@ -73,28 +81,32 @@ class CursorDataSmb {
 
   // 10 out of range, 24 wrong type; then nothing is written.
   int GetNumericValue(unsigned int index, double& value, int& missing) const;
+  // The same for the ordinary cell: a number that is there, of a variable that has no user-missing values.
+  // False, and nothing is written, for any other.
+  bool ReadPlainNumber(unsigned int index, double& value) const {
+    if (index >= readable || plain_units[index] < 0) return false;
+    const OBS unit = casePtr[plain_units[index]];
+    if (ObsBits(unit) == kSystemMissingBits) return false;
+    value = ObsNumber(unit);
+    return true;
+  }
   // Copies the variable's full width, whatever `length` says, without a terminator when the text fills it.
   int GetStringValue(unsigned int index, char*& value, int length, int& missing) const;
   // A MissingKind.
   static int IsMissing(const VarInfo* info, const OBS* value);
 
  private:
-  // What a read of a number needs, side by side.
-  struct Column {
-    std::int32_t unit;  // index of the variable's first unit in a case
-    bool plain_number;  // numeric, and nothing is user-missing
-  };
-
-  bool CaseInHand(std::size_t position) const;
-  void PointAtCase(std::size_t position);
-  int GetOtherValue(unsigned int index, double& value, int& missing) const;
+  void PointAtCase(std::int32_t position);
+  void CountCasesAhead();
   static bool IsUserMissing(const VarInfo* info, const OBS* value);
 
   std::int32_t curCasePos = -1;
   CleXDSmb::VoidBlock caseBuffer;
   const OBS* casePtr = nullptr;  // null when no whole case is in hand
-  std::uint32_t readable = 0;    // the number of variables; 0 when no whole case is in hand
-  const Column* column = nullptr;
+  std::int32_t cases_ahead = 0;  // whole cases behind the current one that a step reaches by moving casePtr
+  std::int32_t units_per_case = 0;
+  std::uint32_t readable = 0;  // the number of variables; 0 when no whole case is in hand
+  const std::int32_t* plain_units = nullptr;
   std::int32_t accessType = kOther;
   std::int32_t oneCaseSize = 0;
   std::int32_t receivedCases = -1;
@@ -102,18 +114,8 @@ class CursorDataSmb {
   std::int32_t lastError = 0;
   std::vector<VarInfo*> varInfos;
   std::deque<VarInfo> records;
-  std::vector<Column> columns;
+  // For each variable the index of its unit, if it is numeric and nothing is user-missing; else -1.
+  std::vector<std::int32_t> plain_unit_list;
 };
-
-// One call per cell of a walk: the common case is a straight line.
-inline int CursorDataSmb::GetNumericValue(unsigned int index, double& value, int& missing) const {
-  if (index >= readable || !column[index].plain_number) [[unlikely]] {
-    return GetOtherValue(index, value, missing);
-  }
-  const OBS unit = casePtr[column[index].unit];
-  value = ObsNumber(unit);
-  missing = ObsBits(unit) == kSystemMissingBits ? kSystemMissing : kValid;
-  return 0;
-}
 
 #endif

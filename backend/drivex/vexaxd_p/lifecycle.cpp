@@ -118,14 +118,14 @@ void SetXNameAndSHome(const char* xname, const char* home) {
 }
 
 int SetVexaRunning(bool running) {
-  isVexaRunning = OneBit(running);
+  SetRunning(OneBit(running));
   return 0;
 }
 
 bool IsBackendReady() {
   AcquireBuffer();
-  if (processId != -1) isVexaRunning = ChildAlive(processId);
-  if (std::getenv("VEXA_RUNNING") != nullptr) isVexaRunning = true;
+  if (processId != -1) SetRunning(ChildAlive(processId));
+  if (std::getenv("VEXA_RUNNING") != nullptr) SetRunning(true);
   bool ready = false;
   if (isVexaRunning) ready = ApiCall(Action::IsBackendReady).Long(0) != 0;
   ReleaseBuffer();
@@ -182,7 +182,7 @@ int StartVexa(const char* commandLine) {
     ReleaseBuffer();
     return CleXDErrorCode::kProcessNotAlive;
   }
-  isVexaRunning = true;
+  SetRunning(true);
 
   // The first message is the backend's report on its own start; no request goes before it.
   CleXDSmb report;
@@ -192,7 +192,7 @@ int StartVexa(const char* commandLine) {
     resultPipe->DisconnectPipe();
     resultPipe->ClosePipe();
     EndBackend();
-    isVexaRunning = false;
+    SetRunning(false);
   }
   ReleaseBuffer();
   return code;
@@ -219,7 +219,7 @@ void StopVexa() {
   DxTrace("stopvexa");
   ResetStaticVars();
   msleep(1000);
-  isVexaRunning = false;
+  SetRunning(false);
 }
 
 int StopReceiveXdApiThread() { return Call(Action::StopReceiveXdApiThread); }

@@ -18,6 +18,8 @@ std::string vexa_pipe_path;
 std::string vexa_pipe_lang;
 std::string vexa_home;
 CursorDataSmb* curCaseData = nullptr;
+static CursorDataSmb no_cursor;
+CursorDataSmb* readableCursor = &no_cursor;
 char* stringResult = nullptr;
 
 namespace {
@@ -59,10 +61,22 @@ InitializeData InstanceOfInitializeData;
 
 }  // namespace
 
+void SetRunning(bool running) {
+  isVexaRunning = running;
+  readableCursor = isVexaRunning && curCaseData != nullptr ? curCaseData : &no_cursor;
+}
+
+void SetCursor(CursorDataSmb* cursor) {
+  curCaseData = cursor;
+  SetRunning(isVexaRunning);
+}
+
 void NoteSessionOwner() { session_owner = getpid(); }
 
 void ResetStaticVars() {
-  isVexaRunning = false;
+  delete curCaseData;
+  SetCursor(nullptr);
+  SetRunning(false);
   isxdriven = false;
   ReleaseResultTexts();
   processId = -1;
@@ -70,7 +84,5 @@ void ResetStaticVars() {
   vexa_pipe_path.clear();
   vexa_pipe_lang.clear();
   vexa_home.clear();
-  delete curCaseData;
-  curCaseData = nullptr;
   myPipeSuit = nullptr;
 }

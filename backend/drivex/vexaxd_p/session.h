@@ -34,10 +34,16 @@ extern std::string vexa_home;
 // The cursor, owned. Written by IntializeCursorData; deleted by RemoveCaseCursor, ResetDataPass,
 // ResetStaticVars.
 extern CursorDataSmb* curCaseData;
+// The cursor while the backend can be talked to, otherwise one without variables: never null, so that reading
+// a value, done for every cell of a walk, has one question to ask. Follows isVexaRunning and curCaseData.
+extern CursorDataSmb* readableCursor;
 // The text that the last call of that kind handed to its caller, from new[], owned. Written by KeepText.
 extern char* stringResult;
 
 #pragma GCC visibility pop
+
+void SetRunning(bool running);
+void SetCursor(CursorDataSmb* cursor);
 
 // The end of a session: everything above is as it was at load, and what was owned is gone.
 void ResetStaticVars();

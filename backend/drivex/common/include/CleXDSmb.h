@@ -201,10 +201,11 @@ class VEXA_API CleXDSmb {
   const char* ParseSections(ImageReader& reader);
   bool ParseBinaryString(ImageReader& reader);
   bool ParseWideString(ImageReader& reader);
+  void FreeImage();
   void CopyVoidData(const char* bytes);
   void FreeVoidData();
 
-  char* sendBuffer = nullptr;
+  char* sendBuffer = nullptr;  // from malloc, or small_image
   std::int32_t sendLength = 0;
   std::int32_t binaryLength = 0;
   char* voidData = nullptr;  // from malloc, or inside `frame`
@@ -222,6 +223,7 @@ class VEXA_API CleXDSmb {
   StructData structData;
   FrameBuffer frame;  // when it holds a buffer, voidData lies inside it
   FrameBuffer offered;
+  char small_image[128];  // room for the image of an ordinary request
 };
 
 #endif

@@ -20,7 +20,9 @@ class FrameBuffer {
     std::swap(capacity_, other.capacity_);
     return *this;
   }
-  ~FrameBuffer() { std::free(data_); }
+  ~FrameBuffer() {
+    if (data_ != nullptr) std::free(data_);
+  }
 
   // Room for `size` bytes with contents undefined: the buffer in hand if it is large enough, else a new one.
   // False, and nothing in hand, when there is no memory.

@@ -50,7 +50,9 @@ class VEXA_API DataType {
   DataType(const DataType&) noexcept {}
   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is copied, each keeps its own image
   DataType& operator=(const DataType&) noexcept { return *this; }
-  ~DataType() { std::free(constructedBuffer); }
+  ~DataType() {
+    if (constructedBuffer != nullptr) std::free(constructedBuffer);
+  }
 
   char* constructedBuffer = nullptr;
   std::int32_t constructedLength = 0;
@@ -69,6 +71,7 @@ class VEXA_API TypedPayload : public DataType {
   Element& operator[](int index) { return values[static_cast<std::size_t>(index)]; }
 
   const std::vector<Element>& Values() const { return values; }
+  bool Empty() const { return values.empty(); }
   std::size_t ImageLength() const;
   void Write(ImageWriter& writer) const;
   // Appends as far as the reader's bytes reach. False when the counts ask for more than there is.

@@ -10,6 +10,26 @@ namespace {
 constexpr std::size_t kWord = CleXDSmb::LONG_LEN;
 constexpr std::size_t kHeader = 3 * kWord;
 
+// Most slots of most messages are empty: these look ahead of a call.
+template <class Payload>
+std::size_t ListLength(const Payload& list) {
+  return list.Empty() ? kWord : list.ImageLength();
+}
+
+template <class Payload>
+void WriteList(ImageWriter& writer, const Payload& list) {
+  if (list.Empty()) {
+    writer.Word(0);
+  } else {
+    list.Write(writer);
+  }
+}
+
+template <class Payload>
+bool ParseList(ImageReader& reader, Payload& list) {
+  return reader.SkipEmpty() || list.Parse(reader);
+}
+
 template <class Payload>
 std::size_t ListsLength(const std::vector<Payload>& lists) {
   std::size_t length = kWord;
@@ -25,6 +45,7 @@ void WriteLists(ImageWriter& writer, const std::vector<Payload>& lists) {
 
 template <class Payload>
 bool ParseLists(ImageReader& reader, std::vector<Payload>& lists) {
+  if (reader.SkipEmpty()) return true;
   std::size_t count = 0;
   if (!reader.Count(kWord, count)) return false;
   for (; count != 0; --count) {
@@ -39,9 +60,9 @@ bool ParseLists(ImageReader& reader, std::vector<Payload>& lists) {
 }  // namespace
 
 CleXDSmb::~CleXDSmb() {
-  std::free(sendBuffer);
+  FreeImage();
   delete[] wstringData;
-  FreeVoidData();
+  if (voidData != nullptr) FreeVoidData();
 }
 
 void CleXDSmb::SetString(const char* text) {
@@ -98,9 +119,7 @@ void CleXDSmb::SaveDataIntoVoidData(const void* data, int length) {
 }
 
 int CleXDSmb::ContructSendData() {
-  std::free(sendBuffer);
-  sendBuffer = nullptr;
-  sendLength = 0;
+  FreeImage();
   if (voidData == nullptr || voidDataLength <= 0) voidDataLength = 0;
   const std::size_t binary_bytes =
       binaryData != nullptr && binaryLength > 0 ? static_cast<std::size_t>(binaryLength) : 0;
@@ -112,7 +131,7 @@ int CleXDSmb::ContructSendData() {
                              ListsLength(doubleArray) + ListsLength(stringArray) + kWord + binary_bytes +
                              kWord + wide_count * sizeof(wchar_t) + kWord + void_bytes;
   if (length > INT_MAX) return 0;
-  sendBuffer = static_cast<char*>(std::malloc(length));
+  sendBuffer = length <= sizeof small_image ? small_image : static_cast<char*>(std::malloc(length));
   if (sendBuffer == nullptr) return 0;
   sendLength = static_cast<std::int32_t>(length);
 
@@ -120,10 +139,10 @@ int CleXDSmb::ContructSendData() {
   writer.Value(sendLength);
   writer.Value(commandAction);
   writer.Value(errorCode);
-  longData.Write(writer);
-  doubleData.Write(writer);
-  stringData.Write(writer);
-  structData.Write(writer);
+  WriteList(writer, longData);
+  WriteList(writer, doubleData);
+  WriteList(writer, stringData);
+  WriteList(writer, structData);
   WriteLists(writer, longArray);
   WriteLists(writer, doubleArray);
   WriteLists(writer, stringArray);
@@ -134,6 +153,12 @@ int CleXDSmb::ContructSendData() {
   writer.Word(void_bytes);
   writer.Bytes(voidData, void_bytes);
   return 0;
+}
+
+void CleXDSmb::FreeImage() {
+  if (sendBuffer != nullptr && sendBuffer != small_image) std::free(sendBuffer);
+  sendBuffer = nullptr;
+  sendLength = 0;
 }
 
 char* CleXDSmb::GetSendBuf(int& length) const {
@@ -181,12 +206,12 @@ CleXDSmb::VoidBlock CleXDSmb::TakeVoidBlock() {
 }
 
 const char* CleXDSmb::ParseSections(ImageReader& reader) {
-  FreeVoidData();
+  if (voidData != nullptr) FreeVoidData();
   if (!reader.Value(sendLength) || !reader.Value(commandAction) || !reader.Value(errorCode)) return nullptr;
-  const bool whole = longData.Parse(reader) && doubleData.Parse(reader) && stringData.Parse(reader) &&
-                     structData.Parse(reader) && ParseLists(reader, longArray) &&
-                     ParseLists(reader, doubleArray) && ParseLists(reader, stringArray) &&
-                     ParseBinaryString(reader) && ParseWideString(reader);
+  const bool whole = ParseList(reader, longData) && ParseList(reader, doubleData) &&
+                     ParseList(reader, stringData) && ParseList(reader, structData) &&
+                     ParseLists(reader, longArray) && ParseLists(reader, doubleArray) &&
+                     ParseLists(reader, stringArray) && ParseBinaryString(reader) && ParseWideString(reader);
   std::int32_t length = 0;
   if (!whole || !reader.Value(length)) return nullptr;
   if (length < 1) {
@@ -247,9 +272,7 @@ void CleXDSmb::FreeVoidData() {
 }
 
 void CleXDSmb::CleanUp() {
-  std::free(sendBuffer);
-  sendBuffer = nullptr;
-  sendLength = 0;
+  FreeImage();
   delete[] wstringData;
   wstringData = nullptr;
   CleanUpAllData();

@@ -36,6 +36,13 @@ class ImageReader {
 
   const char* position() const { return position_; }
   bool Has(std::size_t count) const { return count <= remaining_; }
+  // Passes over a count of 0.
+  bool SkipEmpty() {
+    std::int32_t word = 0;
+    if (!Has(sizeof word)) return false;
+    std::memcpy(&word, position_, sizeof word);
+    return word == 0 && Bytes(sizeof word) != nullptr;
+  }
   // The next `count` bytes; null, and nothing is consumed, when there are not so many.
   const char* Bytes(std::size_t count) {
     if (!Has(count)) return nullptr;

@@ -1,6 +1,5 @@
 #include "sendreceive.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -12,12 +11,11 @@ namespace {
 
 constexpr std::size_t kLengthWord = CleXDSmb::LONG_LEN;
 
-// Reads on until `buffer` holds `wanted` bytes or the writer goes. Never asks for more than what remains.
+// Reads on until `buffer` holds `wanted` bytes or the writer goes. Never asks for more than `limit` leaves.
 int ReadUntil(VexaPipe* pipe, char* buffer, std::size_t wanted, std::size_t limit, std::size_t& received) {
   while (received < wanted) {
-    const std::size_t room = std::min<std::size_t>(limit - received, XPipes::PIPE_BUF_SIZE);
     unsigned long got = 0;
-    const int code = pipe->ReadData(static_cast<int>(room), buffer + received, got);
+    const int code = pipe->ReadData(static_cast<int>(limit - received), buffer + received, got);
     if (code != 0) return code;
     if (got == 0) return CleXDErrorCode::kPeerClosed;
     received += got;

@@ -22,6 +22,7 @@
 #include "VexaPipe.h"
 #include "result_texts.h"
 #include "session.h"
+#include "string_list.h"
 
 using Action = CleXDSmb::CommandAction;
 
@@ -52,6 +53,9 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
 
 // --- What may cross the wire ---
 
+// A flag as one bit, whatever the caller's language put into the byte.
+bool OneBit(const bool& flag);
+
 template <class T>
 struct Out {
   explicit Out(T* target_) : target(target_) {}
@@ -64,18 +68,30 @@ struct OutUnit {
   char* target;
 };
 
+// A flag goes out as 0 or 1.
+struct Flag {
+  explicit Flag(const bool& flag) : value(OneBit(flag) ? 1 : 0) {}
+  long value;
+};
+
+// Exactly `length` bytes, zeros included.
+struct Bytes {
+  Bytes(const char* bytes_, int length_) : bytes(bytes_), length(length_) {}
+  const char* bytes;
+  int length;
+};
+
 inline void AddArgument(CleXDSmb& request, int value) { request.SetLong(value); }
 inline void AddArgument(CleXDSmb& request, long value) { request.SetLong(value); }
 inline void AddArgument(CleXDSmb& request, double value) { request.SetDouble(value); }
 inline void AddArgument(CleXDSmb& request, const char* text) { request.SetString(text); }
+inline void AddArgument(CleXDSmb& request, Flag flag) { request.SetLong(flag.value); }
+inline void AddArgument(CleXDSmb& request, Bytes text) { request.SetString(text.bytes, text.length); }
 template <class T>
 void AddArgument(CleXDSmb&, Out<T>) {}
 inline void AddArgument(CleXDSmb&, OutUnit) {}
 template <class T>
 void AddArgument(CleXDSmb&, T) = delete;
-
-// A flag as one bit, whatever the caller's language put into the byte.
-bool OneBit(const bool& flag);
 
 // --- One exchange with its reply ---
 
@@ -155,6 +171,14 @@ const char* TextCall(Action action, const char* failure, int* errCode, Arguments
   ApiCall call(action, arguments...);
   StoreCode(errCode, call.code());
   return call.code() == 0 ? KeepText(call.Text(0)) : failure;
+}
+
+// Returns the texts of the reply as a string list handle, stores the status. Null on failure.
+template <class... Arguments>
+void* ListCall(Action action, int* errCode, Arguments... arguments) {
+  ApiCall call(action, arguments...);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? NewStringList(call.reply().GetStringDataRef()) : nullptr;
 }
 
 #endif

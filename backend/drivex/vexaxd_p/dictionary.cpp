@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "call_frame.h"
-#include "string_list.h"
 #include "vexa_assert.h"
 #include "vexaxd_p.h"
 
@@ -56,11 +55,7 @@ long GetRowCount(int* errCode) {
   return answered ? call.Long(0) : -1;
 }
 
-void* GetSplitVariableNames(int* errCode) {
-  ApiCall call(Action::GetSplitVariableNames);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? NewStringList(call.reply().GetStringDataRef()) : nullptr;
-}
+void* GetSplitVariableNames(int* errCode) { return ListCall(Action::GetSplitVariableNames, errCode); }
 
 int GetVEXALowHigh(double* low, double* high) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;

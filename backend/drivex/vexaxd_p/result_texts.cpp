@@ -1,6 +1,7 @@
 #include "result_texts.h"
 
 #include <cstring>
+#include <cwchar>
 
 #include "CleXDErrorCode.h"
 #include "session.h"
@@ -19,9 +20,27 @@ char* NewText(const std::string& text) {
   return copy;
 }
 
+const wchar_t* KeepWideText(const wchar_t* text) {
+  if (text == nullptr) text = L"";
+  const std::size_t size = std::wcslen(text) + 1;
+  auto* copy = new wchar_t[size];
+  std::wmemcpy(copy, text, size);
+  delete[] wstringResult;
+  wstringResult = copy;
+  return wstringResult;
+}
+
+void FreeTexts(char** texts, int count) {
+  if (count <= 0 || texts == nullptr) return;
+  for (int i = 0; i < count; ++i) delete[] texts[i];
+  delete[] texts;
+}
+
 void ReleaseResultTexts() {
   delete[] stringResult;
   stringResult = nullptr;
+  delete[] wstringResult;
+  wstringResult = nullptr;
 }
 
 int FreeString(void* text) {
@@ -31,8 +50,6 @@ int FreeString(void* text) {
 
 int FreeStringArray(void** array, int count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (count <= 0 || array == nullptr) return 0;
-  for (int i = 0; i < count; ++i) delete[] static_cast<char*>(array[i]);
-  delete[] array;
+  FreeTexts(reinterpret_cast<char**>(array), count);
   return 0;
 }

@@ -9,6 +9,10 @@
 const char* KeepText(const std::string& text);
 // A terminated copy from new[], for the caller to own.
 char* NewText(const std::string& text);
+// The same for a wide text; null counts as empty. The buffer is wstringResult.
+const wchar_t* KeepWideText(const wchar_t* text);
+// Deletes `count` texts that are not null, and their array.
+void FreeTexts(char** texts, int count);
 // Deletes the shared buffers.
 void ReleaseResultTexts();
 

@@ -21,6 +21,10 @@ CursorDataSmb* curCaseData = nullptr;
 static CursorDataSmb no_cursor;
 CursorDataSmb* readableCursor = &no_cursor;
 char* stringResult = nullptr;
+wchar_t* wstringResult = nullptr;
+bool isProcedure = false;
+std::FILE* outputFile = nullptr;
+std::string rTempDir;
 
 namespace {
 
@@ -71,6 +75,11 @@ void SetCursor(CursorDataSmb* cursor) {
   SetRunning(isVexaRunning);
 }
 
+void CloseRecord() {
+  if (outputFile != nullptr) std::fclose(outputFile);
+  outputFile = nullptr;
+}
+
 void NoteSessionOwner() { session_owner = getpid(); }
 
 void ResetStaticVars() {
@@ -79,10 +88,12 @@ void ResetStaticVars() {
   SetRunning(false);
   isxdriven = false;
   ReleaseResultTexts();
+  CloseRecord();
   processId = -1;
   vexa_pipe_index.clear();
   vexa_pipe_path.clear();
   vexa_pipe_lang.clear();
   vexa_home.clear();
+  rTempDir.clear();
   myPipeSuit = nullptr;
 }

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 class CursorDataSmb;
@@ -39,11 +40,22 @@ extern CursorDataSmb* curCaseData;
 extern CursorDataSmb* readableCursor;
 // The text that the last call of that kind handed to its caller, from new[], owned. Written by KeepText.
 extern char* stringResult;
+// The same for wide texts. Written by KeepWideText.
+extern wchar_t* wstringResult;
+// A procedure or a data step is open. Written by StartProcedure and EndProcedure.
+extern bool isProcedure;
+// The file that RecordBrowserOutput writes to, owned; null while nothing is recorded. Written by
+// SetRecordBrowserOutput, closed by CloseRecord.
+extern std::FILE* outputFile;
+// The temp folder of the R side. Written by SetRTempFolderToVEXA.
+extern std::string rTempDir;
 
 #pragma GCC visibility pop
 
 void SetRunning(bool running);
 void SetCursor(CursorDataSmb* cursor);
+
+void CloseRecord();
 
 // The end of a session: everything above is as it was at load, and what was owned is gone.
 void ResetStaticVars();

@@ -1,5 +1,6 @@
 #include "string_list.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,11 @@ const std::vector<std::string>& Strings(void* handle) {
 }
 }  // namespace
 
-void* NewStringList(const StringData& texts) { return new std::vector<std::string>(texts.Values()); }
+void* NewStringList(const StringData& texts, std::size_t first) {
+  const std::vector<std::string>& all = texts.Values();
+  const auto begin = all.begin() + static_cast<std::ptrdiff_t>(std::min(first, all.size()));
+  return new std::vector<std::string>(begin, all.end());
+}
 
 int GetStringListLength(void* handle) {
   return handle != nullptr ? static_cast<int>(Strings(handle).size()) : 0;

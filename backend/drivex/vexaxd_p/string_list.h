@@ -5,6 +5,7 @@
 
 #include "payloads.h"
 
-void* NewStringList(const StringData& texts);
+// Of the texts from index `first` on.
+void* NewStringList(const StringData& texts, std::size_t first = 0);
 
 #endif

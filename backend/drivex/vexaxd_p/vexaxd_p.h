@@ -23,6 +23,7 @@
 #define VEXAXD_P_H
 
 #include <stdbool.h>
+#include <stddef.h>
 
 #include "vexa_api.h"
 
@@ -73,6 +74,56 @@ VEXA_API int StopReceiveXdApiThread(void);
  * has no use. The home is the environment's VEXA_HOME. Null texts count as empty. */
 VEXA_API void InitXProcess(const char* appName, const char* tempPath, const char* pid, const char* xname,
                            const char* fifth);
+
+/* --- Syntax and output streams --- */
+
+/* Submits `length` bytes of command syntax, zeros included; the block that QueueCommandPart began ends with
+ * it. Posts text into the backend's output. A null text sends none. Guarded. */
+VEXA_API int Submit(const char* command, int length);
+VEXA_API int QueueCommandPart(const char* command, int length);
+VEXA_API int PostVexaOutput(const char* output, int length);
+
+/* Open and close a user procedure, under whose name output stands. A null `secondName` sends `name` twice.
+ * Guarded. */
+VEXA_API int StartProcedure(const char* name, const char* secondName);
+VEXA_API int EndProcedure(void);
+
+/* The backend's own answer whether a procedure is open. Any failure aborts the process: for callers that
+ * cannot go on without an answer. */
+VEXA_API int HasProcedure(void);
+
+/* How deep the backend's syntax is nested. Guarded. */
+VEXA_API int GetNestDepth(int* depth);
+
+/* A text in the backend's encoding; an empty text, never null, on failure. */
+VEXA_API const char* TransCode(const char* source, int* errCode);
+
+/* The language of the output; null on failure. */
+VEXA_API const char* GetOutputLanguage(int* errCode);
+VEXA_API void SetOutputLanguage(const char* language, int* errCode);
+
+/* Modes, with numbers of the backend's. GetXDriveMode and IsUTF8mode abort on a successful reply without its
+ * numbers. The first two are guarded; IsUTF8mode gives 0 on any failure. */
+VEXA_API int SetXDriveMode(int mode);
+VEXA_API int GetXDriveMode(int* mode, int* second);
+VEXA_API int SetMode(int mode);
+VEXA_API int IsUTF8mode(void);
+
+/* A folder that the R side keeps here, in this process alone. The setter takes null as empty and returns 0;
+ * the getter's text is valid until the next set. */
+VEXA_API int SetRTempFolderToVEXA(const char* folder);
+VEXA_API const char* GetRTempFolderToVEXA(void);
+
+/* Starts (true) and ends (false) a private copy of what is shown, appended to the file at `path`. While one
+ * is open a second path is ignored; a file that cannot be opened is no error. Returns 0. */
+VEXA_API int SetRecordBrowserOutput(const char* path, bool enable);
+
+/* Writes `text`, up to its zero, to that file, unless `length` is 0. Where the backend works in UTF-8 (asked
+ * each time) and `convert` is not null, what it makes of the text is written: it gets the text, its size in
+ * bytes with the zero, a zeroed buffer and the buffer's size. */
+VEXA_API void RecordBrowserOutput(const char* text, unsigned long length,
+                                  int (*convert)(const char* source, unsigned long sourceSize,
+                                                 char* destination, unsigned long destinationSize));
 
 /* --- Dictionary of the active dataset --- */
 
@@ -164,6 +215,199 @@ VEXA_API int GetVariableFormatTypeInProcDS(int index, int* formatType, int* form
 
 /* The number of selected cases; -1 on failure. Guarded: 17 goes to errCode. */
 VEXA_API long GetSelectedRowCountInProcDS(int* errCode);
+
+/* --- Attributes and multiple response sets --- */
+
+/* The names of the attributes of a variable and of the data file, and the values of one of them: *count
+ * texts. With a *count of 0 or less the array stays unwritten. The array is the caller's, released with
+ * FreeAttributeNames or FreeAttributes, which are the same. Guarded. Those that end in InProcDS ask about the
+ * running procedure's dataset. */
+VEXA_API int GetVarAttributeNames(int index, char*** names, int* count);
+VEXA_API int GetDataFileAttributeNames(char*** names, int* count);
+VEXA_API int GetVarAttributes(int index, const char* attrName, char*** values, int* count);
+VEXA_API int GetDataFileAttributes(const char* attrName, char*** values, int* count);
+VEXA_API int GetVarAttributeNamesInProcDS(int index, char*** names, int* count);
+VEXA_API int GetDataFileAttributeNamesInProcDS(char*** names, int* count);
+VEXA_API int GetVarAttributesInProcDS(int index, const char* attrName, char*** values, int* count);
+VEXA_API int GetDataFileAttributesInProcDS(const char* attrName, char*** values, int* count);
+
+/* Writes an attribute of a variable: the practice engine takes the variable's name, the attribute's name, a
+ * value and the value's index from 0. Guarded. */
+VEXA_API int SetVarAttributes(const char* attrText1, const char* attrText2, const char* attrText3,
+                              int attrValue);
+
+/* Release `count` texts and their array. Guarded: 17 frees nothing. A count of 0 or less frees nothing. */
+VEXA_API int FreeAttributeNames(char** names, int count);
+VEXA_API int FreeAttributes(char** values, int count);
+
+/* The names of the multiple response sets: a string list handle, released with RemoveStringList. Null on
+ * failure. */
+VEXA_API void* GetMultiResponseSetNames(int* errCode);
+VEXA_API void* GetMultiResponseSetNamesInProcDS(int* errCode);
+
+/* One set: two texts, released with FreeString, two numbers, and its members as a string list handle,
+ * released with RemoveStringList. On failure errCode alone is written. */
+VEXA_API void GetMultiResponseSet(const char* setName, char** setText1, int* setValue1, char** setText2,
+                                  int* setValue2, void** members, int* errCode);
+VEXA_API void GetMultiResponseSetInProcDS(const char* setName, char** setText1, int* setValue1,
+                                          char** setText2, int* setValue2, void** members, int* errCode);
+
+/* --- Pivot tables --- */
+
+/* A table is built in the backend. The client keeps no record of it, so that every call says again which
+ * table it means, by three texts and a flag (the practice engine reads them as procedure, subtype and title;
+ * the flag has no meaning to it), and which dimension, by a text, two numbers and two flags. Cells go to the
+ * categories that were named last; format calls hold for the cells that follow. All are guarded and return
+ * the code. A null text sends none, so that later ones move forward. */
+
+/* The table: start it, hide its title, caption, footnotes, the width of its data columns in points. */
+VEXA_API int StartPivotTable(const char* tableText1, const char* tableText2, const char* tableText3,
+                             bool tableFlag);
+VEXA_API int HidePivotTableTitle(const char* tableText1, const char* tableText2, const char* tableText3,
+                                 bool tableFlag);
+VEXA_API int PivotTableCaption(const char* tableText1, const char* tableText2, const char* tableText3,
+                               bool tableFlag, const char* caption);
+VEXA_API int AddCaptionFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                                 bool tableFlag, const char* caption, const char* footnote);
+VEXA_API int MinDataColumnWidth(const char* tableText1, const char* tableText2, const char* tableText3,
+                                bool tableFlag, int width);
+VEXA_API int MaxDataColumnWidth(const char* tableText1, const char* tableText2, const char* tableText3,
+                                bool tableFlag, int width);
+VEXA_API int AddOutlineFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                                 const char* footnote, bool tableFlag);
+VEXA_API int AddTitleFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                               const char* footnote, bool tableFlag);
+
+/* Output without a table: a procedure's footnote, the change of a split, labels of a graphic, a block of text
+ * with the number `blockValue`. */
+VEXA_API int AddProcFootnotes(const char* footnote);
+VEXA_API int SplitChange(const char* splitText);
+VEXA_API int SetGraphicsLabel(const char* labelText1, const char* labelText2);
+VEXA_API int AddTextBlock(const char* tableText1, const char* tableText2, const char* tableText3,
+                          int blockValue);
+
+/* Dimensions, categories and cells. `varIndex` names a variable, for its name or for a value that is shown by
+ * its label; a date's value is a text. */
+VEXA_API int AddDimension(const char* tableText1, const char* tableText2, const char* tableText3,
+                          bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                          bool dimFlag2);
+VEXA_API int AddDimFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                             bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                             bool dimFlag2, const char* footnote);
+VEXA_API int AddNumberCategory(const char* tableText1, const char* tableText2, const char* tableText3,
+                               bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                               bool dimFlag1, bool dimFlag2, double value);
+VEXA_API int AddStringCategory(const char* tableText1, const char* tableText2, const char* tableText3,
+                               bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                               bool dimFlag1, bool dimFlag2, const char* value);
+VEXA_API int AddVarNameCategory(const char* tableText1, const char* tableText2, const char* tableText3,
+                                bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                bool dimFlag1, bool dimFlag2, int varIndex);
+VEXA_API int AddVarValueDoubleCategory(const char* tableText1, const char* tableText2, const char* tableText3,
+                                       bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                       bool dimFlag1, bool dimFlag2, int varIndex, double value);
+VEXA_API int AddVarValueStringCategory(const char* tableText1, const char* tableText2, const char* tableText3,
+                                       bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                       bool dimFlag1, bool dimFlag2, int varIndex, const char* value);
+VEXA_API int AddCategoryFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                                  bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                  bool dimFlag1, bool dimFlag2, const char* footnote);
+VEXA_API int SetNumberCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                           bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                           bool dimFlag2, double value);
+VEXA_API int SetStringCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                           bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                           bool dimFlag2, const char* value);
+VEXA_API int SetVarNameCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                            bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                            bool dimFlag2, int varIndex);
+VEXA_API int SetVarValueDoubleCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                                   bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                   bool dimFlag1, bool dimFlag2, int varIndex, double value);
+VEXA_API int SetVarValueStringCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                                   bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                                   bool dimFlag1, bool dimFlag2, int varIndex, const char* value);
+VEXA_API int AddCellFootnotes(const char* tableText1, const char* tableText2, const char* tableText3,
+                              bool tableFlag, const char* dimText, int dimValue1, int dimValue2,
+                              bool dimFlag1, bool dimFlag2, const char* footnote);
+VEXA_API int SetDateCell(const char* tableText1, const char* tableText2, const char* tableText3,
+                         bool tableFlag, const char* dimText, int dimValue1, int dimValue2, bool dimFlag1,
+                         bool dimFlag2, const char* value);
+
+/* The format of the numbers that follow. `formatValue` is the index of the variable whose format is taken. */
+VEXA_API int SetFormatSpecCoefficient(void);
+VEXA_API int SetFormatSpecCoefficientSE(void);
+VEXA_API int SetFormatSpecCoefficientVar(void);
+VEXA_API int SetFormatSpecCorrelation(void);
+VEXA_API int SetFormatSpecGeneralStat(void);
+VEXA_API int SetFormatSpecMean(int formatValue);
+VEXA_API int SetFormatSpecCount(void);
+VEXA_API int SetFormatSpecPercent(void);
+VEXA_API int SetFormatSpecPercentNoSign(void);
+VEXA_API int SetFormatSpecProportion(void);
+VEXA_API int SetFormatSpecSignificance(void);
+VEXA_API int SetFormatSpecResidual(void);
+VEXA_API int SetFormatSpecVariable(int formatValue);
+VEXA_API int SetFormatSpecStdDev(int formatValue);
+VEXA_API int SetFormatSpecDifference(int formatValue);
+VEXA_API int SetFormatSpecSum(int formatValue);
+
+/* --- XPath, images, settings and the host --- */
+
+/* Make and remove a handle on the XML of the output so far. Guarded. */
+VEXA_API int CreateXPathDictionary(const char* handle);
+VEXA_API int RemoveXPathHandle(const char* handle);
+
+/* What an XPath expression finds: the handle, a context and the expression. A string list handle, released
+ * with RemoveStringList; null on failure. */
+VEXA_API void* EvaluateXPath(const char* handle, const char* xpathText2, const char* xpathText3,
+                             int* errCode);
+
+/* The XML of a handle as a wide text, valid until the next call of this function; null on failure. Its length
+ * in characters, as the backend reports it; 0 on failure. */
+VEXA_API const wchar_t* GetXmlUtf16(const char* handle, int* errCode);
+VEXA_API int GetXmlUtf16Length(void);
+
+/* An image of the output: *imageLength bytes, the caller's, released with FreeString; null on failure.
+ * *imageText takes a text about it, released with FreeString, and stays unwritten when there is none. */
+VEXA_API char* GetImage(const char* handle, const char* imageName, int* imageLength, char** imageText,
+                        int* errCode);
+
+/* Hands a graphics file to the output. A null path aborts. The outcome is not told. */
+VEXA_API void GetGraphic(const char* filePath);
+
+/* A setting of the backend; the second text, which stands behind errCode, may be null. Null on failure. */
+VEXA_API const char* GetSetting(const char* settingName, int* errCode, const char* settingText2);
+
+/* Lists, each a string list handle, released with RemoveStringList; null on failure: the kinds of output, the
+ * XPath handles, the file handles (guarded: 17 goes to errCode). */
+VEXA_API void* GetOMSTagList(int* errCode);
+VEXA_API void* GetHandleList(int* errCode);
+VEXA_API void* GetFileHandles(int* errCode);
+
+/* The backend's locale; null on failure. */
+VEXA_API const char* GetVEXALocale(int* errCode);
+
+/* The backend's C locale, which this process takes over in all categories. *locale is released with
+ * FreeString; it stays unwritten when the reply has none. Guarded. */
+VEXA_API int GetCLocale(char** locale);
+
+/* Name, version and copyright of the application that hosts the backend. The texts are released with
+ * FreeString. A successful reply with another number of texts aborts. Guarded. */
+VEXA_API int GetHostAppNameAndVersion(char** appName, char** appVersion);
+VEXA_API int GetHostAppCopyright(char** copyright);
+VEXA_API int SetHostAppNameAndVersion(const char* appName, const char* appVersion);
+VEXA_API int SetHostAppCopyright(const char* copyright);
+
+/* The server mode: -1 on any failure and while no backend runs. */
+VEXA_API int GetQuillonServerMode(void);
+VEXA_API void SetQuillonServerMode(int mode);
+
+/* Whether the backend works in distributed mode; false on any failure and while no backend runs. */
+VEXA_API bool IsDistributedMode(void);
+
+/* Whether the filter is applied, as 0 or 1. Guarded. */
+VEXA_API int IsUseOrFilter(int* useFilter);
 
 /* --- Case cursor --- */
 

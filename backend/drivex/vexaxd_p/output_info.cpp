@@ -1,0 +1,127 @@
+// XPath over the backend's output, images, settings, locale and the host.
+#include <clocale>
+#include <cstring>
+
+#include "call_frame.h"
+#include "vexa_assert.h"
+#include "vexaxd_p.h"
+
+int CreateXPathDictionary(const char* handle) { return GuardedCall(Action::CreateXPathDictionary, handle); }
+
+int RemoveXPathHandle(const char* handle) { return GuardedCall(Action::RemoveXPathHandle, handle); }
+
+void* EvaluateXPath(const char* handle, const char* xpathText2, const char* xpathText3, int* errCode) {
+  return ListCall(Action::EvaluateXPath, errCode, handle, xpathText2, xpathText3);
+}
+
+const wchar_t* GetXmlUtf16(const char* handle, int* errCode) {
+  ApiCall call(Action::GetXmlUtf16, handle);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? KeepWideText(call.reply().GetwStringData()) : nullptr;
+}
+
+int GetXmlUtf16Length() { return LongCall(Action::GetXmlUtf16Length, 0, nullptr); }
+
+// The binary string is handed on as it lies: the block does not free it.
+char* GetImage(const char* handle, const char* imageName, int* imageLength, char** imageText, int* errCode) {
+  ApiCall call(Action::GetImage, handle, imageName);
+  StoreCode(errCode, call.code());
+  char* image = call.reply().GetBinaryData();
+  if (call.code() != 0) {
+    FreeString(image);
+    return nullptr;
+  }
+  if (!call.Text(0).empty()) *imageText = NewText(call.Text(0));
+  call.TakeResults(Out(imageLength));
+  return image;
+}
+
+const char* GetSetting(const char* settingName, int* errCode, const char* settingText2) {
+  return TextCall(Action::GetSetting, nullptr, errCode, settingName, settingText2);
+}
+
+void* GetOMSTagList(int* errCode) { return ListCall(Action::GetOMSTagList, errCode); }
+
+void* GetHandleList(int* errCode) { return ListCall(Action::GetHandleList, errCode); }
+
+void* GetFileHandles(int* errCode) {
+  if (!isVexaRunning) {
+    StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
+    return nullptr;
+  }
+  return ListCall(Action::GetFileHandles, errCode);
+}
+
+void GetGraphic(const char* filePath) {
+  VEXA_ASSERT(filePath);
+  Call(Action::GetGraphic, Bytes(filePath, static_cast<int>(std::strlen(filePath))));
+}
+
+const char* GetVEXALocale(int* errCode) { return TextCall(Action::GetVEXALocale, nullptr, errCode); }
+
+// This process takes over the backend's locale.
+int GetCLocale(char** locale) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  ApiCall call(Action::GetCLocale);
+  if (call.code() != 0 || call.reply().GetStringDataRef().Size() == 0) return call.code();
+  *locale = NewText(call.Text(0));
+  std::setlocale(LC_ALL, *locale);
+  return 0;
+}
+
+int GetHostAppNameAndVersion(char** appName, char** appVersion) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  AcquireBuffer();
+  ApiCall call(Action::GetHostAppNameAndVersion);
+  if (call.code() == 0) {
+    StringData& sData = call.reply().GetStringDataRef();
+    VEXA_ASSERT(sData.Size() == 2);
+    *appName = NewText(sData[0]);
+    *appVersion = NewText(sData[1]);
+  }
+  ReleaseBuffer();
+  return call.code();
+}
+
+int GetHostAppCopyright(char** copyright) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  AcquireBuffer();
+  ApiCall call(Action::GetHostAppCopyright);
+  if (call.code() == 0) {
+    StringData& sData = call.reply().GetStringDataRef();
+    VEXA_ASSERT(sData.Size() == 1);
+    *copyright = NewText(sData[0]);
+  }
+  ReleaseBuffer();
+  return call.code();
+}
+
+int SetHostAppNameAndVersion(const char* appName, const char* appVersion) {
+  return GuardedCall(Action::SetHostAppNameAndVersion, appName, appVersion);
+}
+
+int SetHostAppCopyright(const char* copyright) { return GuardedCall(Action::SetHostAppCopyright, copyright); }
+
+int GetQuillonServerMode() {
+  constexpr int kUnknown = -1;
+  if (!isVexaRunning) return kUnknown;
+  AcquireBuffer();
+  const int mode = LongCall(Action::GetQuillonServerMode, kUnknown, nullptr);
+  ReleaseBuffer();
+  return mode;
+}
+
+void SetQuillonServerMode(int mode) {
+  AcquireBuffer();
+  GuardedCall(Action::SetQuillonServerMode, mode);
+  ReleaseBuffer();
+}
+
+bool IsDistributedMode() { return isVexaRunning && LongCall(Action::IsDistributedMode, 0, nullptr) != 0; }
+
+int IsUseOrFilter(int* useFilter) {
+  AcquireBuffer();
+  const int code = GuardedCall(Action::IsUseOrFilter, Out(useFilter));
+  ReleaseBuffer();
+  return code;
+}

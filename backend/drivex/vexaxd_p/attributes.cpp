@@ -1,23 +1,9 @@
 // Attributes of variables and of the data file, and multiple response sets.
-#include <algorithm>
-
 #include "call_frame.h"
+#include "counted_arrays.h"
 #include "vexaxd_p.h"
 
 namespace {
-
-// A counted array of texts, the caller's: as many as the reply says, but no more than came.
-template <class... Arguments>
-int TextsCall(Action action, char*** texts, int* count, Arguments... arguments) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(action, arguments...);
-  if (call.code() != 0) return call.code();
-  *count = std::min(call.Long(0), call.reply().GetStringDataRef().Size());
-  if (*count <= 0) return 0;
-  *texts = new char*[static_cast<std::size_t>(*count)];
-  for (int i = 0; i < *count; ++i) (*texts)[i] = NewText(call.Text(i).c_str());
-  return 0;
-}
 
 void ResponseSetCall(Action action, const char* setName, char** setText1, int* setValue1, char** setText2,
                      int* setValue2, void** members, int* errCode) {

@@ -113,12 +113,29 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
 bool OneBit(const bool& flag) {
   // Read as a byte: of a bool the compiler would take it for granted that it is 0 or 1.
   const volatile unsigned char& byte = reinterpret_cast<const volatile unsigned char&>(flag);
-  return byte != 0;
+  return (byte & 1) != 0;
 }
 
 std::int32_t ApiCall::Long(int index) { return Element(reply_block.GetLongDataRef(), index, kNoLong); }
 
 double ApiCall::Double(int index) { return Element(reply_block.GetDoubleDataRef(), index, kNoDouble); }
+
+void AddArgument(CleXDSmb& request, EachLong numbers) {
+  for (int i = 0; numbers.values != nullptr && i < numbers.count; ++i) request.SetLong(numbers.values[i]);
+}
+
+void AddArgument(CleXDSmb& request, TextList list) {
+  StringData texts;
+  for (int i = 0; list.texts != nullptr && i < list.count; ++i) {
+    if (list.texts[i] != nullptr) texts.SetValue(list.texts[i]);
+  }
+  request.SetStringArray(texts);
+}
+
+void AddArgument(CleXDSmb& request, VoidCopy block) {
+  request.AllocVoidData(block.size);
+  if (block.data != nullptr) request.SaveDataIntoVoidData(block.data, block.size);
+}
 
 const std::string& ApiCall::Text(int index) {
   return Element(reply_block.GetStringDataRef(), index, kNoText);

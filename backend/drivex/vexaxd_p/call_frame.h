@@ -53,7 +53,7 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
 
 // --- What may cross the wire ---
 
-// A flag as one bit, whatever the caller's language put into the byte.
+// A flag by its lowest bit, whatever else the caller's language put into the byte.
 bool OneBit(const bool& flag);
 
 template <class T>
@@ -81,12 +81,36 @@ struct Bytes {
   int length;
 };
 
+// Numbers of the caller's, each as a long.
+struct EachLong {
+  EachLong(const int* values_, int count_) : values(values_), count(count_) {}
+  const int* values;
+  int count;
+};
+
+// Texts of the caller's as one list of the string array; null texts add nothing.
+struct TextList {
+  TextList(const char* const* texts_, int count_) : texts(texts_), count(count_) {}
+  const char* const* texts;
+  int count;
+};
+
+// The void block: a copy of the bytes.
+struct VoidCopy {
+  VoidCopy(const void* data_, int size_) : data(data_), size(size_) {}
+  const void* data;
+  int size;
+};
+
 inline void AddArgument(CleXDSmb& request, int value) { request.SetLong(value); }
 inline void AddArgument(CleXDSmb& request, long value) { request.SetLong(value); }
 inline void AddArgument(CleXDSmb& request, double value) { request.SetDouble(value); }
 inline void AddArgument(CleXDSmb& request, const char* text) { request.SetString(text); }
 inline void AddArgument(CleXDSmb& request, Flag flag) { request.SetLong(flag.value); }
 inline void AddArgument(CleXDSmb& request, Bytes text) { request.SetString(text.bytes, text.length); }
+void AddArgument(CleXDSmb& request, EachLong numbers);
+void AddArgument(CleXDSmb& request, TextList list);
+void AddArgument(CleXDSmb& request, VoidCopy block);
 template <class T>
 void AddArgument(CleXDSmb&, Out<T>) {}
 inline void AddArgument(CleXDSmb&, OutUnit) {}

@@ -12,6 +12,7 @@ namespace {
 void RemoveCursor() {
   delete curCaseData;
   SetCursor(nullptr);
+  DropCaseBeingBuilt();
 }
 
 int AccessTypeOf(const char* accessType) {

@@ -1,7 +1,6 @@
 // Queries of the active dataset's dictionary.
-#include <algorithm>
-
 #include "call_frame.h"
+#include "counted_arrays.h"
 #include "vexa_assert.h"
 #include "vexaxd_p.h"
 
@@ -85,43 +84,18 @@ int ValidateVarName(const char* name) {
   return call.Long(0);
 }
 
-namespace {
-
-// The pairs that a reply tells: as many as it says, but no more than came, as the count is the peer's.
-int PairCount(ApiCall& call, int values, int labels) {
-  return std::min(call.Long(0), std::max(values, labels));
-}
-
-}  // namespace
-
 int GetNValueLabels(int index, double** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   ApiCall call(Action::GetNValueLabels, index);
-  if (call.code() != 0) return call.code();
-  *count = PairCount(call, call.reply().GetDoubleDataRef().Size(), call.reply().GetStringDataRef().Size());
-  if (*count <= 0) return 0;
-  *values = new double[static_cast<std::size_t>(*count)];
-  *labels = new char*[static_cast<std::size_t>(*count)];
-  for (int i = 0; i < *count; ++i) {
-    (*values)[i] = call.Double(i);
-    (*labels)[i] = NewText(call.Text(i));
-  }
-  return 0;
+  if (call.code() == 0) TakeNumberLabels(call, values, labels, count);
+  return call.code();
 }
 
 int GetCValueLabels(int index, char*** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   ApiCall call(Action::GetCValueLabels, index);
-  if (call.code() != 0) return call.code();
-  *count = PairCount(call, call.ListSize(0), call.ListSize(1));
-  if (*count <= 0) return 0;
-  *values = new char*[static_cast<std::size_t>(*count)];
-  *labels = new char*[static_cast<std::size_t>(*count)];
-  for (int i = 0; i < *count; ++i) {
-    (*values)[i] = NewText(call.ListText(0, i));
-    (*labels)[i] = NewText(call.ListText(1, i));
-  }
-  return 0;
+  if (call.code() == 0) TakeTextLabels(call, values, labels, count);
+  return call.code();
 }
 
 int FreeNValueLabels(double* values, char** labels, int count) {

@@ -7,8 +7,10 @@
 #include "session.h"
 #include "vexaxd_p.h"
 
+std::string UpToZero(const std::string& text) { return text.substr(0, text.find('\0')); }
+
 const char* KeepText(const std::string& text) {
-  char* copy = NewText(text.substr(0, std::strlen(text.c_str())));
+  char* copy = NewText(UpToZero(text));
   delete[] stringResult;
   stringResult = copy;
   return stringResult;

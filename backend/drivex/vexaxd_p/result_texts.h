@@ -5,6 +5,8 @@
 
 #include <string>
 
+// The text up to its first zero byte.
+std::string UpToZero(const std::string& text);
 // Copies the text up to its first zero byte into stringResult, in place of the previous one, and returns it.
 const char* KeepText(const std::string& text);
 // A terminated copy from new[], for the caller to own.

@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include "call_frame.h"
+#include "commit_case_data.h"
 #include "cursor_data_smb.h"
+#include "datastep_smb.h"
 #include "dxglobals.h"
 #include "result_texts.h"
 #include "sigpipe.h"
@@ -20,11 +22,23 @@ std::string vexa_home;
 CursorDataSmb* curCaseData = nullptr;
 static CursorDataSmb no_cursor;
 CursorDataSmb* readableCursor = &no_cursor;
+CacheCommitCaseData* curCommitCaseData = nullptr;
 char* stringResult = nullptr;
 wchar_t* wstringResult = nullptr;
 bool isProcedure = false;
 std::FILE* outputFile = nullptr;
 std::string rTempDir;
+std::vector<std::string> dsNameVec;
+std::vector<long> casecountVec;
+std::vector<std::int32_t> varcountVec;
+MultiDatastepData* dataSteps = nullptr;
+std::int32_t datasetCount = 0;
+std::string activeDatasetName;
+std::int32_t activeDatasetIndex = -1;
+std::vector<dataSet> dataVec;
+DatastepSmb* DatastepBatch = nullptr;
+char* DSNameBatch = nullptr;
+PlugInCriticalSection csBuffer;
 
 namespace {
 
@@ -80,6 +94,18 @@ void CloseRecord() {
   outputFile = nullptr;
 }
 
+void DropCaseBeingBuilt() {
+  delete curCommitCaseData;
+  curCommitCaseData = nullptr;
+}
+
+void DropBatch() {
+  delete DatastepBatch;
+  DatastepBatch = nullptr;
+  delete[] DSNameBatch;
+  DSNameBatch = nullptr;
+}
+
 void NoteSessionOwner() { session_owner = getpid(); }
 
 void ResetStaticVars() {
@@ -89,11 +115,13 @@ void ResetStaticVars() {
   isxdriven = false;
   ReleaseResultTexts();
   CloseRecord();
+  DropBatch();
   processId = -1;
   vexa_pipe_index.clear();
   vexa_pipe_path.clear();
   vexa_pipe_lang.clear();
   vexa_home.clear();
   rTempDir.clear();
+  DropCaseBeingBuilt();
   myPipeSuit = nullptr;
 }

@@ -8,9 +8,16 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
+
+#include "PlugInCriticalSection.h"
+#include "payloads.h"
 
 class CursorDataSmb;
+class DatastepSmb;
 class XPipeSuit;
+struct CacheCommitCaseData;
+struct MultiDatastepData;
 
 // Said at the declarations, so that a use is one instruction and no look into the table of the library's
 // symbols.
@@ -38,6 +45,9 @@ extern CursorDataSmb* curCaseData;
 // The cursor while the backend can be talked to, otherwise one without variables: never null, so that reading
 // a value, done for every cell of a walk, has one question to ask. Follows isVexaRunning and curCaseData.
 extern CursorDataSmb* readableCursor;
+// The values of the case being built, owned; null between cases. Written by SetValueNumeric and SetValueChar,
+// deleted by DropCaseBeingBuilt.
+extern CacheCommitCaseData* curCommitCaseData;
 // The text that the last call of that kind handed to its caller, from new[], owned. Written by KeepText.
 extern char* stringResult;
 // The same for wide texts. Written by KeepWideText.
@@ -50,12 +60,36 @@ extern std::FILE* outputFile;
 // The temp folder of the R side. Written by SetRTempFolderToVEXA.
 extern std::string rTempDir;
 
+// The catalogue of a data step, three lists side by side. Written by CreateDataset, CloseDataset,
+// EndDataStep; the counts are kept in step by InsertCase, DeleteCase, InsertVariable, DeleteVariable,
+// MoveVariables.
+extern std::vector<std::string> dsNameVec;
+extern std::vector<long> casecountVec;
+extern std::vector<std::int32_t> varcountVec;
+// The case layouts of its datasets, owned, and their number. Written by IntiDataStepData and EndDataStep.
+extern MultiDatastepData* dataSteps;
+extern std::int32_t datasetCount;
+// The dataset that was looked up last and its place in dataSteps, -1 when it was not there. Written by
+// FindRecord and IntiDataStepData.
+extern std::string activeDatasetName;
+extern std::int32_t activeDatasetIndex;
+// The pending cell writes. Written by SetNCellValue and SetCCellValue, handed over by CommitDataSet.
+extern std::vector<dataSet> dataVec;
+// The batch of rows and the name of its dataset, from new[], both owned. Written by FetchDatastep; deleted by
+// ClearDatastepBatch (the batch alone) and DropBatch.
+extern DatastepSmb* DatastepBatch;
+extern char* DSNameBatch;
+// Where a lock of the session would be; nothing takes it.
+extern PlugInCriticalSection csBuffer;
+
 #pragma GCC visibility pop
 
 void SetRunning(bool running);
 void SetCursor(CursorDataSmb* cursor);
 
 void CloseRecord();
+void DropCaseBeingBuilt();
+void DropBatch();
 
 // The end of a session: everything above is as it was at load, and what was owned is gone.
 void ResetStaticVars();

@@ -5,11 +5,12 @@
  *
  * Codes. 0 is success. A function either returns its code, or stores it through its last argument `errCode`
  * and returns the value. Codes of the library: 10 index out of range, 17 the backend is not running, 24 wrong
- * type of value, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint without a name, 99107 the
- * process just started has ended. Any other code is the backend's own and handed on as it is; 23 and 67 say
- * that the data, or a split of it, ended. "Guarded" functions return 17 at once, and send nothing, while no
- * backend runs; the others go to the pipes, and in a process that has no backend at all they wait there for
- * one.
+ * type of value, 56, 57, 87, 89
+ * and 97 as the cells of data steps tell, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint
+ * without a name, 99107 the process just started has ended. Any other code is the backend's own and handed on
+ * as it is; 23 and 67 say that the data, or a split of it, ended. "Guarded" functions return 17 at once, and
+ * send nothing, while no backend runs; the others go to the pipes, and in a process that has no backend at
+ * all they wait there for one.
  *
  * A write to a backend that has died raises SIGPIPE: programs that want a code instead ignore that signal.
  *
@@ -451,6 +452,265 @@ VEXA_API int ResetDataPass(void);
 /* Whether the data of the current split have all been read: *isEnd is 0 while the block in hand has cases.
  * Written with the codes 0 and 67. Guarded. */
 VEXA_API int IsEndSplit(int* isEnd);
+
+/* --- New variables and case commit --- */
+
+/* Declare new variables by name and type: 0 numeric, otherwise the string width in bytes. SetVarNameAndType
+ * takes `numOfVar` of each and aborts unless that is above 0; or AllocNewVarsBuffer announces `count` and
+ * SetOneVarNameAndType declares one. All functions of this section are guarded and return the code. */
+VEXA_API int SetVarNameAndType(char** names, int* types, int numOfVar);
+VEXA_API int AllocNewVarsBuffer(int count);
+VEXA_API int SetOneVarNameAndType(const char* name, int type);
+
+/* Describe them, by name. Missing values as in GetVarNMissingValues; of the string ones a null is left out.
+ */
+VEXA_API int SetVarLabel(const char* name, const char* label);
+VEXA_API int SetVarCValueLabel(const char* name, const char* value, const char* label);
+VEXA_API int SetVarNValueLabel(const char* name, double value, const char* label);
+VEXA_API int SetVarCMissingValues(const char* name, int missingFormat, const char* value1, const char* value2,
+                                  const char* value3);
+VEXA_API int SetVarNMissingValues(const char* name, int missingFormat, double value1, double value2,
+                                  double value3);
+VEXA_API int SetVarMeasureLevel(const char* name, int level);
+VEXA_API int SetVarAlignment(const char* name, int alignment);
+VEXA_API int SetVarFormat(const char* name, int type, int width, int decimals);
+VEXA_API int SetVarRole(const char* name, int role);
+
+/* Closes the dictionary of the new variables. */
+VEXA_API int CommitHeader(void);
+
+/* Gather a value of the case being built, on this side alone; a string of exactly `length` bytes. A name that
+ * the dataset does not have is found out at the commit. */
+VEXA_API int SetValueNumeric(const char* name, double value);
+VEXA_API int SetValueChar(const char* name, const char* value, int length);
+
+/* Commit the gathered values, to the current case or as a new one. They are gone afterwards, whatever the
+ * code. With a cursor, CommitCaseRecord brings back the next case, and NextCase steps to it without another
+ * exchange. */
+VEXA_API int CommitCaseRecord(void);
+VEXA_API int CommitNewCase(void);
+
+/* Commits `caseCount` cases at once, `dataLength` bytes laid out case by case in units of 8. `data` comes
+ * from malloc and is the library's from the call on, whatever the code. Gathered values are dropped. */
+VEXA_API int CommitManyCases(char** names, int* types, void* data, int numOfVar, int dataLength,
+                             int caseCount);
+
+/* Ends the changes. */
+VEXA_API int EndChanges(void);
+
+/* Sends the pending cell writes of SetNCellValue and SetCCellValue. They are gone afterwards, whatever the
+ * code. */
+VEXA_API int CommitDataSet(void);
+
+/* --- Data steps --- */
+
+/* Open and close a data step, in which datasets are opened by name. Closing sends pending cell writes first,
+ * without telling their code. Guarded. */
+VEXA_API int StartDataStep(void);
+VEXA_API int EndDataStep(void);
+
+/* Brings a dataset into the step; an empty name and "*" mean the active one. The flags go to the backend.
+ * Returns the code of the last of its questions. Guarded. */
+VEXA_API int CreateDataset(const char* name, bool flag1, bool flag2);
+
+/* The last part of CreateDataset: asks for the layout of a case. Not guarded. */
+VEXA_API void IntiDataStepData(const char* name);
+
+/* Names of datasets. SetDatasetName leaves the old name in the step; GetNewDatasetName copies a fresh name
+ * into the caller's buffer, and aborts on a successful reply without one. Guarded. */
+VEXA_API int SetDatasetName(const char* name, const char* newName);
+VEXA_API int GetNewDatasetName(char* name);
+VEXA_API int SetActive(const char* name);
+VEXA_API int CopyDataset(const char* source, const char* target);
+
+/* The name of the active dataset, "*" when it has none and on failure. */
+VEXA_API const char* GetActive(int* errCode);
+
+/* All datasets, the opened ones, those of the step: *count names, released with FreeStringArray; unwritten
+ * for none. Guarded. */
+VEXA_API int GetVexaDatasets(char*** names, int* count);
+VEXA_API int GetOpenedVexaDatasets(char*** names, int* count);
+VEXA_API int GetDatastepDatasets(char*** names, int* count);
+
+/* Sends pending cell writes, without telling their code, and closes a dataset. Guarded. */
+VEXA_API int CloseDataset(const char* name);
+
+/* The number of variables (0 on failure) and of cases (-1 on failure) of a dataset. */
+VEXA_API int GetVarCountInDS(const char* name, int* errCode);
+VEXA_API long GetCaseCountInDS(const char* name, int* errCode);
+
+/* --- Dictionary of a dataset of the step --- */
+
+/* `name` is the dataset, `var` the index of a variable from 0, `type` 0 for numeric or a string width. The
+ * first four change the list of variables and ask anew where each stands in a case; they return the code of
+ * the last question, and a case that was loaded is gone (except with MoveVariables). Guarded. */
+VEXA_API int InsertVariable(const char* name, int position, const char* varName, int type);
+VEXA_API int DeleteVariable(const char* name, int var);
+VEXA_API int SetVarTypeInDS(const char* name, int var, int type);
+VEXA_API int MoveVariables(const char* name, int* vars, int count, int target);
+
+/* Texts: on failure null, an empty text for the name. Numbers: 0 on failure. */
+VEXA_API const char* GetVarNameInDS(const char* name, int var, int* errCode);
+VEXA_API const char* GetVarLabelInDS(const char* name, int var, int* errCode);
+VEXA_API const char* GetVarFormatInDS(const char* name, int var, int* errCode);
+VEXA_API const char* GetVarMeasurementLevelInDS(const char* name, int var, int* errCode);
+VEXA_API int GetVarTypeInDS(const char* name, int var, int* errCode);
+VEXA_API int GetVarAlignmentInDS(const char* name, int var, int* errCode);
+VEXA_API int GetVarRoleInDS(const char* name, int var, int* errCode);
+VEXA_API int GetVarColumnWidthInDS(const char* name, int var, int* errCode);
+
+/* Set them. Guarded. */
+VEXA_API int SetVarNameInDS(const char* name, int var, const char* value);
+VEXA_API int SetVarLabelInDS(const char* name, int var, const char* value);
+VEXA_API int SetVarMeasurementLevelInDS(const char* name, int var, const char* value);
+VEXA_API int SetVarAlignmentInDS(const char* name, int var, int value);
+VEXA_API int SetVarColumnWidthInDS(const char* name, int var, int value);
+VEXA_API int SetVarRoleInDS(const char* name, int var, int value);
+VEXA_API int SetVarFormatInDS(const char* name, int var, int type, int width, int decimals);
+
+/* Missing values, as in GetVarNMissingValues and GetVarCMissingValues. Of the strings set, a null is left
+ * out. Guarded. */
+VEXA_API int GetVarNMissingValuesInDS(const char* name, int var, int* missingFormat, double* value1,
+                                      double* value2, double* value3);
+VEXA_API int GetVarCMissingValuesInDS(const char* name, int var, int* missingFormat, char* value1,
+                                      char* value2, char* value3);
+VEXA_API int SetVarNMissingValuesInDS(const char* name, int var, int missingFormat, double value1,
+                                      double value2, double value3);
+VEXA_API int SetVarCMissingValuesInDS(const char* name, int var, int missingFormat, const char* value1,
+                                      const char* value2, const char* value3);
+
+/* Value labels: *count pairs, the caller's; arrays stay unwritten for none. Numbers are released with
+ * FreeDoubleArray, texts with FreeStringArray. Guarded. */
+VEXA_API int GetVarNValueLabelInDS(const char* name, int var, double** values, char*** labels, int* count);
+VEXA_API int GetVarCValueLabelInDS(const char* name, int var, char*** values, char*** labels, int* count);
+VEXA_API int SetVarNValueLabelInDS(const char* name, int var, const char* label, double value);
+VEXA_API int SetVarCValueLabelInDS(const char* name, int var, const char* value, const char* label);
+VEXA_API int DelVarValueLabelInDS(const char* name, int var);
+VEXA_API int DelVarNValueLabelInDS(const char* name, int var, double value);
+VEXA_API int DelVarCValueLabelInDS(const char* name, int var, const char* value);
+
+/* Releases an array of numbers when count is at least 1. Returns 0. */
+VEXA_API int FreeDoubleArray(void* array, int count);
+
+/* Attributes: names and values are *count texts, released with FreeStringArray; unwritten for none. Guarded.
+ */
+VEXA_API int GetVarAttributesNameInDS(const char* name, int var, char*** names, int* count);
+VEXA_API int GetVarAttributesInDS(const char* name, int var, const char* attrName, char*** values,
+                                  int* count);
+VEXA_API int SetVarAttributesInDS(const char* name, int var, const char* attrName, char** values, int count);
+VEXA_API int DelVarAttributesInDS(const char* name, int var, const char* attrName);
+VEXA_API int SetDataFileAttributesInDS(const char* name, const char* attrName, char** values, int count);
+VEXA_API int GetDataFileAttributeNamesInDS(const char* name, char*** names, int* count);
+VEXA_API int GetDataFileAttributesInDS(const char* name, const char* attrName, char*** values, int* count);
+VEXA_API int DelDataFileAttributesInDS(const char* name, const char* attrName);
+
+/* Multiple response sets, as in GetMultiResponseSet; numbers and texts of a set that come in part stay
+ * unwritten. The last is guarded. */
+VEXA_API void SetMultiResponseSetInDS(const char* name, const char* setName, const char* setText1,
+                                      int setValue1, const char* setText2, char** members, int count,
+                                      int* errCode);
+VEXA_API void* GetMultiResponseSetNamesInDS(const char* name, int* errCode);
+VEXA_API void GetMultiResponseSetInDS(const char* name, const char* setName, char** setText1, int* setValue1,
+                                      char** setText2, int* setValue2, void** members, int* errCode);
+VEXA_API int DelMultiResponseSetInDS(const char* name, const char* setName);
+
+/* No longer served: aborts. */
+VEXA_API int SaveFileInDS(void* first, void* second, int third);
+
+/* --- Cells of the step's datasets --- */
+
+/* One cell: row and column from 0. Pending writes are sent first. *missing is the backend's word on the
+ * value. 0.0 and null on failure; the text is valid until the next call that returns one. */
+VEXA_API double GetNCellValue(const char* name, long row, int column, int* missing, int* errCode);
+VEXA_API const char* GetCCellValue(const char* name, long row, int column, int* missing, int* errCode);
+
+/* Queue a cell on this side; it goes out with the next CommitDataSet, read, or closing, or when 1,048,576
+ * wait (the code of that commit is then the result, and the cell is queued all the same). Refused with 17, 89
+ * (no step or procedure is open), 87 (the dataset is not in the step), 97 (row) and 10 (column), tested in
+ * that order. */
+VEXA_API int SetNCellValue(const char* name, long row, int column, double value);
+VEXA_API int SetCCellValue(const char* name, long row, int column, const char* value);
+
+/* Insert a case in front of `row`, delete the case at `row`. Guarded. */
+VEXA_API int InsertCase(const char* name, long row);
+VEXA_API int DeleteCase(const char* name, long row);
+
+/* Fetches the batch of rows around `row`, in place of the one in hand. *errCode is 17 or 0: a fetch that
+ * failed shows in the cells, which read as 0.0 and null. */
+VEXA_API void FetchDatastep(const char* name, long row, int column, int* errCode);
+
+/* Cells of a batch, read in place; a cell outside reads as 0.0 or null, with code 0. Texts are released with
+ * FreeString.
+ * ...Batch takes the batch, ...Cache the one in hand, ...Optimize fetches when the row is not in it. */
+VEXA_API double GetNCellValueBatch(const char* name, long row, int column, int* missing, int* errCode,
+                                   void* batch);
+VEXA_API char* GetCCellValueBatch(const char* name, long row, int column, int* missing, int* errCode,
+                                  void* batch);
+VEXA_API double GetNCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode);
+VEXA_API char* GetCCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode);
+VEXA_API double GetNCellValueCache(const char* name, long row, int column, int* missing, int* errCode);
+VEXA_API char* GetCCellValueCache(const char* name, long row, int column, int* missing, int* errCode);
+
+/* Lets the batch in hand go. */
+VEXA_API void ClearDatastepBatch(void);
+
+/* The first and the last row of the batch that holds `row`, fetched if need be, and a further row of the
+ * backend's. */
+VEXA_API void GetRowList(const char* name, long row, int column, long* first, long* last, long* third,
+                         int* errCode);
+
+/* The types of the first `count` variables of the batch in hand. */
+VEXA_API void GetVarTypeInDSCache(int* types, int count, int* errCode);
+
+/* Loads a whole case of a dataset: *size bytes. For a dataset that is not in the step nothing is sent or
+ * written. */
+VEXA_API void GetCaseValue(const char* name, int row, bool flag, int* size, int* errCode);
+
+/* Writes a whole case: `size` bytes at `data`, which are copied; or the case that is loaded, of which `count`
+ * variables count. SetCasePartValue gives 0 for a dataset that is not in the step. */
+VEXA_API int SetCaseValue(const char* name, long row, bool flag, void* data, int size);
+VEXA_API int SetCasePartValue(const char* name, long row, int* vars, bool flag, int count);
+
+/* Cells of the case that is loaded. 10: no such variable; 56: a number asked of a string variable, or a text
+ * written where there is no room; 57: a text asked of a number, or a number written to a string variable.
+ * *missing is 1 for system-missing, else 0. Texts have the variable's width and are released with FreeString;
+ * a text written fills whole units of 8 bytes. A dataset that is not in the step gives 0.0, null and code 0.
+ */
+VEXA_API double GetNCellValueFromCache(const char* name, int var, int* missing, int* errCode);
+VEXA_API char* GetCCellValueFromCache(const char* name, int var, int* errCode);
+VEXA_API int SetNCellValueFromCache(const char* name, int var, double value);
+VEXA_API int SetCCellValueFromCache(const char* name, int var, const char* value);
+
+/* The types of a dataset's variables: *count numbers, released with FreeString; unwritten for none. */
+VEXA_API void GetVarInfo(const char* name, int** types, int* count);
+
+/* The bytes of one case, and the index of a variable's first unit of 8 bytes in it; 0 on failure. */
+VEXA_API int GetCaseLength(const char* name, int* errCode);
+VEXA_API int GetVarObsIndex(const char* name, int var, int* errCode);
+
+/* Tells the backend whether to cache a dataset. */
+VEXA_API int SetCacheInDS(const char* name, bool flag);
+
+/* --- Bulk transport --- */
+
+/* Ask the backend for a socket, whose number goes to *socket, and to accept on it. Guarded. */
+VEXA_API int CreateSocket(int* socket);
+VEXA_API int AcceptSocket(void);
+
+/* Submits, on a thread of its own, the syntax that streams data over `socket`: into the backend (true, after
+ * a second) or out of it. `variables` names them. Returns at once; nothing tells how the transfer went, and
+ * no other call of the session may overlap it. Guarded. */
+VEXA_API int TransportData(const char* socket, const char* variables, bool getData);
+
+/* Data through a temp file of the backend's. The second is guarded. The count of its rows is 0 on failure. */
+VEXA_API int SaveDataToTempFile(const char* name, int* vars, int count);
+VEXA_API int GetDataFromTempFile(const char* name, int first, int second);
+VEXA_API long GetRowCountInTempFile(int* errCode);
+
+/* Lists of *count numbers, released with FreeString; null for none and on failure, when *count stays
+ * unwritten. The second is guarded: 17 goes to errCode. */
+VEXA_API int* GetSplitEndIndex(int* count, int* errCode);
+VEXA_API int* GetTrendsInfoInDS(const char* name, int* count, int* errCode);
 
 /* --- Lists and texts that the caller gives back --- */
 

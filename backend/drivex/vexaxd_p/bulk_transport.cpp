@@ -1,0 +1,92 @@
+// Bulk data past the messages: through temp files of the backend's, and through a socket on which it streams
+// cases.
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "call_frame.h"
+#include "counted_arrays.h"
+#include "transport_data_thread.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+std::string OrEmpty(const char* text) { return text != nullptr ? text : ""; }
+
+int Queue(const std::string& text) { return QueueCommandPart(text.c_str(), static_cast<int>(text.size())); }
+
+// Nobody waits for a transport: it is kept until it has ended and the next one begins.
+void KeepUntilEnded(std::unique_ptr<TransportDataThread> transport) {
+  static auto* const transports = new std::vector<std::unique_ptr<TransportDataThread>>;
+  std::erase_if(*transports, [](const auto& earlier) { return !earlier->HasThread(); });
+  transports->push_back(std::move(transport));
+}
+
+}  // namespace
+
+TransportDataThread::TransportDataThread(const char* socket_text, const char* variable_list, bool get_data)
+    : variables(OrEmpty(variable_list)), socket(OrEmpty(socket_text)), getData(get_data) {}
+
+std::int32_t TransportDataThread::Run() {
+  running = true;
+  std::string command;
+  if (getData) {
+    sleep(1);
+    Queue("GET DATA /TYPE=BINARYSTREAM /SOCKET=" + socket + " /VARIABLES=" + variables + ".");
+    Queue("CACHE.");
+    command = "EXECUTE.";
+  } else {
+    command = "SAVE /TYPE=BINARYSTREAM /SOCKET=" + socket;
+    if (!variables.empty()) command += " /KEEP=" + variables;
+    command += ".";
+  }
+  const int code = Submit(command.c_str(), static_cast<int>(command.size()));
+  running = false;
+  return code;
+}
+
+int CreateSocket(int* socket) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  AcquireBuffer();
+  const int code = Call(Action::CreateSocket, Out(socket));
+  ReleaseBuffer();
+  return code;
+}
+
+int AcceptSocket() { return GuardedCall(Action::AcceptSocket); }
+
+int TransportData(const char* socket, const char* variables, bool getData) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  auto transport = std::make_unique<TransportDataThread>(socket, variables, OneBit(getData));
+  transport->Start(0);
+  KeepUntilEnded(std::move(transport));
+  return 0;
+}
+
+int SaveDataToTempFile(const char* name, int* vars, int count) {
+  return Call(Action::SaveDataToTempFile, name, EachLong(vars, count));
+}
+
+int GetDataFromTempFile(const char* name, int first, int second) {
+  return GuardedCall(Action::GetDataFromTempFile, name, first, second);
+}
+
+int* GetSplitEndIndex(int* count, int* errCode) {
+  StoreCode(errCode, 0);
+  ApiCall call(Action::GetSplitEndIndex);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? TakeLongs(call, count) : nullptr;
+}
+
+int* GetTrendsInfoInDS(const char* name, int* count, int* errCode) {
+  StoreCode(errCode, 0);
+  if (!isVexaRunning) {
+    StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
+    return nullptr;
+  }
+  ApiCall call(Action::GetTrendsInfoInDS, name);
+  StoreCode(errCode, call.code());
+  return call.code() == 0 ? TakeLongs(call, count) : nullptr;
+}

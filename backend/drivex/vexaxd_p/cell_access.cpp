@@ -1,0 +1,256 @@
+// Cells of the datasets of a data step: one at a time, from a batch of rows, or within one case that is kept
+// here.
+#include <cstring>
+
+#include "call_frame.h"
+#include "dataset_catalogue.h"
+#include "datastep_smb.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+constexpr int kUnknownDataset = 87;
+constexpr int kNoStepOpen = 89;
+constexpr int kRowOutOfRange = 97;
+constexpr std::size_t kMostPendingWrites = 1048576;
+
+// 0 when the cell is one of the dataset's, as far as the catalogue knows.
+int CheckCell(const char* name, long row, int column) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isProcedure) return kNoStepOpen;
+  const int entry = FindInCatalogue(name);
+  if (entry < 0) return kUnknownDataset;
+  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)]) return kRowOutOfRange;
+  const bool there = column >= 0 && column < varcountVec[static_cast<std::size_t>(entry)];
+  return there ? 0 : CleXDErrorCode::kIndexOutOfRange;
+}
+
+// Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
+int QueueCell(dataSet cell) {
+  const int code = dataVec.size() >= kMostPendingWrites ? CommitDataSet() : 0;
+  dataVec.push_back(std::move(cell));
+  return code;
+}
+
+// Adds to the case count of the dataset's first entry.
+int ChangeCaseCount(int code, const char* name, int change) {
+  const int entry = code == 0 ? FindInCatalogue(name) : -1;
+  if (entry >= 0) casecountVec[static_cast<std::size_t>(entry)] += change;
+  return code;
+}
+
+bool IsBatchOf(const char* name) {
+  return DatastepBatch != nullptr && DSNameBatch != nullptr && name != nullptr &&
+         std::strcmp(DSNameBatch, name) == 0;
+}
+
+bool FindValueInBatch(const char* name, long row, void* batch) {
+  return batch != nullptr && IsBatchOf(name) && static_cast<DatastepSmb*>(batch)->HoldsRow(row);
+}
+
+void FetchUnlessHeld(const char* name, long row, int column, int* errCode) {
+  if (!FindValueInBatch(name, row, DatastepBatch)) FetchDatastep(name, row, column, errCode);
+}
+
+}  // namespace
+
+double GetNCellValue(const char* name, long row, int column, int* missing, int* errCode) {
+  FlushPendingWrites();
+  ApiCall call(Action::GetNCellValue, name, row, column);
+  StoreCode(errCode, call.code());
+  if (call.code() != 0) return 0.0;
+  call.TakeResults(Out(missing));
+  return call.Double(0);
+}
+
+const char* GetCCellValue(const char* name, long row, int column, int* missing, int* errCode) {
+  FlushPendingWrites();
+  ApiCall call(Action::GetCCellValue, name, row, column);
+  StoreCode(errCode, call.code());
+  if (call.code() != 0) return nullptr;
+  call.TakeResults(Out(missing));
+  return KeepText(call.Text(0));
+}
+
+int SetNCellValue(const char* name, long row, int column, double value) {
+  const int code = CheckCell(name, row, column);
+  if (code != 0) return code;
+  return QueueCell({name, static_cast<std::int32_t>(row), column, 0, value, {}});
+}
+
+int SetCCellValue(const char* name, long row, int column, const char* value) {
+  const int code = CheckCell(name, row, column);
+  if (code != 0) return code;
+  return QueueCell({name, static_cast<std::int32_t>(row), column, 1, 0.0, value != nullptr ? value : ""});
+}
+
+int InsertCase(const char* name, long row) {
+  return ChangeCaseCount(GuardedCall(Action::InsertCase, name, row), name, 1);
+}
+
+int DeleteCase(const char* name, long row) {
+  return ChangeCaseCount(GuardedCall(Action::DeleteCase, name, row), name, -1);
+}
+
+// Kept: ends with code 0, a failed fetch included; the cells that are then read tell.
+void FetchDatastep(const char* name, long row, int, int* errCode) {
+  if (!isVexaRunning) return StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
+  FlushPendingWrites();
+  CleXDSmb request;
+  request.SetString(name);
+  request.SetLong(IsBatchOf(name) ? 1 : 0);
+  request.SetLong(row);
+  auto* batch = new DatastepSmb;
+  Exchange(Action::FetchDatastep, request, *batch);
+  int cleared = 0;
+  batch->SetrowInfo(batch->LongAt(0), cleared);
+  batch->SetvarCount(batch->LongAt(1), cleared);
+  StoreCode(errCode, cleared);
+  DropBatch();
+  DSNameBatch = NewText(name != nullptr ? name : "");
+  DatastepBatch = batch;
+}
+
+double GetNCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+  int code = 0;
+  int state = 0;
+  double value = 0.0;
+  if (batch != nullptr)
+    value = static_cast<DatastepSmb*>(batch)->GetNCellValue(name, row, column, state, code);
+  StoreCode(errCode, code);
+  StoreCode(missing, state);
+  return value;
+}
+
+char* GetCCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+  int code = 0;
+  int state = 0;
+  char* value = nullptr;
+  if (batch != nullptr)
+    value = static_cast<DatastepSmb*>(batch)->GetCCellValue(name, row, column, state, code);
+  StoreCode(errCode, code);
+  StoreCode(missing, state);
+  return value;
+}
+
+double GetNCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
+  FetchUnlessHeld(name, row, column, errCode);
+  return GetNCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+}
+
+char* GetCCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
+  FetchUnlessHeld(name, row, column, errCode);
+  return GetCCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+}
+
+double GetNCellValueCache(const char* name, long row, int column, int* missing, int* errCode) {
+  return GetNCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+}
+
+char* GetCCellValueCache(const char* name, long row, int column, int* missing, int* errCode) {
+  return GetCCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+}
+
+void ClearDatastepBatch() {
+  delete DatastepBatch;
+  DatastepBatch = nullptr;
+}
+
+void GetRowList(const char* name, long row, int column, long* first, long* last, long* third, int* errCode) {
+  FetchUnlessHeld(name, row, column, errCode);
+  *first = DatastepBatch != nullptr ? DatastepBatch->LongAt(0) : 0;
+  *last = DatastepBatch != nullptr ? DatastepBatch->LongAt(-2) : 0;
+  *third = DatastepBatch != nullptr ? DatastepBatch->LongAt(-1) : 0;
+  StoreCode(errCode, 0);
+}
+
+void GetVarTypeInDSCache(int* types, int count, int* errCode) {
+  for (int i = 0; i < count; ++i) types[i] = DatastepBatch != nullptr ? DatastepBatch->LongAt(i + 2) : 0;
+  StoreCode(errCode, 0);
+}
+
+void GetCaseValue(const char* name, int row, bool flag, int* size, int* errCode) {
+  DatastepDataSmb* record = FindRecord(name);
+  if (record == nullptr) return;
+  ApiCall call(Action::GetCaseValue, name, row, Flag(flag));
+  StoreCode(errCode, call.code());
+  if (call.code() != 0) return;
+  int length = 0;
+  const void* block = call.reply().GetVoidData(length);
+  record->SetCaseValue(block, length);
+  *size = length;
+}
+
+int SetCaseValue(const char* name, long row, bool flag, void* data, int size) {
+  return Call(Action::SetCaseValue, name, row, Flag(flag), VoidCopy(data, size));
+}
+
+// The whole case travels, with pairs of first unit and units that tell which parts of it count.
+int SetCasePartValue(const char* name, long row, int* vars, bool flag, int count) {
+  const DatastepDataSmb* record = FindRecord(name);
+  if (record == nullptr) return 0;
+  CleXDSmb request;
+  CleXDSmb reply;
+  request.SetString(name);
+  request.SetLong(row);
+  request.SetLong(count);
+  for (int i = 0; i < count; ++i) {
+    request.SetLong(record->GetVarObsIndex(vars[i]));
+    request.SetLong(record->GetVarObsLength(vars[i]));
+  }
+  AddArgument(request, Flag(flag));
+  int size = 0;
+  const OBS* values = record->GetCaseValue(size);
+  AddArgument(request, VoidCopy(values, size));
+  return Exchange(Action::SetCaseValue, request, reply);
+}
+
+double GetNCellValueFromCache(const char* name, int var, int* missing, int* errCode) {
+  StoreCode(errCode, 0);
+  const DatastepDataSmb* record = FindRecord(name);
+  if (record == nullptr) return 0.0;
+  int code = 0;
+  const double value = record->GetNCellValue(static_cast<unsigned int>(var), *missing, code);
+  StoreCode(errCode, code);
+  return value;
+}
+
+char* GetCCellValueFromCache(const char* name, int var, int* errCode) {
+  StoreCode(errCode, 0);
+  const DatastepDataSmb* record = FindRecord(name);
+  if (record == nullptr) return nullptr;
+  int code = 0;
+  char* value = record->GetCCellValue(static_cast<unsigned int>(var), code);
+  StoreCode(errCode, code);
+  return value;
+}
+
+int SetNCellValueFromCache(const char* name, int var, double value) {
+  DatastepDataSmb* record = FindRecord(name);
+  return record != nullptr ? record->SetNCellValue(static_cast<unsigned int>(var), value) : 0;
+}
+
+int SetCCellValueFromCache(const char* name, int var, const char* value) {
+  DatastepDataSmb* record = FindRecord(name);
+  return record != nullptr ? record->SetCCellValue(static_cast<unsigned int>(var), value) : 0;
+}
+
+void GetVarInfo(const char* name, int** types, int* count) {
+  const DatastepDataSmb* record = FindRecord(name);
+  if (record != nullptr) record->GetVarInfo(types, *count);
+}
+
+int GetCaseLength(const char* name, int* errCode) {
+  return LongCall(Action::GetCaseLength, 0, errCode, name);
+}
+
+int GetVarObsIndex(const char* name, int var, int* errCode) {
+  return LongCall(Action::GetVarObsIndex, 0, errCode, name, var);
+}
+
+int SetCacheInDS(const char* name, bool flag) { return Call(Action::SetCacheInDS, name, Flag(flag)); }
+
+long GetRowCountInTempFile(int* errCode) {
+  StoreCode(errCode, 0);
+  return LongCall(Action::GetRowCountInTempFile, 0, errCode);
+}

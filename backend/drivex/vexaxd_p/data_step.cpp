@@ -1,0 +1,181 @@
+// Data steps: several datasets open at once, by name.
+#include <algorithm>
+#include <cstring>
+
+#include "call_frame.h"
+#include "counted_arrays.h"
+#include "dataset_catalogue.h"
+#include "datastep_smb.h"
+#include "vexa_assert.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+constexpr int kNoActiveName = 93;  // the active dataset has no name of its own
+constexpr const char* kActiveDataset = "*";
+
+// Kept: the records of a data step are not destroyed with it. Not inlined: the leak checker's list knows it
+// by name.
+[[gnu::noinline]] DatastepDataSmb* MakeUnownedRecord() { return new DatastepDataSmb; }
+
+int DatasetNames(Action action, char*** names, int* count) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  ApiCall call(action);
+  if (call.code() == 0) TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count);
+  return call.code();
+}
+
+}  // namespace
+
+int FindInCatalogue(const char* name) {
+  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), name != nullptr ? name : "");
+  return found != dsNameVec.end() ? static_cast<int>(found - dsNameVec.begin()) : -1;
+}
+
+DatastepDataSmb* FindRecord(const char* name) {
+  const char* wanted = name != nullptr ? name : "";
+  if (activeDatasetName != wanted) {
+    int index = -1;
+    for (int i = 0; dataSteps != nullptr && i < datasetCount && index < 0; ++i) {
+      if (dataSteps->datasetNames[static_cast<std::size_t>(i)] == wanted) index = i;
+    }
+    activeDatasetName = wanted;
+    activeDatasetIndex = index;
+  }
+  // What is remembered may have been cleared since.
+  const bool there = dataSteps != nullptr && activeDatasetIndex >= 0 && activeDatasetIndex < datasetCount;
+  return there ? dataSteps->datasetStates[static_cast<std::size_t>(activeDatasetIndex)] : nullptr;
+}
+
+void FlushPendingWrites() {
+  if (!dataVec.empty()) CommitDataSet();
+}
+
+int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
+  int code = 0;
+  record.ClearVarObsIndex();
+  const int count = GetVarCountInDS(name, &code);
+  for (int i = 0; i < count; ++i) record.AddVarObsIndex(GetVarObsIndex(name, i, &code));
+  return code;
+}
+
+int StartDataStep() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  AcquireBuffer();
+  const int code = Call(Action::StartDataStep);
+  ReleaseBuffer();
+  if (code == 0) isProcedure = true;
+  return code;
+}
+
+int EndDataStep() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  FlushPendingWrites();
+  const int code = Call(Action::EndDataStep);
+  ReleaseBuffer();
+  DropBatch();
+  if (code != 0) return code;
+  isProcedure = false;
+  dsNameVec.clear();
+  casecountVec.clear();
+  varcountVec.clear();
+  delete dataSteps;  // and not its records
+  dataSteps = nullptr;
+  datasetCount = 0;
+  return 0;
+}
+
+int CreateDataset(const char* name, bool flag1, bool flag2) {
+  int code = GuardedCall(Action::CreateDataset, name, Flag(flag1), Flag(flag2));
+  if (code != 0) return code;
+  std::string dataset = name != nullptr ? name : "";
+  if (dataset.empty() || dataset == kActiveDataset) dataset = GetActive(&code);
+  const long cases = GetCaseCountInDS(dataset.c_str(), &code);
+  const int variables = GetVarCountInDS(dataset.c_str(), &code);
+  dsNameVec.push_back(dataset);
+  casecountVec.push_back(cases);
+  varcountVec.push_back(variables);
+  if (code == 0) IntiDataStepData(dataset.c_str());
+  return code;
+}
+
+void IntiDataStepData(const char* name) {
+  if (name == nullptr) name = "";
+  int code = 0;
+  if (dataSteps == nullptr) dataSteps = new MultiDatastepData;
+  dataSteps->datasetNames.emplace_back(name);
+  DatastepDataSmb* record = MakeUnownedRecord();
+  record->SetOneCaseSize(GetCaseLength(name, &code));
+  const int count = GetVarCountInDS(name, &code);
+  for (int i = 0; i < count; ++i) {
+    record->AddVarType(GetVarTypeInDS(name, i, &code));
+    record->AddVarObsIndex(GetVarObsIndex(name, i, &code));
+  }
+  dataSteps->datasetStates.push_back(record);
+  ++datasetCount;
+  activeDatasetName = name;
+  activeDatasetIndex = datasetCount - 1;
+}
+
+int SetDatasetName(const char* name, const char* newName) {
+  return GuardedCall(Action::SetDatasetName, name, newName);
+}
+
+int GetNewDatasetName(char* name) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  ApiCall call(Action::GetNewDatasetName);
+  if (call.code() != 0) return call.code();
+  const int size = call.reply().GetStringDataRef().Size();
+  VEXA_ASSERT(size > 0);
+  std::strcpy(name, call.Text(0).c_str());
+  return 0;
+}
+
+const char* GetActive(int* errCode) {
+  ApiCall call(Action::GetActive);
+  StoreCode(errCode, call.code());
+  const bool answered = call.code() == 0 || call.code() == kNoActiveName;
+  return answered && call.reply().GetStringDataRef().Size() > 0 ? KeepText(call.Text(0)) : kActiveDataset;
+}
+
+int SetActive(const char* name) { return GuardedCall(Action::SetActive, name); }
+
+int CopyDataset(const char* source, const char* target) {
+  return GuardedCall(Action::CopyDataset, source, target);
+}
+
+int GetVexaDatasets(char*** names, int* count) { return DatasetNames(Action::GetVexaDatasets, names, count); }
+
+int GetOpenedVexaDatasets(char*** names, int* count) {
+  return DatasetNames(Action::GetOpenedVexaDatasets, names, count);
+}
+
+int GetDatastepDatasets(char*** names, int* count) {
+  return DatasetNames(Action::GetDatastepDatasets, names, count);
+}
+
+int CloseDataset(const char* name) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  FlushPendingWrites();
+  const int code = Call(Action::CloseDataset, name);
+  const int entry = code == 0 ? FindInCatalogue(name) : -1;
+  if (entry >= 0) {
+    dsNameVec.erase(dsNameVec.begin() + entry);
+    casecountVec.erase(casecountVec.begin() + entry);
+    varcountVec.erase(varcountVec.begin() + entry);
+  }
+  return code;
+}
+
+int GetVarCountInDS(const char* name, int* errCode) {
+  return LongCall(Action::GetVarCountInDS, 0, errCode, name);
+}
+
+long GetCaseCountInDS(const char* name, int* errCode) {
+  ApiCall call(Action::GetCaseCountInDS, name);
+  StoreCode(errCode, call.code());
+  if (call.code() != 0) return -1;
+  const int size = call.reply().GetLongDataRef().Size();
+  VEXA_ASSERT(size > 0);
+  return call.Long(0);
+}

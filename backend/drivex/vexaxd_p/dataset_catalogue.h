@@ -1,0 +1,30 @@
+// What the client keeps of the datasets that are open in a data step: the catalogue with their case and
+// variable counts, and a record of the case layout for each. The catalogue is what cell writes are checked
+// against; the records outlive CloseDataset, so that a lookup takes the first that matches.
+#ifndef DATASET_CATALOGUE_H
+#define DATASET_CATALOGUE_H
+
+#include <string>
+#include <vector>
+
+#include "datastep_data_smb.h"
+
+struct MultiDatastepData {
+  std::vector<std::string> datasetNames;
+  std::vector<DatastepDataSmb*> datasetStates;
+};
+
+// The first entry of the catalogue with that name, -1 for none.
+int FindInCatalogue(const char* name);
+
+// The record of a dataset, null for none. The name looked up last is remembered, unknown or not, and answers
+// without a search.
+DatastepDataSmb* FindRecord(const char* name);
+
+// Sends the pending cell writes, if any. Their code goes nowhere.
+void FlushPendingWrites();
+
+// Asks the backend anew where each variable of the dataset stands in a case. The code of the last question.
+int RebuildVarObsIndex(const char* name, DatastepDataSmb& record);
+
+#endif

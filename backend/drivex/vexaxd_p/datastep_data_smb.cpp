@@ -1,0 +1,139 @@
+#include "datastep_data_smb.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "CleXDErrorCode.h"
+
+namespace {
+
+constexpr int kUnit = static_cast<int>(sizeof(OBS));
+
+int UnitsOfType(int type) { return type <= 8 ? 1 : (type + 7) >> 3; }
+
+template <class T>
+bool Within(int index, const std::vector<T>& list) {
+  return index >= 0 && index < static_cast<int>(list.size());
+}
+
+}  // namespace
+
+void DatastepDataSmb::SetOneCaseSize(int size) {
+  oneCaseSize = std::max(size, 0);
+  caseValue.assign(static_cast<std::size_t>(oneCaseSize / kUnit), OBS{});
+}
+
+OBS* DatastepDataSmb::UnitsOf(unsigned int variable, int units) const {
+  if (variable >= varTypes.size() || variable >= varObsIndex.size() || units < 0) return nullptr;
+  const int first = varObsIndex[variable];
+  const bool inside =
+      first >= 0 && std::int64_t{first} + units <= static_cast<std::int64_t>(caseValue.size());
+  return inside ? caseValue.data() + first : nullptr;
+}
+
+int DatastepDataSmb::IsMissing(double value) { return value == VEXA_SystemMissing() ? 1 : 0; }
+
+double DatastepDataSmb::GetNCellValue(unsigned int variable, int& missing, int& errCode) const {
+  const OBS* unit = UnitsOf(variable, 1);
+  if (unit == nullptr) {
+    errCode = CleXDErrorCode::kIndexOutOfRange;
+    return 0.0;
+  }
+  if (varTypes[variable] != 0) {
+    errCode = kNumberOfString;
+    return 0.0;
+  }
+  const double value = ObsNumber(*unit);
+  missing = IsMissing(value);
+  return value;
+}
+
+char* DatastepDataSmb::GetCCellValue(unsigned int variable, int& errCode) const {
+  errCode = CleXDErrorCode::kIndexOutOfRange;
+  if (variable >= varTypes.size()) return nullptr;
+  const int width = varTypes[variable];
+  const OBS* units = UnitsOf(variable, GetVarObsLength(static_cast<int>(variable)));
+  if (width == 0) errCode = kTextOfNumber;
+  if (width <= 0 || units == nullptr) return nullptr;
+  errCode = 0;
+  char* text = new char[static_cast<std::size_t>(width) + 1]();
+  std::memcpy(text, units->bytes, static_cast<std::size_t>(width));
+  return text;
+}
+
+int DatastepDataSmb::SetNCellValue(unsigned int variable, double value) {
+  OBS* unit = UnitsOf(variable, 1);
+  if (unit == nullptr) return CleXDErrorCode::kIndexOutOfRange;
+  if (varTypes[variable] != 0) return kTextOfNumber;
+  *unit = ObsOf(value);
+  return 0;
+}
+
+int DatastepDataSmb::SetCCellValue(unsigned int variable, const char* value) {
+  if (variable >= varTypes.size()) return CleXDErrorCode::kIndexOutOfRange;
+  const int units = varObsLength[variable];
+  if (units == 0) return kNumberOfString;
+  OBS* target = UnitsOf(variable, units);
+  if (target == nullptr) return CleXDErrorCode::kIndexOutOfRange;
+  const std::size_t width = static_cast<std::size_t>(units) * sizeof(OBS);
+  std::memset(target->bytes, ' ', width);
+  if (value != nullptr) std::memcpy(target->bytes, value, std::min(std::strlen(value), width));
+  return 0;
+}
+
+void DatastepDataSmb::GetVarInfo(int** types, int& count) const {
+  if (varTypes.empty()) return;
+  count = static_cast<int>(varTypes.size());
+  *types = new int[varTypes.size()];
+  std::copy(varTypes.begin(), varTypes.end(), *types);
+}
+
+const OBS* DatastepDataSmb::GetCaseValue(int& size) const {
+  size = oneCaseSize;
+  return caseValue.data();
+}
+
+void DatastepDataSmb::SetCaseValue(const void* block, int size) {
+  oneCaseSize = block != nullptr ? std::max(size, 0) : 0;
+  caseValue.assign(static_cast<std::size_t>((oneCaseSize + kUnit - 1) / kUnit), OBS{});
+  if (oneCaseSize > 0) std::memcpy(caseValue.data(), block, static_cast<std::size_t>(oneCaseSize));
+}
+
+void DatastepDataSmb::AddVarType(int type) {
+  varTypes.push_back(type);
+  varObsLength.push_back(UnitsOfType(type));
+}
+
+int DatastepDataSmb::GetVarObsIndex(int variable) const {
+  return Within(variable, varObsIndex) ? varObsIndex[static_cast<std::size_t>(variable)] : 0;
+}
+
+int DatastepDataSmb::GetVarObsLength(int variable) const {
+  return Within(variable, varObsLength) ? varObsLength[static_cast<std::size_t>(variable)] : 0;
+}
+
+void DatastepDataSmb::InsertVarType(int position, int type) {
+  if (position < 0 || position > static_cast<int>(varTypes.size())) return;
+  const int units = UnitsOfType(type);
+  varTypes.insert(varTypes.begin() + position, type);
+  varObsLength.insert(varObsLength.begin() + position, units);
+  SetOneCaseSize(oneCaseSize + units * kUnit);
+}
+
+void DatastepDataSmb::EraseVarType(int position) {
+  if (!Within(position, varTypes)) return;
+  const int units = varObsLength[static_cast<std::size_t>(position)];
+  varTypes.erase(varTypes.begin() + position);
+  varObsLength.erase(varObsLength.begin() + position);
+  const int size = oneCaseSize - units * kUnit;
+  if (size >= 0) SetOneCaseSize(size);
+}
+
+void DatastepDataSmb::UpdateVarType(int position, int type) {
+  if (!Within(position, varTypes)) return;
+  const std::size_t at = static_cast<std::size_t>(position);
+  const int grown = UnitsOfType(type) - varObsLength[at];
+  varTypes[at] = type;
+  varObsLength[at] += grown;
+  SetOneCaseSize(oneCaseSize + grown * kUnit);
+}

@@ -54,8 +54,10 @@ int RunRatioTable(int argc, char** argv, const std::vector<RatioRow>& rows) {
   for (const RatioRow& row : rows) {
     const double measured = medians.nanoseconds[row.measured];
     const double limit = medians.nanoseconds[row.limit];
-    std::printf("| %-58s | %10s | %10s | %5.2f | %5.2f |\n", row.title.c_str(), Readable(measured).c_str(),
-                Readable(limit).c_str(), measured / limit, row.at_most);
+    char wanted[16] = "-";
+    if (row.at_most != 0) std::snprintf(wanted, sizeof wanted, "%.2f", row.at_most);
+    std::printf("| %-58s | %10s | %10s | %5.2f | %5s |\n", row.title.c_str(), Readable(measured).c_str(),
+                Readable(limit).c_str(), measured / limit, wanted);
   }
   return medians.failed ? 1 : 0;
 }

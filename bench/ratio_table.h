@@ -10,7 +10,7 @@ struct RatioRow {
   std::string title;
   std::string measured;  // name of a benchmark
   std::string limit;     // name of the benchmark it is held against
-  double at_most;        // the ratio wanted
+  double at_most;        // the ratio wanted; 0 where none is
 };
 
 int RunRatioTable(int argc, char** argv, const std::vector<RatioRow>& rows);

@@ -44,7 +44,7 @@ class VEXA_API PlugInCriticalSection {
   };
 
  private:
-  void EndMutex(pthread_mutex_t* mutex);
+  static void EndMutex(pthread_mutex_t* mutex, bool held_by_this_thread);
 
   pthread_mutex_t* m_Handle;  // the lock proper
   std::atomic<bool> m_IsLocked;
@@ -85,9 +85,12 @@ class VEXA_API PlugInCriticalSectionExt : public PlugInCriticalSection {
   };
 
  private:
-  mutable PlugInCriticalSection m_Protect;  // guards the two below
+  mutable PlugInCriticalSection m_Protect;  // guards the three below
   pthread_t m_OwnerThread = 0;
   std::int32_t m_NumAcquisitions = 0;
+  // Threads on their way in with m_Protect free. One of them may hold the lock already, before it is noted
+  // down as the owner: whoever waited for it now with m_Protect held would wait for ever.
+  std::int32_t m_Entering = 0;
 };
 
 #endif

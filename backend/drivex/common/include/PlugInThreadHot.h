@@ -9,8 +9,8 @@
 //              |
 //              +-> being joined -> ended, joined
 //
-// The destructor waits for the thread's end. A subclass whose Run uses members of its own waits in its own
-// destructor.
+// The destructor waits for the thread's end. A subclass waits in its own destructor too: Run is its part, and
+// gone by then.
 #ifndef PLUGINTHREADHOT_H
 #define PLUGINTHREADHOT_H
 
@@ -87,8 +87,13 @@ class VEXA_API PlugInThreadHot {
   std::atomic<bool> has_thread = false;
   PlugInCriticalSection state_guard;
   std::atomic<std::int32_t> return_value = 0;
-  bool* gone = nullptr;  // told by the destructor; under the table's mutex
-  bool touched = false;  // the thread may still touch the object; under the table's mutex
+
+  // How the thread of the last Start is reaped, under the one mutex that all objects share.
+  unsigned int starts = 0;    // 0 with a handle: adopted by Attach
+  unsigned int released = 0;  // the last start that has let go of the object
+  bool touched = false;       // the thread may still touch the object
+  bool joiner = false;        // a caller of WaitForStop joins: the thread is not to detach itself
+  bool* gone = nullptr;       // the thread's own; the destructor sets it
 };
 
 #endif

@@ -3,8 +3,8 @@
 // gives its commands a number and a list of texts. Commands go from the client (the backend's side) to the
 // server (the language's), one at a time.
 //
-//   name + "_s"   the server makes and reads it: a block with one integer, the key, and the arguments as
-//   strings name + "_c"   the client makes and reads it: a block whose error code is the command's result
+//   name + "_s"   the server makes and reads it: one integer, the key, and the arguments as strings
+//   name + "_c"   the client makes and reads it: a block whose error code is the command's result
 //
 // One thread uses an object.
 #ifndef ASYCSPIPE1_H

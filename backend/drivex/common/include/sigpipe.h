@@ -11,9 +11,11 @@ class SigpipeBlocked {
   SigpipeBlocked(const SigpipeBlocked&) = delete;
   SigpipeBlocked& operator=(const SigpipeBlocked&) = delete;
   ~SigpipeBlocked();
+  // Every write went well: spares the look for one that arose.
+  void NoneArose() { may_be_pending = false; }
 
  private:
-  bool was_pending;
+  bool may_be_pending = true;
   sigset_t before;
 };
 

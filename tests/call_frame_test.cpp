@@ -104,6 +104,12 @@ TEST_F(CallFrameTest, APeerThatIsGoneIsToldByTheRead) {
   EXPECT_EQ(error, Code::kPeerClosed);
 }
 
+TEST_F(CallFrameTest, TheReadingThreadIsStoppedWithoutAGuard) {
+  SetVexaRunning(false);
+  peer.Expects(200).Answers(Error{5});
+  EXPECT_EQ(StopReceiveXdApiThread(), 5);
+}
+
 TEST(CallFrame, AFlagGoesOutAsOneBit) {
   for (const unsigned byte : {0u, 1u, 2u, 255u}) {
     bool flag;

@@ -330,6 +330,19 @@ TEST_F(CursorTest, TheBackendsOwnCursorIsAskedFor) {
   }
 }
 
+TEST_F(CursorTest, ACursorOverAnotherStartsAnew) {
+  MakeNumericCursor();
+  EXPECT_EQ(Fetch(0, {1, 2}), 0);
+  peer.Expects(104).Answers(Longs{1});
+  peer.Expects(109, Longs{0}).Answers(Longs{8});
+  peer.Expects(31, Longs{0}).Answers(Longs{0}, Strings{"", "", ""});
+  IntializeCursorData("r");  // without asking the backend for a cursor
+  EXPECT_EQ(NumberCode(), 10) << "the block went with the cursor before";
+  ExpectsFetch().Answers(Longs{1}, Void{std::string("eight by")});
+  EXPECT_EQ(NextCase(), 0);
+  EXPECT_EQ(NumberCode(), 24);
+}
+
 TEST_F(CursorTest, EveryCallIsGuarded) {
   MakeNumericCursor();
   EXPECT_EQ(Fetch(0, {1, 2}), 0);

@@ -127,7 +127,8 @@ int GetNewDatasetName(char* name) {
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetStringDataRef().Size();
   VEXA_ASSERT(size > 0);
-  std::strcpy(name, call.Text(0).c_str());
+  const std::string fresh = UpToZero(call.Text(0));
+  std::memcpy(name, fresh.c_str(), fresh.size() + 1);
   return 0;
 }
 

@@ -85,6 +85,12 @@ Variable* Dataset::Find(std::string_view name) {
   return found != variables.end() ? &*found : nullptr;
 }
 
+Attribute* FindAttribute(Attributes& attributes, std::string_view name) {
+  const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                  [&](const Attribute& attribute) { return SameName(attribute.name, name); });
+  return found != attributes.end() ? &*found : nullptr;
+}
+
 MissingState StateOf(const Variable& variable, const Unit* value) {
   if (variable.IsText()) {
     // A missing text has eight bytes: of a longer value the rest must be blank.

@@ -1,4 +1,5 @@
-// A dataset: the dictionary and the cases. Both are filled while the engine starts and only read afterwards.
+// A dataset: the dictionary and the cases. Both are filled while the engine starts; afterwards only
+// attributes change.
 //
 // A case is a run of 8-byte units in dictionary order, without header or gaps: one unit for a number, as many
 // as hold the width for a text, with blanks behind it. All cases lie one behind the other, so that any run of
@@ -66,6 +67,26 @@ struct ValueLabel {
   std::string label;
 };
 
+// A named list of values: what is known about a variable or about the whole, beyond the dictionary.
+struct Attribute {
+  std::string name;
+  std::vector<std::string> values;
+};
+using Attributes = std::vector<Attribute>;
+// Null when there is none of the name; case does not count.
+Attribute* FindAttribute(Attributes& attributes, std::string_view name);
+
+// Variables that are the answers to one question. Dichotomies: an answer is given where a variable has the
+// counted value. Categories: each variable holds an answer.
+struct ResponseSet {
+  std::string name;
+  std::string label;
+  bool dichotomies = false;
+  std::string counted;  // empty for categories
+  bool is_text = false;
+  std::vector<std::string> members;
+};
+
 struct Variable {
   std::string name;
   std::string label;
@@ -76,6 +97,7 @@ struct Variable {
   Role role = Role::Input;
   MissingRule missing;
   std::vector<ValueLabel> value_labels;
+  Attributes attributes;
 
   bool IsText() const { return width > 0; }
   std::size_t Units() const {
@@ -90,6 +112,8 @@ class Dataset {
   std::vector<Variable> variables;
   std::string weight;               // a variable's name, or empty
   std::vector<std::string> splits;  // names of variables
+  Attributes attributes;
+  std::vector<ResponseSet> response_sets;
 
   // Appends a variable behind those that are there: a number for a width of 0. While there are no cases yet.
   void AddVariable(std::string name, std::size_t width);

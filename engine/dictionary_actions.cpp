@@ -99,11 +99,6 @@ int TextValueLabels(const Variable& variable, CleXDSmb& reply) {
   return 0;
 }
 
-int OutputWidth(Session&, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetLong(kOutputWidth);
-  return 0;
-}
-
 int SplitVariables(Session& session, CleXDSmb&, CleXDSmb& reply) {
   for (const std::string& name : session.dataset.splits) reply.SetString(name);
   return 0;
@@ -117,11 +112,6 @@ int WeightVariable(Session& session, CleXDSmb&, CleXDSmb& reply) {
 int LowHigh(Session&, CleXDSmb&, CleXDSmb& reply) {
   reply.SetDouble(NumberOf(kLowest));
   reply.SetDouble(NumberOf(kHighest));
-  return 0;
-}
-
-int NeedCache(Session&, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetLong(0);
   return 0;
 }
 
@@ -163,11 +153,11 @@ constexpr ActionEntry kActions[] = {
     {Action::GetVarNMissingValues, AboutVariable<NumericMissingValues>},
     {Action::GetNValueLabels, AboutVariable<NumericValueLabels>},
     {Action::GetCValueLabels, AboutVariable<TextValueLabels>},
-    {Action::GetVexaOutputWidth, OutputWidth},
+    {Action::GetVexaOutputWidth, Answer<kOutputWidth>},
     {Action::GetSplitVariableNames, SplitVariables},
     {Action::GetWeightVar, WeightVariable},
     {Action::GetVEXALowHigh, LowHigh},
-    {Action::IsNeedCache, NeedCache},
+    {Action::IsNeedCache, Answer<0>},
     {Action::GetSystemMissingValue, SystemMissingValue},
     {Action::ValidateVarName, ValidateName},
 

@@ -20,6 +20,17 @@ inline constexpr int kNoCursor = 2012;
 inline constexpr int kCursorExists = 2013;
 inline constexpr int kNoData = 2014;
 inline constexpr int kBadAccess = 2015;
+inline constexpr int kNoTable = 2020;
+inline constexpr int kNoDimension = 2021;
+inline constexpr int kBadDimension = 2022;
+inline constexpr int kNoCategory = 2023;
+inline constexpr int kNoCell = 2024;
+inline constexpr int kProcedureOpen = 2025;
+inline constexpr int kNoProcedure = 2026;
+inline constexpr int kNoHandle = 2030;
+inline constexpr int kBadXPath = 2031;
+inline constexpr int kBadText = 2032;
+inline constexpr int kUnknownName = 2033;
 
 }  // namespace engine_code
 

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include "csv_reader.h"
 #include "driver_link.h"
@@ -44,11 +43,15 @@ class RequestLog {
 };
 
 void ServeDriver(DriverLink& link, Session& session, RequestLog& log) {
+  CleXDSmb request;
+  CleXDSmb reply;
   while (!session.ended) {
-    CleXDSmb request;
-    CleXDSmb reply;
+    request.CleanUp();
+    request.SetCommandAction(Action::None);  // what a broken frame would leave from the last one
+    reply.CleanUp();
     if (!link.NextRequest(request)) return;
     const bool wanted = session.Serve(request, reply);
+    const std::unique_ptr<char[]> image(reply.GetBinaryData());  // a block never frees its binary string
     log.Note(request.GetCommandAction(), reply.GetErrorCode());
     if (wanted && !link.Reply(reply)) return;
   }
@@ -57,20 +60,23 @@ void ServeDriver(DriverLink& link, Session& session, RequestLog& log) {
 // What the options ask for, or why that cannot be.
 struct Start {
   int code = 0;
-  Dataset dataset;
   RequestLog log;
 };
 
-Start Prepare(const char* text) {
+Start Prepare(const char* text, Session& session) {
   Start start;
   const auto refuse = [&](int code, const char* reason) {
     std::fprintf(stderr, "vexaengine: %s\n", reason);
     start.code = code;
   };
   try {
-    const Options options = ParseOptions(text);
-    start.log = RequestLog(options.log);
-    start.dataset = LoadData(options.data);
+    session.options = ParseOptions(text);
+    start.log = RequestLog(session.options.log);
+    session.dataset = LoadData(session.options.data);
+    session.output.files = session.options.output;
+    if (!session.output.Write()) {
+      throw StartFailure(engine_code::kUnreadable, session.output.files + ": the output cannot be written");
+    }
   } catch (const StartFailure& failure) {
     refuse(failure.code, failure.what());
   } catch (const std::bad_alloc&) {
@@ -89,10 +95,10 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // a driver that is gone shows as a failed write
   std::signal(SIGINT, SIG_IGN);   // meant for the driver, which may go on
   DriverLink link(argv[1], argv[2], argv[3]);
-  Start start = Prepare(argv[4]);
+  Session session;
+  Start start = Prepare(argv[4], session);
   if (start.code == 0 && !link.Listen()) return EXIT_FAILURE;
   if (!link.Report(start.code) || start.code != 0) return EXIT_FAILURE;
-  Session session{std::move(start.dataset), {}};
   ServeDriver(link, session, start.log);
-  return EXIT_SUCCESS;
+  return session.output.Write() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

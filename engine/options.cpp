@@ -9,6 +9,7 @@ std::string* Target(Options& options, const Word& word) {
   if (word.quoted) return nullptr;
   if (word.text == "-data") return &options.data;
   if (word.text == "-log") return &options.log;
+  if (word.text == "-output") return &options.output;
   return nullptr;
 }
 

@@ -9,8 +9,9 @@
 #include <string_view>
 
 struct Options {
-  std::string data;  // the CSV file; empty for an engine without data
-  std::string log;   // a file that gets a line for every request; empty for none
+  std::string data;    // the CSV file; empty for an engine without data
+  std::string log;     // a file that gets a line for every request; empty for none
+  std::string output;  // in front of ".txt" and ".html" of the output document; empty for none
 };
 
 // Throws StartFailure for an option that is unknown, lacks its value or comes twice.

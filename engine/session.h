@@ -4,13 +4,19 @@
 #ifndef SESSION_H
 #define SESSION_H
 
+#include <map>
 #include <optional>
+#include <pugixml.hpp>
 #include <span>
+#include <string>
 
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
 #include "dataset.h"
 #include "engine_code.h"
+#include "options.h"
+#include "output_document.h"
+#include "plain_text.h"
 
 using Action = CleXDSmb::CommandAction;
 
@@ -19,10 +25,28 @@ struct Cursor {
   std::size_t delivered = 0;  // the last of them is the current case
 };
 
+// What a driver may set and ask for again.
+struct Settings {
+  int drive_mode = 0;
+  int mode = 0;
+  int quillon_mode = 0;
+  std::string output_language = "English";
+  std::string host_name = "vexaengine";
+  std::string host_version = VEXA_ENGINE_VERSION;
+  std::string host_copyright = "The practice engine of libvexaxd_p";
+};
+
 struct Session {
+  Options options;
   Dataset dataset;
   std::optional<Cursor> cursor;
-  bool ended = false;  // the driver said so
+  Settings settings;
+  OutputDocument output;
+  NumberStyle style;  // of the numbers that tables get from now on
+  std::string graphics_title, graphics_label;
+  std::map<std::string, pugi::xml_document> snapshots;  // of the output, by handle
+  std::size_t last_xml_length = 0;                      // of the XML given out last, in characters
+  bool ended = false;                                   // the driver said so
 
   // Serves one request. False when the driver waits for no reply.
   bool Serve(CleXDSmb& request, CleXDSmb& reply);
@@ -38,9 +62,18 @@ struct ActionEntry {
 
 std::span<const ActionEntry> DictionaryActions();
 std::span<const ActionEntry> CaseActions();
+std::span<const ActionEntry> AttributeActions();
+std::span<const ActionEntry> OutputActions();
+std::span<const ActionEntry> PivotTableActions();
+std::span<const ActionEntry> SettingActions();
+std::span<const ActionEntry> XPathActions();
 
 // The integer at `index` of a request; nothing when the request is shorter.
 std::optional<int> LongArgument(CleXDSmb& request, std::size_t index);
+// The text at `index` of a request; null when the request is shorter.
+const std::string* TextArgument(CleXDSmb& request, std::size_t index);
+// The variable at that index; null when it is none.
+Variable* VariableAt(Session& session, std::optional<int> index);
 
 using VariableHandler = int (*)(const Variable&, CleXDSmb& reply);
 
@@ -49,10 +82,24 @@ template <VariableHandler handler>
 int AboutVariable(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   const std::optional<int> index = LongArgument(request, 0);
   if (!index) return engine_code::kBadRequest;
-  const auto& variables = session.dataset.variables;
-  if (*index < 0 || static_cast<std::size_t>(*index) >= variables.size())
-    return CleXDErrorCode::kIndexOutOfRange;
-  return handler(variables[static_cast<std::size_t>(*index)], reply);
+  const Variable* variable = VariableAt(session, index);
+  return variable != nullptr ? handler(*variable, reply) : CleXDErrorCode::kIndexOutOfRange;
+}
+
+// Requests that carry `count` texts: the handler is called for those alone.
+using TextHandler = int (*)(Session&, std::span<const std::string> texts, CleXDSmb& reply);
+template <TextHandler handler, std::size_t count>
+int WithTexts(Session& session, CleXDSmb& request, CleXDSmb& reply) {
+  const auto& texts = request.GetStringDataRef().Values();
+  if (texts.size() != count) return engine_code::kBadRequest;
+  return handler(session, texts, reply);
+}
+
+// The answer is always the same integer.
+template <int answer>
+int Answer(Session&, CleXDSmb&, CleXDSmb& reply) {
+  reply.SetLong(answer);
+  return 0;
 }
 
 #endif

@@ -154,9 +154,26 @@ void AddValueLabel(Variable& variable, Words arguments) {
   variable.value_labels.push_back(std::move(entry));
 }
 
-constexpr Keyword<void (*)(Variable&, Words)> kVariableStatements[] = {
-    {"label", SetLabel}, {"format", SetFormat},   {"level", SetLevel},
-    {"role", SetRole},   {"missing", SetMissing}, {"value", AddValueLabel}};
+void AddAttribute(Attributes& attributes, Words arguments) {
+  if (arguments.empty()) throw BadStatement("an attribute needs a name");
+  Attribute attribute{arguments[0].text, {}};
+  for (const Word& word : arguments.subspan(1)) attribute.values.push_back(word.text);
+  if (FindAttribute(attributes, attribute.name) != nullptr)
+    throw BadStatement("the attribute is there already");
+  attributes.push_back(std::move(attribute));
+}
+
+void AddVariableAttribute(Variable& variable, Words arguments) {
+  AddAttribute(variable.attributes, arguments);
+}
+
+constexpr Keyword<void (*)(Variable&, Words)> kVariableStatements[] = {{"label", SetLabel},
+                                                                       {"format", SetFormat},
+                                                                       {"level", SetLevel},
+                                                                       {"role", SetRole},
+                                                                       {"missing", SetMissing},
+                                                                       {"value", AddValueLabel},
+                                                                       {"attribute", AddVariableAttribute}};
 
 Variable& Named(Dataset& dataset, const Word& word) {
   Variable* variable = dataset.Find(word.text);
@@ -177,11 +194,34 @@ void SetSplits(Dataset& dataset, Words arguments) {
   for (const Word& word : arguments) dataset.splits.push_back(Named(dataset, word).name);
 }
 
+// set NAME LABEL counts VALUE VARIABLE ...
+// set NAME LABEL holds VARIABLE ...
+void AddSet(Dataset& dataset, Words arguments) {
+  constexpr Keyword<bool> kCodings[] = {{"counts", true}, {"holds", false}};
+  if (arguments.size() < 4) throw BadStatement("too few words");
+  ResponseSet set;
+  set.name = arguments[0].text;
+  set.label = arguments[1].text;
+  set.dichotomies = Lookup<bool>(kCodings, arguments[2], "coding");
+  if (set.dichotomies) set.counted = arguments[3].text;
+  const Words members = arguments.subspan(set.dichotomies ? 4 : 3);
+  if (members.empty()) throw BadStatement("a set needs variables");
+  set.is_text = Named(dataset, members[0]).IsText();
+  for (const Word& word : members) {
+    const Variable& member = Named(dataset, word);
+    if (member.IsText() != set.is_text) throw BadStatement("the variables of a set must be of one type");
+    set.members.push_back(member.name);
+  }
+  dataset.response_sets.push_back(std::move(set));
+}
+
 // `current` is the variable that the statements are about; a "variable" statement changes it.
 void Obey(Dataset& dataset, Variable*& current, Words words) {
   const Words arguments = words.subspan(1);
   if (SameName(words[0].text, "weight")) return SetWeight(dataset, arguments);
   if (SameName(words[0].text, "split")) return SetSplits(dataset, arguments);
+  if (SameName(words[0].text, "fileattribute")) return AddAttribute(dataset.attributes, arguments);
+  if (SameName(words[0].text, "set")) return AddSet(dataset, arguments);
   if (SameName(words[0].text, "variable")) {
     ExpectCount(arguments, 1, 1);
     current = &Named(dataset, arguments[0]);

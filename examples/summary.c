@@ -1,5 +1,7 @@
-/* summary DATA.csv: starts the backend with a CSV file, lists the dictionary, walks all cases once and prints
- * what it found: counts, mean, standard deviation and extremes of the numbers, distinct values of the texts.
+/* summary DATA.csv [OUTPUT-PREFIX]: starts the backend with a CSV file, lists the dictionary, walks all cases
+ * once and prints what it found: counts, mean, standard deviation and extremes of the numbers, distinct
+ * values of the texts. The same goes into the backend's output as a table; with a prefix the backend writes
+ * that to OUTPUT-PREFIX.txt and OUTPUT-PREFIX.html.
  *
  * The home of the backend's installation comes from VEXA_HOME. summary.py is the same program in Python; the
  * two print the same text.
@@ -8,6 +10,7 @@
 #include <limits.h>
 #include <math.h>
 #include <signal.h>
+#include <stdbool.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -296,6 +299,75 @@ static void PrintSummary(const struct Variable* variable) {
   printf("\n");
 }
 
+/* --- The table --- */
+
+/* Which table and which of its dimensions: every call about it says so. */
+static const char kProcedure[] = "Summary";
+static const char kType[] = "Descriptives";
+static const char kTitle[] = "Descriptive statistics";
+enum { kRows, kColumns }; /* the places of dimensions */
+
+struct Statistic {
+  const char* name;
+  int (*use_format)(int index); /* of the variable */
+  double value;
+  bool shown;
+};
+
+static int UseCountFormat(int index) {
+  (void)index;
+  return SetFormatSpecCount();
+}
+
+/* A cell goes to the row and the column that were named last. */
+static int EmitStatistic(int index, const struct Statistic* statistic) {
+  int code = AddStringCategory(kProcedure, kType, kTitle, false, "Statistic", kColumns, 0, true, false,
+                               statistic->name);
+  if (code != 0) return Report("AddStringCategory", code);
+  if (!statistic->shown) return 0;
+  code = statistic->use_format(index);
+  if (code != 0) return Report("SetFormatSpec", code);
+  code = SetNumberCell(kProcedure, kType, kTitle, false, "Statistic", kColumns, 0, true, false,
+                       statistic->value);
+  return Report("SetNumberCell", code);
+}
+
+static int EmitRow(int index, const struct Variable* variable) {
+  const long valid = variable->counts[kValid];
+  const bool text = variable->width != 0;
+  const double deviation = valid > 1 ? sqrt(variable->squares / (double)(valid - 1)) : 0;
+  const long missing = variable->counts[kUserMissing] + variable->counts[kSystemMissing];
+  const struct Statistic statistics[] = {
+      {"Valid", UseCountFormat, (double)valid, true},
+      {"Missing", UseCountFormat, (double)missing, true},
+      {"Mean", SetFormatSpecMean, variable->mean, !text && valid > 0},
+      {"Std. deviation", SetFormatSpecStdDev, deviation, !text && valid > 1},
+      {"Minimum", SetFormatSpecVariable, variable->min, !text && valid > 0},
+      {"Maximum", SetFormatSpecVariable, variable->max, !text && valid > 0},
+      {"Distinct", UseCountFormat, (double)variable->texts.count, text},
+  };
+  int code = AddVarNameCategory(kProcedure, kType, kTitle, false, "Variable", kRows, 0, false, false, index);
+  if (code != 0) return Report("AddVarNameCategory", code);
+  for (size_t i = 0; i < sizeof statistics / sizeof statistics[0] && code == 0; ++i) {
+    code = EmitStatistic(index, &statistics[i]);
+  }
+  return code;
+}
+
+static int EmitTable(const struct Variable* variables, int count) {
+  int code = StartProcedure(kProcedure, NULL);
+  if (code != 0) return Report("StartProcedure", code);
+  code = StartPivotTable(kProcedure, kType, kTitle, false);
+  if (code != 0) return Report("StartPivotTable", code);
+  code = AddTitleFootnotes(kProcedure, kType, kTitle, "Of the valid values.", false);
+  if (code != 0) return Report("AddTitleFootnotes", code);
+  code = AddDimension(kProcedure, kType, kTitle, false, "Variable", kRows, 0, false, false);
+  if (code == 0) code = AddDimension(kProcedure, kType, kTitle, false, "Statistic", kColumns, 0, true, false);
+  if (code != 0) return Report("AddDimension", code);
+  for (int i = 0; i < count && code == 0; ++i) code = EmitRow(i, &variables[i]);
+  return code == 0 ? Report("EndProcedure", EndProcedure()) : code;
+}
+
 static int Summarise(void) {
   int code = 0;
   const int count = GetVariableCount(&code);
@@ -309,16 +381,18 @@ static int Summarise(void) {
   if (code == 0 && count > 0) code = WalkCases(variables, count);
   if (code == 0) printf("\n");
   for (int i = 0; i < count && code == 0; ++i) PrintSummary(&variables[i]);
+  if (code == 0) code = EmitTable(variables, count);
   FreeVariables(variables, count);
   return code;
 }
 
 /* --- The session --- */
 
-/* Starts the backend with the file at `path`, which must not hold a double quote. */
-static int StartWith(const char* path) {
-  char command[PATH_MAX + 16];
-  snprintf(command, sizeof command, "-data \"%s\"", path);
+/* Starts the backend with the file at `path`. `output` may be null. Neither may hold a double quote. */
+static int StartWith(const char* path, const char* output) {
+  char command[2 * PATH_MAX + 32];
+  const int length = snprintf(command, sizeof command, "-data \"%s\"", path);
+  if (output != NULL) snprintf(command + length, sizeof command - (size_t)length, " -output \"%s\"", output);
   return Report("StartVexa", StartVexa(command));
 }
 
@@ -338,8 +412,9 @@ static void RemoveDirectory(const char* path) {
 
 int main(int argc, char** argv) {
   char data[PATH_MAX];
-  if (argc != 2) {
-    fprintf(stderr, "usage: summary DATA.csv\n");
+  const char* output = argc == 3 ? argv[2] : NULL;
+  if (argc != 2 && argc != 3) {
+    fprintf(stderr, "usage: summary DATA.csv [OUTPUT-PREFIX]\n");
     return EXIT_FAILURE;
   }
   const char* home = getenv("VEXA_HOME");
@@ -351,8 +426,9 @@ int main(int argc, char** argv) {
     perror(argv[1]);
     return EXIT_FAILURE;
   }
-  if (strchr(data, '"') != NULL) {
-    fprintf(stderr, "summary: the path of the data must not hold a double quote\n");
+  if (strchr(data, '"') != NULL ||
+      (output != NULL && (strchr(output, '"') != NULL || strlen(output) >= PATH_MAX))) {
+    fprintf(stderr, "summary: a path must not hold a double quote, nor be longer than the system takes\n");
     return EXIT_FAILURE;
   }
   SetSignals();
@@ -364,7 +440,7 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   setenv("VEXADXTEMP", directory, 1);
-  int code = StartWith(data);
+  int code = StartWith(data, output);
   if (code == 0) code = Summarise();
   StopVexa(); /* without effect when no backend runs */
   RemoveDirectory(directory);

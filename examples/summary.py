@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""summary.py DATA.csv: starts the backend with a CSV file, lists the dictionary, walks all cases once and prints what it
-found: counts, mean, standard deviation and extremes of the numbers, distinct values of the texts.
+"""summary.py DATA.csv [OUTPUT-PREFIX]: starts the backend with a CSV file, lists the dictionary, walks all cases once
+and prints what it found: counts, mean, standard deviation and extremes of the numbers, distinct values of the texts. The
+same goes into the backend's output as a table; with a prefix the backend writes that to OUTPUT-PREFIX.txt and
+OUTPUT-PREFIX.html.
 
 The home of the backend's installation comes from VEXA_HOME. summary.c is the same program in C; the two print the same
 text. Texts stay bytes all the way, as the backend has them.
@@ -12,10 +14,16 @@ import shutil
 import signal
 import sys
 import tempfile
-from ctypes import POINTER, byref, c_char, c_char_p, c_double, c_int, c_long, c_uint
+from ctypes import POINTER, byref, c_bool, c_char, c_char_p, c_double, c_int, c_long, c_uint
 
 VALID, USER_MISSING, SYSTEM_MISSING = 0, 1, 2
 END_OF_DATA = 23
+
+# Which table and which of its dimensions: every call about it says so. A place is 0 for rows and 1 for columns.
+PROCEDURE = b"Summary"
+TABLE = (PROCEDURE, b"Descriptives", b"Descriptive statistics")
+ROWS = (*TABLE, False, b"Variable", 0, 0, False, False)
+COLUMNS = (*TABLE, False, b"Statistic", 1, 0, True, False)
 
 
 class Failure(Exception):
@@ -36,6 +44,8 @@ class Backend:
     def __init__(self, home):
         self.library = ctypes.CDLL(os.path.join(home, "lib", "libvexaxd_p.so"))
         ints, doubles, chars = POINTER(c_int), POINTER(c_double), POINTER(c_char)
+        table = [c_char_p] * 3
+        dimension = [*table, c_bool, c_char_p, c_int, c_int, c_bool, c_bool]
         for name, result, arguments in (
             ("StartVexa", c_int, [c_char_p]),
             ("StopVexa", None, []),
@@ -56,6 +66,18 @@ class Backend:
             ("GetNumericValue", c_int, [c_uint, doubles, ints]),
             ("GetStringValue", c_int, [c_uint, POINTER(chars), c_int, ints]),
             ("RemoveCaseCursor", c_int, []),
+            ("StartProcedure", c_int, [c_char_p, c_char_p]),
+            ("EndProcedure", c_int, []),
+            ("StartPivotTable", c_int, [*table, c_bool]),
+            ("AddTitleFootnotes", c_int, [*table, c_char_p, c_bool]),
+            ("AddDimension", c_int, dimension),
+            ("AddVarNameCategory", c_int, [*dimension, c_int]),
+            ("AddStringCategory", c_int, [*dimension, c_char_p]),
+            ("SetNumberCell", c_int, [*dimension, c_double]),
+            ("SetFormatSpecCount", c_int, []),
+            ("SetFormatSpecMean", c_int, [c_int]),
+            ("SetFormatSpecStdDev", c_int, [c_int]),
+            ("SetFormatSpecVariable", c_int, [c_int]),
         ):
             function = getattr(self.library, name)
             function.restype, function.argtypes = result, arguments
@@ -66,6 +88,9 @@ class Backend:
         value = getattr(self, name)(*arguments, byref(code))
         check(name, code.value)
         return value
+
+    def do(self, name, *arguments):
+        check(name, getattr(self, name)(*arguments))
 
 
 def say(text, *values):
@@ -178,6 +203,41 @@ def walk_cases(backend, variables):
     check("RemoveCaseCursor", backend.RemoveCaseCursor())
 
 
+# --- The table ---
+
+
+def emit_row(backend, index, variable):
+    """A cell goes to the row and the column that were named last."""
+    valid, user, system = variable.counts
+    backend.do("AddVarNameCategory", *ROWS, index)
+    some, several = not variable.width and valid > 0, not variable.width and valid > 1
+    deviation = math.sqrt(variable.squares / (valid - 1)) if several else 0.0
+    for name, use_format, value, shown in (
+        (b"Valid", ("SetFormatSpecCount",), valid, True),
+        (b"Missing", ("SetFormatSpecCount",), user + system, True),
+        (b"Mean", ("SetFormatSpecMean", index), variable.mean, some),
+        (b"Std. deviation", ("SetFormatSpecStdDev", index), deviation, several),
+        (b"Minimum", ("SetFormatSpecVariable", index), variable.min, some),
+        (b"Maximum", ("SetFormatSpecVariable", index), variable.max, some),
+        (b"Distinct", ("SetFormatSpecCount",), len(variable.texts), variable.width > 0),
+    ):
+        backend.do("AddStringCategory", *COLUMNS, name)
+        if shown:
+            backend.do(*use_format)
+            backend.do("SetNumberCell", *COLUMNS, value)
+
+
+def emit_table(backend, variables):
+    backend.do("StartProcedure", PROCEDURE, None)
+    backend.do("StartPivotTable", *TABLE, False)
+    backend.do("AddTitleFootnotes", *TABLE, b"Of the valid values.", False)
+    backend.do("AddDimension", *ROWS)
+    backend.do("AddDimension", *COLUMNS)
+    for index, variable in enumerate(variables):
+        emit_row(backend, index, variable)
+    backend.do("EndProcedure")
+
+
 def summarise(backend):
     count = backend.ask("GetVariableCount")
     say(b"%d cases, %d variables\n\n", backend.ask("GetRowCount"), count)
@@ -187,18 +247,20 @@ def summarise(backend):
     say(b"\n")
     for variable in variables:
         variable.print_summary()
+    emit_table(backend, variables)
 
 
 # --- The session ---
 
 
-def run(home, data):
+def run(home, data, output):
     directory = tempfile.mkdtemp(prefix="vexa_summary_")  # for the fifos; mode 0700
     try:
         os.environ["VEXADXTEMP"] = directory
         backend = Backend(home)
         try:
-            check("StartVexa", backend.StartVexa(b'-data "%s"' % os.fsencode(data)))
+            options = f'-data "{data}"' + (f' -output "{output}"' if output else "")
+            backend.do("StartVexa", os.fsencode(options))
             summarise(backend)
         finally:
             backend.StopVexa()  # without effect when no backend runs
@@ -207,22 +269,23 @@ def run(home, data):
 
 
 def main(arguments):
-    if len(arguments) != 1:
-        sys.exit("usage: summary.py DATA.csv")
+    if len(arguments) not in (1, 2):
+        sys.exit("usage: summary.py DATA.csv [OUTPUT-PREFIX]")
+    output = arguments[1] if len(arguments) == 2 else ""
     home = os.environ.get("VEXA_HOME")
     if not home:
         sys.exit("summary: VEXA_HOME must name the home directory of the backend")
     data = os.path.realpath(arguments[0])
     if not os.path.exists(data):
         sys.exit(f"{arguments[0]}: No such file or directory")
-    if '"' in data:
-        sys.exit("summary: the path of the data must not hold a double quote")
+    if '"' in data + output:
+        sys.exit("summary: a path must not hold a double quote")
     # An interrupt ends the program in its ordinary way, so that neither the backend nor its fifos stay behind. The
     # interpreter itself ignores SIGPIPE: a write to a backend that died gives a code.
     for number_of_signal in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number_of_signal, lambda *_: sys.exit("summary: interrupted"))
     try:
-        run(home, data)
+        run(home, data, output)
     except (Failure, OSError) as failure:
         sys.exit(f"summary: {failure}")
     except KeyboardInterrupt:

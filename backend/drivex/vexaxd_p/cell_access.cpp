@@ -14,6 +14,8 @@ constexpr int kNoStepOpen = 89;
 constexpr int kRowOutOfRange = 97;
 constexpr std::size_t kMostPendingWrites = 1048576;
 
+const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
+
 // 0 when the cell is one of the dataset's, as far as the catalogue knows.
 int CheckCell(const char* name, long row, int column) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
@@ -48,8 +50,10 @@ bool FindValueInBatch(const char* name, long row, void* batch) {
   return batch != nullptr && IsBatchOf(name) && static_cast<DatastepSmb*>(batch)->HoldsRow(row);
 }
 
-void FetchUnlessHeld(const char* name, long row, int column, int* errCode) {
+// False when there is no batch to read from: the fetch was refused, and errCode tells.
+bool FetchUnlessHeld(const char* name, long row, int column, int* errCode) {
   if (!FindValueInBatch(name, row, DatastepBatch)) FetchDatastep(name, row, column, errCode);
+  return DatastepBatch != nullptr;
 }
 
 }  // namespace
@@ -75,13 +79,13 @@ const char* GetCCellValue(const char* name, long row, int column, int* missing, 
 int SetNCellValue(const char* name, long row, int column, double value) {
   const int code = CheckCell(name, row, column);
   if (code != 0) return code;
-  return QueueCell({name, static_cast<std::int32_t>(row), column, 0, value, {}});
+  return QueueCell({OrEmpty(name), static_cast<std::int32_t>(row), column, 0, value, {}});
 }
 
 int SetCCellValue(const char* name, long row, int column, const char* value) {
   const int code = CheckCell(name, row, column);
   if (code != 0) return code;
-  return QueueCell({name, static_cast<std::int32_t>(row), column, 1, 0.0, value != nullptr ? value : ""});
+  return QueueCell({OrEmpty(name), static_cast<std::int32_t>(row), column, 1, 0.0, OrEmpty(value)});
 }
 
 int InsertCase(const char* name, long row) {
@@ -107,7 +111,7 @@ void FetchDatastep(const char* name, long row, int, int* errCode) {
   batch->SetvarCount(batch->LongAt(1), cleared);
   StoreCode(errCode, cleared);
   DropBatch();
-  DSNameBatch = NewText(name != nullptr ? name : "");
+  DSNameBatch = NewText(OrEmpty(name));
   DatastepBatch = batch;
 }
 
@@ -134,12 +138,12 @@ char* GetCCellValueBatch(const char* name, long row, int column, int* missing, i
 }
 
 double GetNCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
-  FetchUnlessHeld(name, row, column, errCode);
+  if (!FetchUnlessHeld(name, row, column, errCode)) return 0.0;
   return GetNCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
 char* GetCCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
-  FetchUnlessHeld(name, row, column, errCode);
+  if (!FetchUnlessHeld(name, row, column, errCode)) return nullptr;
   return GetCCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
@@ -157,10 +161,10 @@ void ClearDatastepBatch() {
 }
 
 void GetRowList(const char* name, long row, int column, long* first, long* last, long* third, int* errCode) {
-  FetchUnlessHeld(name, row, column, errCode);
-  *first = DatastepBatch != nullptr ? DatastepBatch->LongAt(0) : 0;
-  *last = DatastepBatch != nullptr ? DatastepBatch->LongAt(-2) : 0;
-  *third = DatastepBatch != nullptr ? DatastepBatch->LongAt(-1) : 0;
+  if (!FetchUnlessHeld(name, row, column, errCode)) return;
+  *first = DatastepBatch->LongAt(0);
+  *last = DatastepBatch->LongAt(-2);
+  *third = DatastepBatch->LongAt(-1);
   StoreCode(errCode, 0);
 }
 

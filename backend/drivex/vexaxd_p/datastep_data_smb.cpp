@@ -1,6 +1,7 @@
 #include "datastep_data_smb.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 #include "CleXDErrorCode.h"
@@ -9,7 +10,15 @@ namespace {
 
 constexpr int kUnit = static_cast<int>(sizeof(OBS));
 
-int UnitsOfType(int type) { return type <= 8 ? 1 : (type + 7) >> 3; }
+int UnitsOfType(int type) { return type <= 8 ? 1 : (type - 1) / kUnit + 1; }
+
+// Rounded up: as many bytes as the size says can be sent.
+std::size_t UnitsOfSize(int size) { return (static_cast<std::size_t>(size) + kUnit - 1) / kUnit; }
+
+// Types and sizes are the peer's and may be anything.
+int Resized(int size, int units) {
+  return static_cast<int>(std::min<std::int64_t>(size + std::int64_t{units} * kUnit, INT_MAX));
+}
 
 template <class T>
 bool Within(int index, const std::vector<T>& list) {
@@ -20,7 +29,7 @@ bool Within(int index, const std::vector<T>& list) {
 
 void DatastepDataSmb::SetOneCaseSize(int size) {
   oneCaseSize = std::max(size, 0);
-  caseValue.assign(static_cast<std::size_t>(oneCaseSize / kUnit), OBS{});
+  caseValue.assign(UnitsOfSize(oneCaseSize), OBS{});
 }
 
 OBS* DatastepDataSmb::UnitsOf(unsigned int variable, int units) const {
@@ -35,12 +44,9 @@ int DatastepDataSmb::IsMissing(double value) { return value == VEXA_SystemMissin
 
 double DatastepDataSmb::GetNCellValue(unsigned int variable, int& missing, int& errCode) const {
   const OBS* unit = UnitsOf(variable, 1);
-  if (unit == nullptr) {
-    errCode = CleXDErrorCode::kIndexOutOfRange;
-    return 0.0;
-  }
-  if (varTypes[variable] != 0) {
-    errCode = kNumberOfString;
+  const bool of_string = variable < varTypes.size() && varTypes[variable] != 0;
+  if (of_string || unit == nullptr) {
+    errCode = of_string ? kNumberOfString : CleXDErrorCode::kIndexOutOfRange;
     return 0.0;
   }
   const double value = ObsNumber(*unit);
@@ -62,9 +68,9 @@ char* DatastepDataSmb::GetCCellValue(unsigned int variable, int& errCode) const 
 }
 
 int DatastepDataSmb::SetNCellValue(unsigned int variable, double value) {
+  if (variable < varTypes.size() && varTypes[variable] != 0) return kTextOfNumber;
   OBS* unit = UnitsOf(variable, 1);
   if (unit == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  if (varTypes[variable] != 0) return kTextOfNumber;
   *unit = ObsOf(value);
   return 0;
 }
@@ -95,8 +101,10 @@ const OBS* DatastepDataSmb::GetCaseValue(int& size) const {
 
 void DatastepDataSmb::SetCaseValue(const void* block, int size) {
   oneCaseSize = block != nullptr ? std::max(size, 0) : 0;
-  caseValue.assign(static_cast<std::size_t>((oneCaseSize + kUnit - 1) / kUnit), OBS{});
-  if (oneCaseSize > 0) std::memcpy(caseValue.data(), block, static_cast<std::size_t>(oneCaseSize));
+  caseValue.assign(UnitsOfSize(oneCaseSize), OBS{});
+  if (block != nullptr && oneCaseSize > 0) {
+    std::memcpy(caseValue.data(), block, static_cast<std::size_t>(oneCaseSize));
+  }
 }
 
 void DatastepDataSmb::AddVarType(int type) {
@@ -117,7 +125,7 @@ void DatastepDataSmb::InsertVarType(int position, int type) {
   const int units = UnitsOfType(type);
   varTypes.insert(varTypes.begin() + position, type);
   varObsLength.insert(varObsLength.begin() + position, units);
-  SetOneCaseSize(oneCaseSize + units * kUnit);
+  SetOneCaseSize(Resized(oneCaseSize, units));
 }
 
 void DatastepDataSmb::EraseVarType(int position) {
@@ -125,7 +133,7 @@ void DatastepDataSmb::EraseVarType(int position) {
   const int units = varObsLength[static_cast<std::size_t>(position)];
   varTypes.erase(varTypes.begin() + position);
   varObsLength.erase(varObsLength.begin() + position);
-  const int size = oneCaseSize - units * kUnit;
+  const int size = Resized(oneCaseSize, -units);
   if (size >= 0) SetOneCaseSize(size);
 }
 
@@ -135,5 +143,5 @@ void DatastepDataSmb::UpdateVarType(int position, int type) {
   const int grown = UnitsOfType(type) - varObsLength[at];
   varTypes[at] = type;
   varObsLength[at] += grown;
-  SetOneCaseSize(oneCaseSize + grown * kUnit);
+  SetOneCaseSize(Resized(oneCaseSize, grown));
 }

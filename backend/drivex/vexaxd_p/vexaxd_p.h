@@ -256,12 +256,13 @@ VEXA_API void GetMultiResponseSetInProcDS(const char* setName, char** setText1, 
 /* --- Pivot tables --- */
 
 /* A table is built in the backend. The client keeps no record of it, so that every call says again which
- * table it means, by three texts and a flag (the practice engine reads them as procedure, subtype and title;
- * the flag has no meaning to it), and which dimension, by a text, two numbers and two flags. Cells go to the
- * categories that were named last; format calls hold for the cells that follow. All are guarded and return
- * the code. A null text sends none, so that later ones move forward. */
+ * table it means, by three texts and a flag (the practice engine reads them as procedure, type and title,
+ * and whether the table belongs to the split group), and which dimension, by a text, two numbers and two
+ * flags. Cells go to the categories that were named last; format calls hold for the cells that follow. All
+ * are guarded and return the code. A null text sends none, so that later ones move forward. */
 
-/* The table: start it, hide its title, caption, footnotes, the width of its data columns in points. */
+/* The table: start it, hide its title, caption, footnotes, the width of its data columns, in the backend's
+ * unit (characters with the practice engine). */
 VEXA_API int StartPivotTable(const char* tableText1, const char* tableText2, const char* tableText3,
                              bool tableFlag);
 VEXA_API int HidePivotTableTitle(const char* tableText1, const char* tableText2, const char* tableText3,

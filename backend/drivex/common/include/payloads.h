@@ -78,6 +78,13 @@ class VEXA_API TypedPayload : public DataType {
   bool Parse(ImageReader& reader);
 
  protected:
+  // The lists of an ordinary request are filled without growing step by step.
+  void Append(Element value) {
+    constexpr std::size_t kOrdinary = 8;
+    if (values.capacity() == 0) values.reserve(kOrdinary);
+    values.push_back(std::move(value));
+  }
+
   std::vector<Element> values;
 };
 
@@ -88,18 +95,18 @@ extern template class TypedPayload<dataSet>;
 
 class VEXA_API LongData final : public TypedPayload<std::int32_t> {
  public:
-  void SetValue(int value) { values.push_back(value); }
+  void SetValue(int value) { Append(value); }
 };
 
 class VEXA_API DoubleData final : public TypedPayload<double> {
  public:
-  void SetValue(double value) { values.push_back(value); }
+  void SetValue(double value) { Append(value); }
 };
 
 class VEXA_API StringData final : public TypedPayload<std::string> {
  public:
-  void SetValue(std::string value) { values.push_back(std::move(value)); }
-  void SetValue(const char* value) { values.emplace_back(value); }
+  void SetValue(std::string value) { Append(std::move(value)); }
+  void SetValue(const char* value) { Append(std::string(value)); }
   // Makes `value` the only element.
   void SetSingleString(const char* value) { values.assign(1, value); }
   // A copy of element 0; empty for an empty list.

@@ -1,0 +1,112 @@
+// What goes into the output beside tables: commands, which are recorded and not run, posted texts, procedures
+// and what marks them, graphics of the driver's.
+#include <unistd.h>
+
+#include "session.h"
+
+namespace {
+
+using Texts = std::span<const std::string>;
+
+constexpr int kMostBlankLines = 100;
+
+int QueueCommand(Session& session, Texts texts, CleXDSmb&) {
+  session.output.Queue(texts[0]);
+  return 0;
+}
+
+int SubmitCommand(Session& session, Texts texts, CleXDSmb&) {
+  session.output.Submit(texts[0]);
+  return 0;
+}
+
+int PostText(Session& session, Texts texts, CleXDSmb&) {
+  session.output.Post(texts[0]);
+  return 0;
+}
+
+int StartProcedure(Session& session, Texts texts, CleXDSmb&) {
+  if (session.output.InProcedure()) return engine_code::kProcedureOpen;
+  session.output.StartProcedure(texts[0], texts[1]);
+  return 0;
+}
+
+// A failure leaves the procedure open, as it does on the driver's side.
+int EndProcedure(Session& session, CleXDSmb&, CleXDSmb&) {
+  if (!session.output.InProcedure()) return engine_code::kNoProcedure;
+  if (!session.output.Write()) return engine_code::kUnreadable;
+  session.output.EndProcedure();
+  session.style = {};
+  return 0;
+}
+
+int HasProcedure(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  reply.SetLong(session.output.InProcedure() ? 1 : 0);
+  return 0;
+}
+
+int AddProcedureFootnote(Session& session, Texts texts, CleXDSmb&) {
+  if (!session.output.InProcedure()) return engine_code::kNoProcedure;
+  session.output.Add("footnote", texts[0]);
+  return 0;
+}
+
+// Outline, title, text; the integer is the number of blank lines in front.
+int AddTextBlock(Session& session, CleXDSmb& request, CleXDSmb&) {
+  const auto& texts = request.GetStringDataRef().Values();
+  const int skip = LongArgument(request, 0).value_or(-1);
+  if (texts.size() != 3 || skip < 0 || skip > kMostBlankLines) return engine_code::kBadRequest;
+  pugi::xml_node block = session.output.Add("textBlock", texts[2]);
+  SetAttribute(block, "outline", texts[0]);
+  SetAttribute(block, "title", texts[1]);
+  block.append_attribute("skip") = skip;
+  return 0;
+}
+
+int ChangeSplit(Session& session, Texts texts, CleXDSmb&) {
+  session.output.ChangeSplit(texts[0]);
+  return 0;
+}
+
+// For the graphics that follow.
+int LabelGraphics(Session& session, Texts texts, CleXDSmb&) {
+  session.graphics_title = texts[0];
+  session.graphics_label = texts[1];
+  return 0;
+}
+
+// A file of the driver's. It is shown from where it lies.
+int TakeGraphic(Session& session, Texts texts, CleXDSmb&) {
+  if (access(texts[0].c_str(), R_OK) != 0) return engine_code::kUnreadable;
+  pugi::xml_node graphic = session.output.Add("graphic");
+  SetAttribute(graphic, "file", texts[0]);
+  SetAttribute(graphic, "title", session.graphics_title);
+  SetAttribute(graphic, "label", session.graphics_label);
+  return 0;
+}
+
+// The engine speaks UTF-8 alone.
+int TransCode(Session&, Texts texts, CleXDSmb& reply) {
+  if (!IsUtf8(texts[0])) return engine_code::kBadText;
+  reply.SetString(texts[0]);
+  return 0;
+}
+
+constexpr ActionEntry kActions[] = {
+    {Action::Submit, WithTexts<SubmitCommand, 1>},
+    {Action::QueueCommandPart, WithTexts<QueueCommand, 1>},
+    {Action::PostVexaOutput, WithTexts<PostText, 1>},
+    {Action::StartProcedure, WithTexts<StartProcedure, 2>},
+    {Action::EndProcedure, EndProcedure},
+    {Action::HasProcedure, HasProcedure},
+    {Action::AddProcFootnotes, WithTexts<AddProcedureFootnote, 1>},
+    {Action::AddTextBlock, AddTextBlock},
+    {Action::SplitChange, WithTexts<ChangeSplit, 1>},
+    {Action::SetGraphicsLabel, WithTexts<LabelGraphics, 2>},
+    {Action::GetGraphic, WithTexts<TakeGraphic, 1>},
+    {Action::TransCode, WithTexts<TransCode, 1>},
+};
+
+}  // namespace
+
+std::span<const ActionEntry> OutputActions() { return kActions; }

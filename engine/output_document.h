@@ -1,0 +1,65 @@
+// The output of a session: all that is submitted, posted and shown, in order, as one XML document. An open
+// procedure takes what comes until it ends.
+//
+//   <output>
+//     <command>...</command>  <text>...</text>  <textBlock outline="" title="" skip="0">...</textBlock>
+//     <split>...</split>  <graphic file="" title="" label=""/>  <pivotTable>...</pivotTable>
+//     <procedure name="" title=""> any of these, and <footnote>...</footnote> </procedure>
+//   </output>
+//
+// Pivot tables are kept aside, so that a cell costs no XML: their elements are filled when the document is
+// looked at.
+#ifndef OUTPUT_DOCUMENT_H
+#define OUTPUT_DOCUMENT_H
+
+#include <deque>
+#include <pugixml.hpp>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "pivot_table.h"
+
+class OutputDocument {
+ public:
+  std::string files;  // in front of ".txt" and ".html"; empty when the document is not written
+
+  OutputDocument() : place(xml.append_child("output")) {}
+
+  // Adds an element with this text.
+  pugi::xml_node Add(const char* element, const std::string& text = {});
+  // Texts that are posted one behind the other are one text, until the document is looked at.
+  void Post(const std::string& text) { posted += text; }
+  // The parts and the command that closes them are one entry, a line each.
+  void Queue(const std::string& part) { parts += part + '\n'; }
+  void Submit(const std::string& command);
+
+  bool InProcedure() const { return place != xml.document_element(); }
+  void StartProcedure(const std::string& name, const std::string& title);
+  void EndProcedure();
+  void ChangeSplit(const std::string& text);
+
+  PivotTable& StartTable(std::span<const std::string> texts, bool flag);
+  // The table of the name that was started last; null for none.
+  PivotTable* FindTable(std::span<const std::string> texts, bool flag);
+
+  // The document as it is now.
+  const pugi::xml_document& Xml();
+  const PivotTable& TableAt(pugi::xml_node element) const;
+  // Writes both files, where there are any to write. False when that cannot be.
+  bool Write();
+
+ private:
+  void ClosePost();
+
+  pugi::xml_document xml;
+  pugi::xml_node place;  // what the next entry goes into
+  std::string posted;    // not yet in the document
+  std::string parts;     // queued, not yet closed by a command
+  std::string split;     // the split group that was named last
+  std::deque<PivotTable> tables;
+  std::vector<pugi::xml_node> elements;  // theirs
+  PivotTable* recent = nullptr;          // the one that was found last
+};
+
+#endif

@@ -1,0 +1,215 @@
+// End to end: what a program submits, posts and builds, as the practice engine shows it and answers about it.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "support/sandbox.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+constexpr char kSide[] =
+    "fileattribute Source Census\nset $q \"Asked\" counts 1 C n\nvariable n\n value 1 One\n"
+    " attribute Unit kg lb\n attribute Bare\nvariable t\n value a \"Letter a\"\n";
+
+struct Dimension {
+  const char* name;
+  int place, position;
+};
+constexpr Dimension kRows = {"Row", 0, 0}, kColumns = {"Column", 1, 0};
+
+template <class Call, class... Own>
+int OnTable(Call call, Own... own) {
+  return call("Outline", "Type", "Title", false, own...);
+}
+template <class Call, class... Own>
+int On(const Dimension& dimension, Call call, Own... own) {
+  return OnTable(call, dimension.name, dimension.place, dimension.position, false, false, own...);
+}
+
+class OutputTest : public testing::Test {
+ protected:
+  Sandbox fifos, files;
+  const std::string output = files.path() + "/out";
+  int code = 0, count = 0;
+
+  OutputTest() {
+    signal(SIGPIPE, SIG_IGN);
+    SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
+    SetEnvironment("VEXADXTEMP", fifos.path().c_str());
+    files.Write("d.csv.vars", kSide);
+    const std::string data = files.Write("d.csv", "C,n,t\n1,1,a\n0,2,b\n");
+    EXPECT_EQ(StartVexa(("-data " + data + " -output " + output).c_str()), 0);
+  }
+  void TearDown() override { StopVexa(); }
+  void StartTable() {
+    EXPECT_EQ(StartProcedure("P", "Procedure") + OnTable(StartPivotTable), 0);
+    EXPECT_EQ(On(kRows, AddDimension) + On(kColumns, AddDimension), 0);
+  }
+  std::string Joined(void* list) {
+    std::string joined;
+    for (int i = 0; i < GetStringListLength(list); ++i)
+      joined += GetStringFromList(list, i) + std::string("|");
+    RemoveStringList(list);
+    return joined;
+  }
+  std::string Find(const char* xpath) {
+    EXPECT_EQ(CreateXPathDictionary("now"), 0);
+    return Joined(EvaluateXPath("now", "/", xpath, &code));
+  }
+};
+
+TEST_F(OutputTest, EveryKindOfCategoryCellAndFootnoteIsReadBack) {
+  StartTable();
+  EXPECT_EQ(On(kColumns, AddStringCategory, "Value") + SetFormatSpecPercent(), 0);
+  EXPECT_EQ(On(kRows, AddNumberCategory, 0.5) + On(kRows, SetNumberCell, 37.25), 0);
+  EXPECT_EQ(On(kRows, AddStringCategory, "text") + On(kRows, SetStringCell, "cell"), 0);
+  EXPECT_EQ(On(kRows, AddVarNameCategory, 0) + On(kRows, SetVarNameCell, 2), 0);
+  EXPECT_EQ(On(kRows, AddVarValueDoubleCategory, 1, 1.0) + On(kRows, SetVarValueDoubleCell, 1, 2.0), 0);
+  EXPECT_EQ(On(kRows, AddVarValueStringCategory, 2, "a") + On(kRows, SetVarValueStringCell, 2, "b"), 0);
+  EXPECT_EQ(On(kRows, AddStringCategory, "date") + On(kRows, SetDateCell, "2026-11-22"), 0);
+  EXPECT_EQ(AddOutlineFootnotes("Outline", "Type", "Title", "outline's", false), 0);
+  EXPECT_EQ(AddTitleFootnotes("Outline", "Type", "Title", "title's", false), 0);
+  EXPECT_EQ(OnTable(AddCaptionFootnotes, "Caption", "caption's") + AddProcFootnotes("procedure's"), 0);
+  EXPECT_EQ(On(kRows, AddDimFootnotes, "dimension's") + On(kRows, AddCategoryFootnotes, "category's"), 0);
+  EXPECT_EQ(On(kRows, AddCellFootnotes, "cell's") + OnTable(MinDataColumnWidth, 15) + EndProcedure(), 0);
+  EXPECT_EQ(Find("//category/@kind"),
+            "number|string|variableName|variableValue|variableValue|string|string|");
+  EXPECT_EQ(Find("//cell/text()") + Find("//footnote/@mark"), "37.2%|cell|t|2.00|b|2026-11-22|a|b|c|d|e|f|");
+  EXPECT_EQ(Find("//cell[at/@category='One']/@value") + Find("//procedure/footnote/text()"),
+            "2|procedure's|");
+  const std::string text = ReadFile(output + ".txt");
+  EXPECT_NE(text.find(R"(
+Title [b]
+          Column
+Row [d]   Value
+--------  ---------------
+0.5%                37.2%
+text      cell
+C         t
+One                  2.00
+Letter a  b
+date [e]  2026-11-22 [f]
+
+Caption [c]
+a. outline's
+)"),
+            std::string::npos)
+      << text;
+}
+
+TEST_F(OutputTest, LayersAndNestedColumnsLieOutAndWhatIsTooWideIsCut) {
+  constexpr Dimension kInner = {"Inner", 1, 1}, kLayer = {"Layer", 2, 0};
+  StartTable();
+  EXPECT_EQ(On(kInner, AddDimension) + On(kLayer, AddDimension) + OnTable(MaxDataColumnWidth, 4), 0);
+  for (int cell = 0; cell < 8; ++cell) {
+    EXPECT_EQ(On(kLayer, AddNumberCategory, cell / 4) + On(kInner, AddNumberCategory, cell % 2), 0);
+    EXPECT_EQ(On(kColumns, AddStringCategory, &"AB"[cell / 2 % 2]) + On(kRows, AddStringCategory, "r"), 0);
+    EXPECT_EQ(cell == 2 ? On(kRows, SetStringCell, "Grüße") : On(kRows, SetNumberCell, cell * 5001), 0);
+  }
+  EXPECT_EQ(EndProcedure(), 0);
+  EXPECT_NE(ReadFile(output + ".txt").find(R"(
+Layer: 0
+     Column
+     AB       B
+     Inner
+Row  0     1  0        1
+---  -  ----  ----  ----
+r    0  5001  Grü…  ****
+
+Layer: 1
+)"),
+            std::string::npos);
+}
+
+TEST_F(OutputTest, HostileTextsSurviveToXmlAndBack) {
+  const std::string hostile = "]]><&>\"' é漢😀\x01\xFF", clean = "]]><&>\"' é漢😀\uFFFD\uFFFD|";
+  const char* text = hostile.c_str();
+  StartTable();
+  EXPECT_EQ(On(kColumns, AddStringCategory, text) + On(kRows, AddStringCategory, text), 0);
+  EXPECT_EQ(On(kRows, SetStringCell, text) + Submit(text, static_cast<int>(hostile.size())), 0);
+  EXPECT_EQ(Find("//cell/@value") + Find("//cell/text()") + Find("//command/text()"), clean + clean + clean);
+  EXPECT_EQ(EndProcedure(), 0);
+  EXPECT_NE(ReadFile(output + ".html").find("]]&gt;&lt;&amp;&gt;\"' é漢😀\uFFFD\uFFFD</td>"),
+            std::string::npos);
+  char* locale = nullptr;
+  EXPECT_EQ(GetCLocale(&locale) + FreeString(locale), 0);
+  const std::string xml = Joined(EvaluateXPath("now", "", "/", &code));
+  std::wstring wide(xml.size(), L'\0');
+  wide.resize(std::mbstowcs(wide.data(), xml.c_str(), wide.size()) - 1);  // without the final "|"
+  EXPECT_TRUE(GetXmlUtf16("now", &code) == wide && GetXmlUtf16Length() == static_cast<int>(wide.size()));
+}
+
+TEST_F(OutputTest, CommandsTextsAndSplitsStandInOrder) {
+  EXPECT_EQ(QueueCommandPart("ONE", 3) + QueueCommandPart("TWO", 3) + Submit("GO.", 3), 0);
+  EXPECT_EQ(PostVexaOutput("a\xC3", 2) + PostVexaOutput("\xA9z", 2) + SplitChange("s = 1"), 0);
+  EXPECT_EQ(AddTextBlock("o", "Head", "body", 1) + SetGraphicsLabel("G", "L"), 0);
+  GetGraphic("/dev/null");
+  EXPECT_EQ(Find("/output/*/text()") + Find("//graphic/@*"), "ONE\nTWO\nGO.|aéz|s = 1|body|/dev/null|G|L|");
+}
+
+TEST_F(OutputTest, AttributesAndSetsAreThoseOfTheSideFileUntilSet) {
+  const auto listed = [&](auto get, auto... arguments) {
+    char** texts = nullptr;
+    std::string joined;
+    EXPECT_EQ(get(arguments..., &texts, &count), 0);
+    for (int i = 0; i < count; ++i) joined += texts[i] + std::string("|");
+    FreeAttributes(texts, count);
+    return joined;
+  };
+  EXPECT_EQ(listed(GetVarAttributeNames, 1) + listed(GetVarAttributes, 1, "Bare"), "Unit|Bare|");
+  EXPECT_EQ(SetVarAttributes("n", "unit", "t", 2), 0);
+  EXPECT_EQ(listed(GetVarAttributesInProcDS, 1, "UNIT") + listed(GetDataFileAttributes, "Source"),
+            "kg|lb|t|Census|");
+  char *label = nullptr, *counted = nullptr;
+  int coding = 0, is_text = 1;
+  void* members = nullptr;
+  GetMultiResponseSet("$Q", &label, &coding, &counted, &is_text, &members, &code);
+  ASSERT_EQ(code, 0);
+  EXPECT_EQ(label + std::to_string(coding) + counted + std::to_string(is_text), "Asked110");
+  EXPECT_EQ(Joined(members) + Joined(GetMultiResponseSetNamesInProcDS(&code)), "C|n|$q|");
+  EXPECT_EQ(FreeString(label) + FreeString(counted), 0);
+}
+
+TEST_F(OutputTest, ImageIsAPngWhoseChunksCheckOut) {
+  char* type = nullptr;
+  EXPECT_EQ(CreateXPathDictionary("h"), 0);
+  const std::unique_ptr<char[]> image(GetImage("h", "n", &count, &type, &code));
+  ASSERT_TRUE(code == 0 && std::memcmp(image.get(), "\x89PNG\r\n\x1A\n", 8) == 0);
+  EXPECT_TRUE(std::strcmp(type, "image/png") == 0 && FreeString(type) == 0);
+  std::string kinds;
+  for (int at = 8; at < count;) {  // length, kind, data, CRC of kind and data
+    const auto* chunk = reinterpret_cast<const unsigned char*>(image.get()) + at;
+    const int bytes = chunk[1] << 16 | chunk[2] << 8 | chunk[3];
+    std::uint32_t crc = ~0u;
+    for (int bit = 32; bit < (bytes + 12) * 8; ++bit) {
+      if (bit % 8 == 0) crc ^= bit / 8 < bytes + 8 ? chunk[bit / 8] : chunk[2 * bytes + 19 - bit / 8];
+      crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320u : 0u);
+    }
+    EXPECT_EQ(crc, 0xDEBB20E3);  // what a CRC leaves of data with the CRC behind them, its low byte first
+    kinds.append(image.get() + at + 4, 4);
+    at += bytes + 12;
+  }
+  EXPECT_EQ(kinds, "IHDRIDATIEND");
+}
+
+TEST_F(OutputTest, WhatIsNotThereHasACode) {
+  EXPECT_EQ(OnTable(HidePivotTableTitle), 2020);
+  StartTable();
+  EXPECT_EQ((std::vector{On({"Row", 1, 0}, SetNumberCell, 1.0), On(kRows, AddDimension),
+                         On(kRows, SetNumberCell, 1.0), On(kRows, AddCellFootnotes, "x"),
+                         On(kRows, AddVarNameCategory, -1), On(kRows, AddVarValueDoubleCategory, 2, 1.0)}),
+            (std::vector{2021, 2022, 2023, 2024, 10, 24}));
+  EXPECT_EQ(
+      (std::vector{StartProcedure("P", nullptr), EndProcedure(), EndProcedure(), RemoveXPathHandle("")}),
+      (std::vector{2025, 0, 2026, 2030}));
+  EXPECT_EQ(CreateXPathDictionary("h"), 0);
+  EXPECT_TRUE(EvaluateXPath("h", "/", "//[", &code) == nullptr && code == 2031);
+  EXPECT_TRUE(TransCode("\xC0\x80", &code)[0] == '\0' && code == 2032);
+  EXPECT_TRUE(GetSetting("none", &code, nullptr) == nullptr && code == 2033);
+}
+
+}  // namespace

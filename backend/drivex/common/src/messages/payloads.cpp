@@ -1,5 +1,7 @@
 #include "payloads.h"
 
+#include <algorithm>
+
 #include "image.h"
 
 namespace {
@@ -78,6 +80,8 @@ bool TypedPayload<Element>::Parse(ImageReader& reader) {
     if (count != 0)
       std::memcpy(values.data() + before, reader.Bytes(count * sizeof(Element)), count * sizeof(Element));
   } else {
+    constexpr std::size_t kReservedAtMost = 64;  // of a count that is the peer's
+    values.reserve(values.size() + std::min(count, kReservedAtMost));
     for (; count != 0; --count) {
       Element value;
       if (!ReadElement(reader, value)) return false;

@@ -15,19 +15,14 @@ namespace {
 constexpr std::size_t kRequest = 52;  // GetVariableCount: a block without payload
 constexpr std::size_t kReply = 56;    // its reply: one integer
 
-int to_peer = -1;
-int from_peer = -1;
+RawPingPong* raw;
 
-void RawPingPong(benchmark::State& state) {
-  char request[kRequest] = {};
-  char reply[kReply];
+void RawExchange(benchmark::State& state) {
   for (auto _ : state) {
-    if (!WriteAll(to_peer, request, sizeof request) || !ReadAll(from_peer, reply, sizeof reply)) {
-      state.SkipWithError("the peer is gone");
-    }
+    if (!raw->Exchange()) state.SkipWithError("the peer is gone");
   }
 }
-BENCHMARK(RawPingPong);
+BENCHMARK(RawExchange);
 
 void SmallCall(benchmark::State& state) {
   int code = 0;
@@ -43,15 +38,8 @@ BENCHMARK(SmallCall);
 int main(int argc, char** argv) {
   const BenchDirectory directory;
   PinToOneCore();
-  const FifoPeer peer(
-      directory.path() + "request", directory.path() + "reply", [](int request_fd, int reply_fd) {
-        char request[kRequest];
-        char reply[kReply] = {};
-        while (ReadAll(request_fd, request, sizeof request) && WriteAll(reply_fd, reply, sizeof reply)) {
-        }
-      });
-  to_peer = open((directory.path() + "request").c_str(), O_WRONLY | O_CLOEXEC);
-  from_peer = open((directory.path() + "reply").c_str(), O_RDONLY | O_CLOEXEC);
+  RawPingPong ping_pong(directory, kRequest, kReply);
+  raw = &ping_pong;
 
   setenv("VEXADXTEMP", directory.path().c_str(), 1);
   SetXNameAndSHome("BENCH", VEXA_STAGED_HOME);
@@ -60,7 +48,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   const int result = RunRatioTable(
-      argc, argv, {{"one small call, one core / raw ping-pong", "SmallCall", "RawPingPong", 1.25}});
+      argc, argv, {{"one small call, one core / raw ping-pong", "SmallCall", "RawExchange", 1.25}});
   StopVexa();
   return result;
 }

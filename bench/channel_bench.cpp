@@ -20,20 +20,15 @@ namespace {
 constexpr std::size_t kRequest = 56;  // a command without arguments: a block with one integer
 constexpr std::size_t kReply = 52;    // its reply: a block without payload
 
-int to_peer = -1;
-int from_peer = -1;
+RawPingPong* raw;
 DXCmdDispatcher* client;
 
-void RawPingPong(benchmark::State& state) {
-  char request[kRequest] = {};
-  char reply[kReply];
+void RawExchange(benchmark::State& state) {
   for (auto _ : state) {
-    if (!WriteAll(to_peer, request, sizeof request) || !ReadAll(from_peer, reply, sizeof reply)) {
-      state.SkipWithError("the peer is gone");
-    }
+    if (!raw->Exchange()) state.SkipWithError("the peer is gone");
   }
 }
-BENCHMARK(RawPingPong);
+BENCHMARK(RawExchange);
 
 void Command(benchmark::State& state) {
   for (auto _ : state) {
@@ -66,15 +61,8 @@ BENCHMARK(CriticalSection);
 int main(int argc, char** argv) {
   const BenchDirectory directory;
   PinToOneCore();
-  const FifoPeer peer(
-      directory.path() + "request", directory.path() + "reply", [](int request_fd, int reply_fd) {
-        char request[kRequest];
-        char reply[kReply] = {};
-        while (ReadAll(request_fd, request, sizeof request) && WriteAll(reply_fd, reply, sizeof reply)) {
-        }
-      });
-  to_peer = open((directory.path() + "request").c_str(), O_WRONLY | O_CLOEXEC);
-  from_peer = open((directory.path() + "reply").c_str(), O_RDONLY | O_CLOEXEC);
+  RawPingPong ping_pong(directory, kRequest, kReply);
+  raw = &ping_pong;
 
   const std::string name = directory.path() + "channel";
   const pid_t server = fork();
@@ -94,7 +82,7 @@ int main(int argc, char** argv) {
   }
   const int result = RunRatioTable(
       argc, argv,
-      {{"one command on the channel, one core / raw ping-pong", "Command", "RawPingPong", 1.4},
+      {{"one command on the channel, one core / raw ping-pong", "Command", "RawExchange", 1.4},
        {"section acquired and released, uncontended / plain mutex", "CriticalSection", "PlainMutex", 0}});
   end.sendCmd(DXCmdDispatcher::kStopDX);
   waitpid(server, nullptr, 0);

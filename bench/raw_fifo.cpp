@@ -66,6 +66,25 @@ bool WriteAll(int fd, const void* data, std::size_t size) {
   return true;
 }
 
+RawPingPong::RawPingPong(const BenchDirectory& directory, std::size_t request, std::size_t reply)
+    : peer_(directory.path() + "request", directory.path() + "reply",
+            [request, reply](int request_fd, int reply_fd) {
+              std::vector<char> question(request);
+              const std::vector<char> answer(reply);
+              while (ReadAll(request_fd, question.data(), request) &&
+                     WriteAll(reply_fd, answer.data(), reply)) {
+              }
+            }),
+      request_(request),
+      reply_(reply),
+      to_peer_(open((directory.path() + "request").c_str(), O_WRONLY | O_CLOEXEC)),
+      from_peer_(open((directory.path() + "reply").c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+bool RawPingPong::Exchange() {
+  return WriteAll(to_peer_, request_.data(), request_.size()) &&
+         ReadAll(from_peer_, reply_.data(), reply_.size());
+}
+
 void PinToOneCore() {
   cpu_set_t one;
   CPU_ZERO(&one);

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 // A private directory, removed with its fifos at the end.
 class BenchDirectory {
@@ -39,6 +40,20 @@ class FifoPeer {
 // All of `size` bytes in pieces of at most 8192; false at the end of the peer.
 bool ReadAll(int fd, void* data, std::size_t size);
 bool WriteAll(int fd, const void* data, std::size_t size);
+
+// An exchange of messages of fixed sizes with a process that does nothing else: what a call is held against.
+class RawPingPong {
+ public:
+  RawPingPong(const BenchDirectory& directory, std::size_t request, std::size_t reply);
+  bool Exchange();
+
+ private:
+  FifoPeer peer_;
+  std::vector<char> request_;
+  std::vector<char> reply_;
+  int to_peer_;
+  int from_peer_;
+};
 
 // This process, and those that it starts from now on, on one core.
 void PinToOneCore();

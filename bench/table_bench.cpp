@@ -17,12 +17,11 @@ constexpr int kCells = 10000;
 constexpr std::string_view kTable[] = {"Benchmark", "Cells", "A table of cells"};
 constexpr std::string_view kDimension = "Column";
 // The image of a block without payload; four texts with their lengths, five integers and a double.
-constexpr std::size_t kBlock = 52;
+constexpr std::size_t kReply = 52;
 constexpr std::size_t kRequest =
-    kBlock + 4 * 4 + kTable[0].size() + kTable[1].size() + kTable[2].size() + kDimension.size() + 5 * 4 + 8;
+    kReply + 4 * 4 + kTable[0].size() + kTable[1].size() + kTable[2].size() + kDimension.size() + 5 * 4 + 8;
 
-int to_peer = -1;
-int from_peer = -1;
+RawPingPong* raw;
 
 template <class Call, class... Own>
 int OnColumn(Call call, Own... own) {
@@ -30,18 +29,14 @@ int OnColumn(Call call, Own... own) {
               false, own...);
 }
 
-void RawPingPongs(benchmark::State& state) {
-  char request[kRequest] = {};
-  char reply[kBlock];
+void RawExchanges(benchmark::State& state) {
   for (auto _ : state) {
     for (int i = 0; i < kCells; ++i) {
-      if (!WriteAll(to_peer, request, sizeof request) || !ReadAll(from_peer, reply, sizeof reply)) {
-        state.SkipWithError("the peer is gone");
-      }
+      if (!raw->Exchange()) state.SkipWithError("the peer is gone");
     }
   }
 }
-BENCHMARK(RawPingPongs)->Unit(benchmark::kMillisecond);
+BENCHMARK(RawExchanges)->Unit(benchmark::kMillisecond);
 
 void NumberCells(benchmark::State& state) {
   for (auto _ : state) {
@@ -69,15 +64,8 @@ BENCHMARK(CellsAndCategories)->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv) {
   const BenchDirectory directory;
   PinToOneCore();
-  const FifoPeer peer(
-      directory.path() + "request", directory.path() + "reply", [](int request_fd, int reply_fd) {
-        char request[kRequest];
-        char reply[kBlock] = {};
-        while (ReadAll(request_fd, request, sizeof request) && WriteAll(reply_fd, reply, sizeof reply)) {
-        }
-      });
-  to_peer = open((directory.path() + "request").c_str(), O_WRONLY | O_CLOEXEC);
-  from_peer = open((directory.path() + "reply").c_str(), O_RDONLY | O_CLOEXEC);
+  RawPingPong ping_pong(directory, kRequest, kReply);
+  raw = &ping_pong;
 
   setenv("VEXADXTEMP", directory.path().c_str(), 1);
   SetXNameAndSHome("BENCH", VEXA_STAGED_HOME);
@@ -91,8 +79,8 @@ int main(int argc, char** argv) {
   }
   const int result = RunRatioTable(
       argc, argv,
-      {{"10,000 SetNumberCell, one core / raw ping-pongs", "NumberCells", "RawPingPongs", 1.4},
-       {"5,000 categories and cells / raw ping-pongs", "CellsAndCategories", "RawPingPongs", 0}});
+      {{"10,000 SetNumberCell, one core / raw ping-pongs", "NumberCells", "RawExchanges", 1.4},
+       {"5,000 categories and cells / raw ping-pongs", "CellsAndCategories", "RawExchanges", 0}});
   StopVexa();
   return result;
 }

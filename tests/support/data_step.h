@@ -1,4 +1,4 @@
-// Tables of guarded calls, and a data step whose datasets the scripted peer holds.
+// A data step whose datasets the scripted peer holds.
 #ifndef SUPPORT_DATA_STEP_H
 #define SUPPORT_DATA_STEP_H
 
@@ -7,16 +7,8 @@
 #include <vector>
 
 #include "session.h"
-#include "support/scripted_peer.h"
+#include "support/calls.h"
 #include "vexaxd_p.h"
-
-constexpr int kDown = 17;
-constexpr int kRefused = 77;  // a code of the peer's own
-
-struct StatusCall {
-  Image request;
-  std::function<int()> call;
-};
 
 // A call about the dataset "d".
 template <class Function, class... Own>
@@ -28,23 +20,6 @@ auto OfD(Function function, Own... own) {
 inline std::string Numbers(std::initializer_list<double> values) {
   return {reinterpret_cast<const char*>(values.begin()), values.size() * sizeof(double)};
 }
-
-class CallsTest : public ClientTest {
- protected:
-  // The status comes back as it stands, and nothing is sent while no backend runs.
-  void CheckGuarded(const std::vector<StatusCall>& rows) {
-    for (const StatusCall& row : rows) {
-      SCOPED_TRACE(row.request.action);
-      for (const int code : {kRefused, 0}) {
-        peer.Expects(row.request).Answers(Error{code});
-        EXPECT_EQ(row.call(), code);
-      }
-      SetVexaRunning(false);
-      EXPECT_EQ(row.call(), kDown);
-      SetVexaRunning(true);
-    }
-  }
-};
 
 class DataStepTest : public CallsTest {
  protected:

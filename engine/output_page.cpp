@@ -13,7 +13,8 @@ namespace {
 constexpr const char* kBlank = "\xC2\xA0";
 
 constexpr const char* kStyle =
-    "body{font-family:sans-serif;margin:2em auto;max-width:60em;padding:0 1em}table{border-collapse:collapse;margin:.5em 0}"
+    "body{font-family:sans-serif;margin:2em auto;max-width:60em;padding:0 "
+    "1em}table{border-collapse:collapse;margin:.5em 0}"
     "thead tr:last-child th{border-bottom:1px solid}tbody{border-bottom:1px solid}"
     "th,td{padding:.15em .7em;text-align:left;font-weight:normal}.number{text-align:right}"
     "pre{white-space:pre-wrap}.command{color:#666}.note,.outline{font-size:smaller;margin:.2em 0}";

@@ -124,6 +124,7 @@ void WriteTable(pugi::xml_node table, std::ostream& text) {
     WriteRow(row, widths, text);
     if (heading == 0 || --heading > 0) continue;
     std::vector<TextCell> rule;
+    rule.reserve(widths.size());
     for (const std::size_t width : widths) rule.push_back({std::string(width, '-'), false, 1});
     WriteRow(rule, widths, text);
   }

@@ -9,9 +9,6 @@
 
 namespace {
 
-constexpr int kUnknownDataset = 87;
-constexpr int kNoStepOpen = 89;
-constexpr int kRowOutOfRange = 97;
 constexpr std::size_t kMostPendingWrites = 1048576;
 
 const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
@@ -19,10 +16,10 @@ const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
 // 0 when the cell is one of the dataset's, as far as the catalogue knows.
 int CheckCell(const char* name, long row, int column) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (!isProcedure) return kNoStepOpen;
+  if (!isProcedure) return CleXDErrorCode::kNoStepOpen;
   const int entry = FindInCatalogue(name);
-  if (entry < 0) return kUnknownDataset;
-  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)]) return kRowOutOfRange;
+  if (entry < 0) return CleXDErrorCode::kUnknownDataset;
+  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)]) return CleXDErrorCode::kRowOutOfRange;
   const bool there = column >= 0 && column < varcountVec[static_cast<std::size_t>(entry)];
   return there ? 0 : CleXDErrorCode::kIndexOutOfRange;
 }

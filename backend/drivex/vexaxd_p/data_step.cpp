@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr int kNoActiveName = 93;  // the active dataset has no name of its own
 constexpr const char* kActiveDataset = "*";
 
 // Kept: the records of a data step are not destroyed with it. Not inlined: the leak checker's list knows it
@@ -135,7 +134,7 @@ int GetNewDatasetName(char* name) {
 const char* GetActive(int* errCode) {
   ApiCall call(Action::GetActive);
   StoreCode(errCode, call.code());
-  const bool answered = call.code() == 0 || call.code() == kNoActiveName;
+  const bool answered = call.code() == 0 || call.code() == CleXDErrorCode::kNoActiveName;
   return answered && call.reply().GetStringDataRef().Size() > 0 ? KeepText(call.Text(0)) : kActiveDataset;
 }
 

@@ -46,7 +46,7 @@ double DatastepDataSmb::GetNCellValue(unsigned int variable, int& missing, int& 
   const OBS* unit = UnitsOf(variable, 1);
   const bool of_string = variable < varTypes.size() && varTypes[variable] != 0;
   if (of_string || unit == nullptr) {
-    errCode = of_string ? kNumberOfString : CleXDErrorCode::kIndexOutOfRange;
+    errCode = of_string ? CleXDErrorCode::kNumberOfString : CleXDErrorCode::kIndexOutOfRange;
     return 0.0;
   }
   const double value = ObsNumber(*unit);
@@ -59,7 +59,7 @@ char* DatastepDataSmb::GetCCellValue(unsigned int variable, int& errCode) const 
   if (variable >= varTypes.size()) return nullptr;
   const int width = varTypes[variable];
   const OBS* units = UnitsOf(variable, GetVarObsLength(static_cast<int>(variable)));
-  if (width == 0) errCode = kTextOfNumber;
+  if (width == 0) errCode = CleXDErrorCode::kTextOfNumber;
   if (width <= 0 || units == nullptr) return nullptr;
   errCode = 0;
   char* text = new char[static_cast<std::size_t>(width) + 1]();
@@ -68,7 +68,7 @@ char* DatastepDataSmb::GetCCellValue(unsigned int variable, int& errCode) const 
 }
 
 int DatastepDataSmb::SetNCellValue(unsigned int variable, double value) {
-  if (variable < varTypes.size() && varTypes[variable] != 0) return kTextOfNumber;
+  if (variable < varTypes.size() && varTypes[variable] != 0) return CleXDErrorCode::kTextOfNumber;
   OBS* unit = UnitsOf(variable, 1);
   if (unit == nullptr) return CleXDErrorCode::kIndexOutOfRange;
   *unit = ObsOf(value);
@@ -78,7 +78,7 @@ int DatastepDataSmb::SetNCellValue(unsigned int variable, double value) {
 int DatastepDataSmb::SetCCellValue(unsigned int variable, const char* value) {
   if (variable >= varTypes.size()) return CleXDErrorCode::kIndexOutOfRange;
   const int units = varObsLength[variable];
-  if (units == 0) return kNumberOfString;
+  if (units == 0) return CleXDErrorCode::kNumberOfString;
   OBS* target = UnitsOf(variable, units);
   if (target == nullptr) return CleXDErrorCode::kIndexOutOfRange;
   const std::size_t width = static_cast<std::size_t>(units) * sizeof(OBS);

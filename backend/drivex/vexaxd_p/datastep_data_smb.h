@@ -12,12 +12,6 @@
 
 class DatastepDataSmb {
  public:
-  // Kept, crossed as they are: callers rely on them.
-  static constexpr int kNumberOfString =
-      56;  // a number read of a string variable, a text written with no width
-  static constexpr int kTextOfNumber =
-      57;  // a text read of a number; also a number written to a string variable
-
   DatastepDataSmb() = default;
   DatastepDataSmb(const DatastepDataSmb&) = delete;
   DatastepDataSmb& operator=(const DatastepDataSmb&) = delete;

@@ -11,9 +11,18 @@ class VEXA_API CleXDErrorCode {
   static constexpr int kSuccess = 0;
   static constexpr int kIndexOutOfRange = 10;    // a variable, a column, or no case in hand to read it from
   static constexpr int kBackendNotRunning = 17;  // also StartVexa without a bin/StartXD
-  static constexpr int kWrongType = 24;      // a number asked of a string variable, or the other way round
-  static constexpr int kPeerClosed = 99103;  // a read found every writer gone
-  static constexpr int kPipeFailed = 99104;  // any other failure of a fifo
+  static constexpr int kWrongType = 24;  // a number asked of a string variable, or the other way round
+  // Of the cells of a data step. Kept, crossed as they are: callers rely on them.
+  static constexpr int kNumberOfString =
+      56;  // a number read of a string variable, a text written with no width
+  static constexpr int kTextOfNumber =
+      57;  // a text read of a number; also a number written to a string variable
+  static constexpr int kUnknownDataset = 87;  // not in the step
+  static constexpr int kNoStepOpen = 89;
+  static constexpr int kRowOutOfRange = 97;
+
+  static constexpr int kPeerClosed = 99103;       // a read found every writer gone
+  static constexpr int kPipeFailed = 99104;       // any other failure of a fifo
   static constexpr int kPipeNameMissing = 99106;  // an endpoint without a name
   static constexpr int kProcessNotAlive = 99107;  // the process just started has ended
 
@@ -21,6 +30,8 @@ class VEXA_API CleXDErrorCode {
   // block.
   static constexpr int kEndOfData = 23;
   static constexpr int kEndOfSplit = 67;
+  // The backend's word that the active dataset has no name of its own.
+  static constexpr int kNoActiveName = 93;
 
   // Whether a code means that the peer is gone: 99103, and 109, which nothing raises and callers may still
   // hand in. 99104 is deliberately none of them.

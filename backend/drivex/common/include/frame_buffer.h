@@ -33,10 +33,6 @@ class FrameBuffer {
     capacity_ = data_ != nullptr ? size : 0;
     return data_ != nullptr;
   }
-  char* Release() {
-    capacity_ = 0;
-    return std::exchange(data_, nullptr);
-  }
   char* data() const { return data_; }
   std::size_t capacity() const { return capacity_; }
 

@@ -1,79 +1,78 @@
-// Attributes of variables and of the data file, and multiple response sets.
+// Attributes of variables and of datasets, and multiple response sets.
 #include <algorithm>
 
-#include "session.h"
+#include "arguments.h"
 #include "words.h"
 
 namespace {
 
-using Texts = std::span<const std::string>;
-
-// Whose attributes a request is about; the code for a request that names nobody.
-using Owner = int (*)(Session&, CleXDSmb& request, Attributes*&);
-
-int OfVariable(Session& session, CleXDSmb& request, Attributes*& attributes) {
-  const std::optional<int> index = LongArgument(request, 0);
-  if (!index) return engine_code::kBadRequest;
-  Variable* variable = VariableAt(session, index);
-  if (variable == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  attributes = &variable->attributes;
+template <class Owner>
+int Names(Owner& owner, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(owner.attributes.size()));
+  for (const Attribute& attribute : owner.attributes) reply.SetString(attribute.name);
   return 0;
 }
 
-int OfDataFile(Session& session, CleXDSmb&, Attributes*& attributes) {
-  attributes = &session.dataset.attributes;
-  return 0;
-}
-
-template <Owner owner>
-int Names(Session& session, CleXDSmb& request, CleXDSmb& reply) {
-  Attributes* attributes = nullptr;
-  if (const int code = owner(session, request, attributes)) return code;
-  reply.SetLong(static_cast<long>(attributes->size()));
-  for (const Attribute& attribute : *attributes) reply.SetString(attribute.name);
-  return 0;
-}
-
-template <Owner owner>
-int Values(Session& session, CleXDSmb& request, CleXDSmb& reply) {
-  Attributes* attributes = nullptr;
-  if (const int code = owner(session, request, attributes)) return code;
-  const std::string* name = TextArgument(request, 0);
+template <class Owner>
+int Values(Owner& owner, Arguments& arguments, CleXDSmb& reply) {
+  const std::string* name = arguments.TakeText();
   if (name == nullptr) return engine_code::kBadRequest;
-  const Attribute* attribute = FindAttribute(*attributes, *name);
+  const Attribute* attribute = FindAttribute(owner.attributes, *name);
   if (attribute == nullptr) return engine_code::kUnknownName;
   reply.SetLong(static_cast<long>(attribute->values.size()));
   for (const std::string& value : attribute->values) reply.SetString(value);
   return 0;
 }
 
-// Variable, attribute, value; the integer is the value's place, where the one behind the last adds a value.
-int SetValue(Session& session, CleXDSmb& request, CleXDSmb&) {
-  const auto& texts = request.GetStringDataRef().Values();
-  const std::optional<int> place = LongArgument(request, 0);
-  if (texts.size() != 3 || texts[1].empty() || !place) return engine_code::kBadRequest;
-  Variable* variable = session.dataset.Find(texts[0]);
-  if (variable == nullptr) return engine_code::kUnknownName;
-  Attribute* attribute = FindAttribute(variable->attributes, texts[1]);
+// All values of an attribute, in place of those that it had.
+template <class Owner>
+int Set(Owner& owner, Arguments& arguments) {
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr || name->empty()) return engine_code::kBadRequest;
+  Attribute* attribute = FindAttribute(owner.attributes, *name);
+  if (attribute == nullptr) attribute = &owner.attributes.emplace_back(Attribute{*name, {}});
+  const auto values = arguments.List(0);
+  attribute->values.assign(values.begin(), values.end());
+  return 0;
+}
+
+template <class Owner>
+int Delete(Owner& owner, Arguments& arguments) {
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr) return engine_code::kBadRequest;
+  const auto same = [&](const Attribute& attribute) { return SameName(attribute.name, *name); };
+  return std::erase_if(owner.attributes, same) > 0 ? 0 : engine_code::kUnknownName;
+}
+
+// Attribute, value; the integer is the value's place, where the one behind the last adds a value.
+int SetValue(Variable& variable, Arguments& arguments) {
+  const std::optional<int> place = arguments.TakeLong();
+  const auto texts = arguments.Texts();
+  if (texts.size() != 2 || texts[0].empty() || !place) return engine_code::kBadRequest;
+  Attribute* attribute = FindAttribute(variable.attributes, texts[0]);
   const std::size_t count = attribute != nullptr ? attribute->values.size() : 0;
   const auto at = static_cast<std::size_t>(*place);
   if (*place < 0 || at > count) return CleXDErrorCode::kIndexOutOfRange;
-  if (attribute == nullptr) attribute = &variable->attributes.emplace_back(Attribute{texts[1], {}});
+  if (attribute == nullptr) attribute = &variable.attributes.emplace_back(Attribute{texts[0], {}});
   if (at == count) attribute->values.emplace_back();
-  attribute->values[at] = texts[2];
+  attribute->values[at] = texts[1];
   return 0;
 }
 
-int SetNames(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  for (const ResponseSet& set : session.dataset.response_sets) reply.SetString(set.name);
+int SetNames(Dataset& dataset, CleXDSmb& reply) {
+  for (const ResponseSet& set : dataset.response_sets) reply.SetString(set.name);
   return 0;
 }
 
-int FindSet(Session& session, Texts texts, CleXDSmb& reply) {
-  const auto& sets = session.dataset.response_sets;
-  const auto set = std::find_if(sets.begin(), sets.end(), [&](const ResponseSet& candidate) {
-    return SameName(candidate.name, texts[0]);
-  });
+auto IsNamed(const std::string& name) {
+  return [&name](const ResponseSet& set) { return SameName(set.name, name); };
+}
+
+int FindSet(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr) return engine_code::kBadRequest;
+  const auto& sets = dataset.response_sets;
+  const auto set = std::find_if(sets.begin(), sets.end(), IsNamed(*name));
   if (set == sets.end()) return engine_code::kUnknownName;
   reply.SetString(set->label);
   reply.SetString(set->counted);
@@ -83,21 +82,66 @@ int FindSet(Session& session, Texts texts, CleXDSmb& reply) {
   return 0;
 }
 
-constexpr ActionEntry kActions[] = {
-    {Action::GetVarAttributeNames, Names<OfVariable>},
-    {Action::GetDataFileAttributeNames, Names<OfDataFile>},
-    {Action::GetVarAttributes, Values<OfVariable>},
-    {Action::GetDataFileAttributes, Values<OfDataFile>},
-    {Action::SetVarAttributes, SetValue},
-    {Action::GetMultiResponseSetNames, SetNames},
-    {Action::GetMultiResponseSet, WithTexts<FindSet, 1>},
+// Name, label, counted value; the coding; the members. In place of a set of that name.
+int SetSet(Dataset& dataset, Arguments& arguments) {
+  const int coding = arguments.TakeLong().value_or(0);
+  const auto texts = arguments.Texts();
+  const auto members = arguments.List(0);
+  if (texts.size() != 3 || texts[0].empty() || members.empty() || coding < 1 || coding > 2) {
+    return engine_code::kBadRequest;
+  }
+  ResponseSet set = {texts[0], texts[1], coding == 1, coding == 1 ? texts[2] : "", false, {}};
+  for (const std::string& member : members) {
+    const Variable* const variable = dataset.Find(member);
+    if (variable == nullptr) return engine_code::kUnknownName;
+    if (set.members.empty()) set.is_text = variable->IsText();
+    if (set.is_text != variable->IsText()) return CleXDErrorCode::kWrongType;
+    set.members.push_back(variable->name);
+  }
+  auto& sets = dataset.response_sets;
+  const auto old = std::find_if(sets.begin(), sets.end(), IsNamed(set.name));
+  if (old != sets.end()) {
+    *old = std::move(set);
+  } else {
+    sets.push_back(std::move(set));
+  }
+  return 0;
+}
 
-    {Action::GetVarAttributeNamesInProcDS, Names<OfVariable>},
-    {Action::GetDataFileAttributeNamesInProcDS, Names<OfDataFile>},
-    {Action::GetVarAttributesInProcDS, Values<OfVariable>},
-    {Action::GetDataFileAttributesInProcDS, Values<OfDataFile>},
-    {Action::GetMultiResponseSetNamesInProcDS, SetNames},
-    {Action::GetMultiResponseSetInProcDS, WithTexts<FindSet, 1>},
+int DeleteSet(Dataset& dataset, Arguments& arguments) {
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr) return engine_code::kBadRequest;
+  return std::erase_if(dataset.response_sets, IsNamed(*name)) > 0 ? 0 : engine_code::kUnknownName;
+}
+
+constexpr ActionEntry kActions[] = {
+    {Action::GetVarAttributeNames, About<ActiveVariable, Names<Variable>>},
+    {Action::GetDataFileAttributeNames, About<ActiveDataset, Names<Dataset>>},
+    {Action::GetVarAttributes, About<ActiveVariable, Values<Variable>>},
+    {Action::GetDataFileAttributes, About<ActiveDataset, Values<Dataset>>},
+    {Action::SetVarAttributes, About<NamedVariable, SetValue>},
+    {Action::GetMultiResponseSetNames, About<ActiveDataset, SetNames>},
+    {Action::GetMultiResponseSet, About<ActiveDataset, FindSet>},
+
+    {Action::GetVarAttributeNamesInProcDS, About<ActiveVariable, Names<Variable>>},
+    {Action::GetDataFileAttributeNamesInProcDS, About<ActiveDataset, Names<Dataset>>},
+    {Action::GetVarAttributesInProcDS, About<ActiveVariable, Values<Variable>>},
+    {Action::GetDataFileAttributesInProcDS, About<ActiveDataset, Values<Dataset>>},
+    {Action::GetMultiResponseSetNamesInProcDS, About<ActiveDataset, SetNames>},
+    {Action::GetMultiResponseSetInProcDS, About<ActiveDataset, FindSet>},
+
+    {Action::GetVarAttributesNameInDS, About<StepVariable, Names<Variable>>},
+    {Action::GetVarAttributesInDS, About<StepVariable, Values<Variable>>},
+    {Action::SetVarAttributesInDS, About<StepVariable, Set<Variable>>},
+    {Action::DelVarAttributesInDS, About<StepVariable, Delete<Variable>>},
+    {Action::GetDataFileAttributeNamesInDS, About<StepDataset, Names<Dataset>>},
+    {Action::GetDataFileAttributesInDS, About<StepDataset, Values<Dataset>>},
+    {Action::SetDataFileAttributesInDS, About<StepDataset, Set<Dataset>>},
+    {Action::DelDataFileAttributesInDS, About<StepDataset, Delete<Dataset>>},
+    {Action::GetMultiResponseSetNamesInDS, About<StepDataset, SetNames>},
+    {Action::GetMultiResponseSetInDS, About<StepDataset, FindSet>},
+    {Action::SetMultiResponseSetInDS, About<StepDataset, SetSet>},
+    {Action::DelMultiResponseSetInDS, About<StepDataset, DeleteSet>},
 };
 
 }  // namespace

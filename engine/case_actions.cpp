@@ -12,9 +12,11 @@ constexpr std::size_t kMaxBlockBytes = std::size_t{256} << 20;
 int MakeCursor(Session& session, CleXDSmb& request, CleXDSmb&) {
   const std::string access = request.GetSingleString();
   if (access != "r" && access != "R" && access != "w" && access != "W") return engine_code::kBadAccess;
-  if (session.dataset.variables.empty()) return engine_code::kNoData;
+  const Dataset& data = session.Data();
+  if (data.variables.empty()) return engine_code::kNoData;
   if (session.cursor) return engine_code::kCursorExists;
-  session.cursor.emplace();
+  if (session.datasets.StepOpen()) return engine_code::kStepOpen;
+  session.cursor = {access == "w" || access == "W", data.CaseCount(), data.CaseUnits(), 0};
   return 0;
 }
 
@@ -43,7 +45,7 @@ int CursorPosition(Session& session, CleXDSmb&, CleXDSmb& reply) {
 
 int NextCase(Session& session, CleXDSmb&, CleXDSmb&) {
   if (!session.cursor) return engine_code::kNoCursor;
-  if (session.cursor->delivered == session.dataset.CaseCount()) return CleXDErrorCode::kEndOfData;
+  if (session.cursor->delivered == session.cursor->cases) return CleXDErrorCode::kEndOfData;
   ++session.cursor->delivered;
   return 0;
 }
@@ -51,23 +53,27 @@ int NextCase(Session& session, CleXDSmb&, CleXDSmb&) {
 // The block that reaches the last case says so at once, and the driver asks no further.
 int NextBlock(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   if (!session.cursor) return engine_code::kNoCursor;
-  const Dataset& data = session.dataset;
+  Cursor& cursor = *session.cursor;
+  const Dataset& data = session.Data();
+  const std::size_t case_bytes = cursor.case_units * kUnitBytes;
   const int wanted = LongArgument(request, 0).value_or(0);
-  const int case_bytes = LongArgument(request, 1).value_or(0);
-  if (wanted < 1 || case_bytes < 1 || static_cast<std::size_t>(case_bytes) != data.CaseBytes()) {
+  if (wanted < 1 || static_cast<std::size_t>(LongArgument(request, 1).value_or(0)) != case_bytes) {
     return engine_code::kBadRequest;
   }
-  std::size_t& delivered = session.cursor->delivered;
-  const std::size_t room = std::max<std::size_t>(kMaxBlockBytes / data.CaseBytes(), 1);
-  const std::size_t count = std::min({static_cast<std::size_t>(wanted), room, data.CaseCount() - delivered});
+  const std::size_t room = std::max<std::size_t>(kMaxBlockBytes / case_bytes, 1);
+  const std::size_t count =
+      std::min({static_cast<std::size_t>(wanted), room, cursor.cases - cursor.delivered});
   if (count > 0) {
-    const int bytes = static_cast<int>(count * data.CaseBytes());
-    reply.AllocVoidData(bytes);
-    reply.SaveDataIntoVoidData(data.Case(delivered), bytes);
+    reply.AllocVoidData(static_cast<int>(count * case_bytes));
+    const std::size_t cases_at_once = cursor.case_units == data.CaseUnits() ? count : 1;
+    for (std::size_t i = 0; i < count; i += cases_at_once) {
+      reply.SaveDataIntoVoidData(data.Case(cursor.delivered + i),
+                                 static_cast<int>(cases_at_once * case_bytes));
+    }
   }
   reply.SetLong(static_cast<long>(count));
-  delivered += count;
-  return delivered == data.CaseCount() ? CleXDErrorCode::kEndOfData : 0;
+  cursor.delivered += count;
+  return cursor.delivered == cursor.cases ? CleXDErrorCode::kEndOfData : 0;
 }
 
 // What a driver without a cursor of its own asks for: one value of the current case.
@@ -76,16 +82,16 @@ struct CurrentValue {
   const Unit* value = nullptr;
 };
 
-int FindValue(const Session& session, CleXDSmb& request, CurrentValue& found) {
+int FindValue(Session& session, CleXDSmb& request, CurrentValue& found) {
   if (!session.cursor) return engine_code::kNoCursor;
   const std::optional<int> index = LongArgument(request, 0);
   if (!index) return engine_code::kBadRequest;
-  const auto& variables = session.dataset.variables;
+  const auto& variables = session.Data().variables;
   if (*index < 0 || static_cast<std::size_t>(*index) >= variables.size() || session.cursor->delivered == 0) {
     return CleXDErrorCode::kIndexOutOfRange;
   }
   found.variable = &variables[static_cast<std::size_t>(*index)];
-  found.value = session.dataset.Case(session.cursor->delivered - 1) + found.variable->first_unit;
+  found.value = session.Data().Case(session.cursor->delivered - 1) + found.variable->first_unit;
   return 0;
 }
 
@@ -111,8 +117,9 @@ int TextValue(Session& session, CleXDSmb& request, CleXDSmb& reply) {
 }
 
 int EndOfSplit(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  const std::size_t delivered = session.cursor ? session.cursor->delivered : 0;
-  reply.SetLong(delivered == session.dataset.CaseCount() ? 1 : 0);
+  const std::size_t left =
+      session.cursor ? session.cursor->cases - session.cursor->delivered : session.Data().CaseCount();
+  reply.SetLong(left == 0 ? 1 : 0);
   return 0;
 }
 

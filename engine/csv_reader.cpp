@@ -14,10 +14,6 @@
 
 namespace {
 
-constexpr std::size_t kMaxNameBytes = 64;
-// A case travels in a message, whose length is a 32-bit number.
-constexpr std::size_t kMaxCaseBytes = INT_MAX / 2;
-
 using Fields = std::vector<std::string_view>;
 
 // Walks the rows of a text. The fields of a row are valid until the next one.
@@ -144,8 +140,7 @@ void StoreCases(CsvRows& rows, Dataset& dataset) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
       const Variable& variable = dataset.variables[i];
       if (variable.IsText()) {
-        std::fill_n(unit, variable.Units(), kBlankUnit);
-        std::memcpy(unit, fields[i].data(), fields[i].size());
+        StoreText(variable, unit, fields[i]);
       } else {
         const auto number = ParseNumber(fields[i]);
         *unit = number ? UnitOf(*number) : kSystemMissing;
@@ -181,8 +176,8 @@ Dataset ReadCsv(const std::string& path) {
 
   Dataset dataset;
   for (Column& column : columns) {
-    dataset.AddVariable(std::move(column.name),
-                        column.numeric ? 0 : std::max<std::size_t>(column.longest, 1));
+    const std::size_t width = column.numeric ? 0 : std::max<std::size_t>(column.longest, 1);
+    dataset.AddVariable(Variable(std::move(column.name), static_cast<int>(width)));
   }
   if (dataset.CaseBytes() > kMaxCaseBytes) rows.Fail("a case is too long");
   dataset.ResizeCases(cases);

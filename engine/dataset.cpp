@@ -1,6 +1,8 @@
 #include "dataset.h"
 
 #include <algorithm>
+#include <cctype>
+#include <charconv>
 #include <cstring>
 
 #include "words.h"
@@ -26,6 +28,33 @@ bool IsUserMissing(const MissingRule& rule, Unit value) {
   if (rule.format == MissingRule::kRangeAndOne) return value == rule.values[2] || InRange(rule, value);
   return std::find(rule.values.begin(), rule.values.begin() + rule.format, value) !=
          rule.values.begin() + rule.format;
+}
+
+bool MayStartName(unsigned char c) {
+  return std::isalpha(c) || c == '_' || c == '@' || c == '#' || c >= 0x80;
+}
+bool MayContinueName(unsigned char c) { return MayStartName(c) || std::isdigit(c) || c == '.' || c == '$'; }
+
+std::string ShortestText(double value) {
+  char text[32];
+  const auto [end, failure] = std::to_chars(text, text + sizeof(text), value);
+  return {text, end};
+}
+
+// The same value for another type. What cannot be said in it is missing: a text that is no number, a number
+// that does not fit into the width. A text is cut.
+void Convert(const Variable& from, const Unit* value, const Variable& to, Unit* place) {
+  StoreMissing(to, place);
+  if (from.IsText() && to.IsText()) {
+    StoreText(to, place, TextAt(from, value).substr(0, static_cast<std::size_t>(to.width)));
+  } else if (from.IsText()) {
+    if (const auto number = ParseNumber(TextAt(from, value))) *place = UnitOf(*number);
+  } else if (!to.IsText()) {
+    *place = *value;
+  } else if (*value != kSystemMissing) {
+    const std::string text = ShortestText(NumberOf(*value));
+    if (text.size() <= static_cast<std::size_t>(to.width)) StoreText(to, place, text);
+  }
 }
 
 }  // namespace
@@ -62,16 +91,57 @@ std::string Format::Text() const {
   return text;
 }
 
-void Dataset::AddVariable(std::string name, std::size_t width) {
-  Variable& variable = variables.emplace_back();
-  variable.name = std::move(name);
-  variable.width = static_cast<int>(width);
+Variable::Variable(std::string variable_name, int text_width)
+    : name(std::move(variable_name)), width(text_width) {
+  if (!IsText()) return;
+  format = {FormatType::Text, width, 0};
+  level = Level::Nominal;
+  alignment = Alignment::Left;
+  missing.values.fill(kBlankUnit);
+}
+
+void Dataset::AddVariable(Variable variable) {
   variable.first_unit = case_units;
   case_units += variable.Units();
-  if (!variable.IsText()) return;
-  variable.format = {FormatType::Text, variable.width, 0};
-  variable.level = Level::Nominal;
-  variable.missing.values.fill(kBlankUnit);
+  variables.push_back(std::move(variable));
+}
+
+bool Dataset::Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources) {
+  std::size_t units = 0;
+  for (Variable& variable : wanted) {
+    variable.first_unit = units;
+    units += variable.Units();
+  }
+  if (units > kMaxCaseBytes / kUnitBytes) return false;
+  std::vector<Unit> arranged(case_count * units);
+  for (std::size_t row = 0; row < case_count; ++row) {
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      Unit* const place = arranged.data() + row * units + wanted[i].first_unit;
+      if (sources[i] == kNowhere) {
+        StoreMissing(wanted[i], place);
+      } else {
+        const Variable& source = variables[sources[i]];
+        Convert(source, Case(row) + source.first_unit, wanted[i], place);
+      }
+    }
+  }
+  variables = std::move(wanted);
+  cells = std::move(arranged);
+  case_units = units;
+  return true;
+}
+
+void Dataset::NameChanged(const std::string& old_name, const std::string& new_name) {
+  const auto change = [&](std::vector<std::string>& names) {
+    for (std::string& entry : names) {
+      if (SameName(entry, old_name)) entry = new_name;
+    }
+    std::erase(names, "");
+  };
+  change(splits);
+  for (ResponseSet& set : response_sets) change(set.members);
+  std::erase_if(response_sets, [](const ResponseSet& set) { return set.members.empty(); });
+  if (SameName(weight, old_name)) weight = new_name;
 }
 
 void Dataset::ResizeCases(std::size_t count) {
@@ -79,10 +149,48 @@ void Dataset::ResizeCases(std::size_t count) {
   cells.resize(case_count * case_units);
 }
 
-Variable* Dataset::Find(std::string_view name) {
-  const auto found = std::find_if(variables.begin(), variables.end(),
-                                  [&](const Variable& variable) { return SameName(variable.name, name); });
+void Dataset::InsertCases(std::size_t at, std::size_t count) {
+  cells.insert(cells.begin() + static_cast<std::ptrdiff_t>(at * case_units), count * case_units, Unit{});
+  case_count += count;
+  for (std::size_t row = at; row < at + count; ++row) {
+    for (const Variable& variable : variables) StoreMissing(variable, Case(row) + variable.first_unit);
+  }
+}
+
+void Dataset::DeleteCase(std::size_t at) {
+  const auto begin = cells.begin() + static_cast<std::ptrdiff_t>(at * case_units);
+  cells.erase(begin, begin + static_cast<std::ptrdiff_t>(case_units));
+  --case_count;
+}
+
+Variable* Dataset::Find(std::string_view variable_name) {
+  const auto found = std::find_if(variables.begin(), variables.end(), [&](const Variable& variable) {
+    return SameName(variable.name, variable_name);
+  });
   return found != variables.end() ? &*found : nullptr;
+}
+
+NameVerdict JudgeName(std::string_view name) {
+  if (name.empty() || name.size() > kMaxNameBytes) return NameVerdict::BadLength;
+  if (!MayStartName(static_cast<unsigned char>(name[0]))) return NameVerdict::BadStart;
+  const bool good = std::all_of(name.begin(), name.end(),
+                                [](char c) { return MayContinueName(static_cast<unsigned char>(c)); });
+  return good && name.back() != '.' ? NameVerdict::Good : NameVerdict::BadCharacter;
+}
+
+void StoreMissing(const Variable& variable, Unit* place) {
+  std::fill_n(place, variable.Units(), variable.IsText() ? kBlankUnit : kSystemMissing);
+}
+
+void StoreText(const Variable& variable, Unit* place, std::string_view text) {
+  std::fill_n(place, variable.Units(), kBlankUnit);
+  std::memcpy(place, text.data(), text.size());
+}
+
+void BlankRest(const Variable& variable, Unit* place) {
+  const auto width = static_cast<std::size_t>(variable.width);
+  if (variable.IsText())
+    std::memset(reinterpret_cast<char*>(place) + width, ' ', variable.Units() * kUnitBytes - width);
 }
 
 Attribute* FindAttribute(Attributes& attributes, std::string_view name) {

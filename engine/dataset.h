@@ -1,5 +1,4 @@
-// A dataset: the dictionary and the cases. Both are filled while the engine starts; afterwards only
-// attributes change.
+// A dataset: the dictionary and the cases.
 //
 // A case is a run of 8-byte units in dictionary order, without header or gaps: one unit for a number, as many
 // as hold the width for a text, with blanks behind it. All cases lie one behind the other, so that any run of
@@ -13,7 +12,9 @@
 
 #include <array>
 #include <bit>
+#include <climits>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,12 +35,19 @@ Unit UnitOf(std::string_view text);
 // The eight bytes of a unit.
 std::string TextOf(Unit unit);
 
-// A text may be this wide at most.
+// A text may be this wide at most, a name this long.
 inline constexpr std::size_t kMaxTextWidth = 32767;
+inline constexpr std::size_t kMaxNameBytes = 64;
+// A case travels in a message, whose length is a 32-bit number.
+inline constexpr std::size_t kMaxCaseBytes = INT_MAX / 2;
 
 enum class FormatType : int { Text = 1, Fixed = 2, Scientific = 3, Comma = 4, Dollar = 5, Percent = 6 };
 enum class Level : int { Nominal = 1, Ordinal = 2, Scale = 3 };
 enum class Role : int { Input = 0, Target = 1, Both = 2, None = 3, Partition = 4, Split = 5 };
+enum class Alignment : int { Left = 0, Right = 1, Center = 2 };
+
+// As users write them.
+inline constexpr const char* kLevelNames[] = {"nominal", "ordinal", "scale"};  // from Level::Nominal
 
 struct Format {
   FormatType type = FormatType::Fixed;
@@ -88,6 +96,9 @@ struct ResponseSet {
 };
 
 struct Variable {
+  Variable() = default;
+  Variable(std::string variable_name, int text_width);  // a number for a width of 0
+
   std::string name;
   std::string label;
   int width = 0;  // 0 for a number, else the bytes of the text
@@ -95,6 +106,8 @@ struct Variable {
   Format format;
   Level level = Level::Scale;
   Role role = Role::Input;
+  Alignment alignment = Alignment::Right;
+  int column_width = 8;
   MissingRule missing;
   std::vector<ValueLabel> value_labels;
   Attributes attributes;
@@ -109,16 +122,29 @@ enum class MissingState : int { Valid = 0, User = 1, System = 2 };
 
 class Dataset {
  public:
+  std::string name;  // empty for one that has none
   std::vector<Variable> variables;
   std::string weight;               // a variable's name, or empty
   std::vector<std::string> splits;  // names of variables
   Attributes attributes;
   std::vector<ResponseSet> response_sets;
 
-  // Appends a variable behind those that are there: a number for a width of 0. While there are no cases yet.
-  void AddVariable(std::string name, std::size_t width);
-  // Makes room for that many cases, blank or zero; Case() then gives the place of each.
+  // Appends a variable behind those that are there. While there are no cases yet.
+  void AddVariable(Variable variable);
+  // Where the values of a variable come from, when the variables change.
+  static constexpr std::size_t kNowhere = SIZE_MAX;
+  // Makes `wanted` the variables; sources[i] is the place that variable i has now, kNowhere for a new one.
+  // Values of new variables are missing; of those with another type they are converted. False when a case
+  // would be too long.
+  bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources);
+  // After a variable's name has changed, or the variable is gone: an empty new name.
+  void NameChanged(const std::string& old_name, const std::string& new_name);
+
+  // Makes room for that many cases; Case() then gives the place of each. New ones are zero.
   void ResizeCases(std::size_t count);
+  // New cases have missing values everywhere.
+  void InsertCases(std::size_t at, std::size_t count);
+  void DeleteCase(std::size_t at);
 
   std::size_t CaseCount() const { return case_count; }
   std::size_t CaseUnits() const { return case_units; }
@@ -127,13 +153,27 @@ class Dataset {
   const Unit* Case(std::size_t index) const { return cells.data() + index * case_units; }
 
   // Null when there is none of the name; case does not count.
-  Variable* Find(std::string_view name);
+  Variable* Find(std::string_view variable_name);
 
  private:
   std::size_t case_count = 0;
   std::size_t case_units = 0;
   std::vector<Unit> cells;
 };
+
+enum class NameVerdict : int { Good = 0, BadLength = 1, BadStart = 2, BadCharacter = 3 };
+NameVerdict JudgeName(std::string_view name);
+
+// The missing value of a variable at its place.
+void StoreMissing(const Variable& variable, Unit* place);
+// The text with blanks behind it; it must not be wider than the variable.
+void StoreText(const Variable& variable, Unit* place, std::string_view text);
+// Blanks behind the width of a text.
+void BlankRest(const Variable& variable, Unit* place);
+// The whole width of a text, blanks included.
+inline std::string_view TextAt(const Variable& variable, const Unit* place) {
+  return {reinterpret_cast<const char*>(place), static_cast<std::size_t>(variable.width)};
+}
 
 // What the value at the variable's first unit counts as.
 MissingState StateOf(const Variable& variable, const Unit* value);

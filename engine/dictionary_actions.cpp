@@ -1,24 +1,20 @@
-// The questions about the dictionary. There is one dataset, so the running procedure's is the same: its
-// questions have numbers of their own and the same answers.
+// The questions about a dictionary: of the active dataset, which is also the running procedure's, and of the
+// datasets of a data step. Each has numbers of its own and the same answers.
 #include <algorithm>
-#include <cctype>
 
-#include "session.h"
+#include "arguments.h"
 
 namespace {
 
 constexpr int kOutputWidth = 80;
-constexpr std::size_t kMaxNameBytes = 64;
 
-enum class NameVerdict : int { Good = 0, BadLength = 1, BadStart = 2, BadCharacter = 3 };
-
-int VariableCount(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetLong(static_cast<long>(session.dataset.variables.size()));
+int VariableCount(Dataset& dataset, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(dataset.variables.size()));
   return 0;
 }
 
-int RowCount(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetLong(static_cast<long>(session.dataset.CaseCount()));
+int RowCount(Dataset& dataset, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(dataset.CaseCount()));
   return 0;
 }
 
@@ -51,6 +47,31 @@ int FormatNumbers(const Variable& variable, CleXDSmb& reply) {
 
 int MeasurementLevel(const Variable& variable, CleXDSmb& reply) {
   reply.SetLong(static_cast<long>(variable.level));
+  return 0;
+}
+
+int LevelName(const Variable& variable, CleXDSmb& reply) {
+  reply.SetString(kLevelNames[static_cast<int>(variable.level) - static_cast<int>(Level::Nominal)]);
+  return 0;
+}
+
+int AlignmentNumber(const Variable& variable, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(variable.alignment));
+  return 0;
+}
+
+int ColumnWidth(const Variable& variable, CleXDSmb& reply) {
+  reply.SetLong(variable.column_width);
+  return 0;
+}
+
+int FirstUnit(const Variable& variable, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(variable.first_unit));
+  return 0;
+}
+
+int CaseLength(Dataset& dataset, CleXDSmb& reply) {
+  reply.SetLong(static_cast<long>(dataset.CaseBytes()));
   return 0;
 }
 
@@ -100,12 +121,12 @@ int TextValueLabels(const Variable& variable, CleXDSmb& reply) {
 }
 
 int SplitVariables(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  for (const std::string& name : session.dataset.splits) reply.SetString(name);
+  for (const std::string& name : session.Data().splits) reply.SetString(name);
   return 0;
 }
 
 int WeightVariable(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetString(session.dataset.weight);
+  reply.SetString(session.Data().weight);
   return 0;
 }
 
@@ -120,39 +141,27 @@ int SystemMissingValue(Session&, CleXDSmb&, CleXDSmb& reply) {
   return 0;
 }
 
-bool MayStartName(unsigned char c) {
-  return std::isalpha(c) || c == '_' || c == '@' || c == '#' || c >= 0x80;
-}
-bool MayContinueName(unsigned char c) { return MayStartName(c) || std::isdigit(c) || c == '.' || c == '$'; }
-
-NameVerdict Judge(const std::string& name) {
-  if (name.empty() || name.size() > kMaxNameBytes) return NameVerdict::BadLength;
-  if (!MayStartName(static_cast<unsigned char>(name[0]))) return NameVerdict::BadStart;
-  const bool good = std::all_of(name.begin(), name.end(),
-                                [](char c) { return MayContinueName(static_cast<unsigned char>(c)); });
-  return good && name.back() != '.' ? NameVerdict::Good : NameVerdict::BadCharacter;
-}
-
 int ValidateName(Session&, CleXDSmb& request, CleXDSmb& reply) {
-  if (request.GetStringDataRef().Size() < 1) return engine_code::kBadRequest;
-  reply.SetLong(static_cast<long>(Judge(request.GetStringDataRef()[0])));
+  const std::string* name = TextArgument(request, 0);
+  if (name == nullptr) return engine_code::kBadRequest;
+  reply.SetLong(static_cast<long>(JudgeName(*name)));
   return 0;
 }
 
 constexpr ActionEntry kActions[] = {
-    {Action::GetVariableCount, VariableCount},
-    {Action::GetRowCount, RowCount},
-    {Action::GetVariableName, AboutVariable<Name>},
-    {Action::GetVariableLabel, AboutVariable<Label>},
-    {Action::GetVariableType, AboutVariable<Type>},
-    {Action::GetVariableFormat, AboutVariable<FormatText>},
-    {Action::GetVariableFormatType, AboutVariable<FormatNumbers>},
-    {Action::GetVariableMeasurementLevel, AboutVariable<MeasurementLevel>},
-    {Action::GetVariableRole, AboutVariable<VariableRole>},
-    {Action::GetVarCMissingValues, AboutVariable<TextMissingValues>},
-    {Action::GetVarNMissingValues, AboutVariable<NumericMissingValues>},
-    {Action::GetNValueLabels, AboutVariable<NumericValueLabels>},
-    {Action::GetCValueLabels, AboutVariable<TextValueLabels>},
+    {Action::GetVariableCount, About<ActiveDataset, VariableCount>},
+    {Action::GetRowCount, About<ActiveDataset, RowCount>},
+    {Action::GetVariableName, About<ActiveVariable, Name>},
+    {Action::GetVariableLabel, About<ActiveVariable, Label>},
+    {Action::GetVariableType, About<ActiveVariable, Type>},
+    {Action::GetVariableFormat, About<ActiveVariable, FormatText>},
+    {Action::GetVariableFormatType, About<ActiveVariable, FormatNumbers>},
+    {Action::GetVariableMeasurementLevel, About<ActiveVariable, MeasurementLevel>},
+    {Action::GetVariableRole, About<ActiveVariable, VariableRole>},
+    {Action::GetVarCMissingValues, About<ActiveVariable, TextMissingValues>},
+    {Action::GetVarNMissingValues, About<ActiveVariable, NumericMissingValues>},
+    {Action::GetNValueLabels, About<ActiveVariable, NumericValueLabels>},
+    {Action::GetCValueLabels, About<ActiveVariable, TextValueLabels>},
     {Action::GetVexaOutputWidth, Answer<kOutputWidth>},
     {Action::GetSplitVariableNames, SplitVariables},
     {Action::GetWeightVar, WeightVariable},
@@ -161,18 +170,35 @@ constexpr ActionEntry kActions[] = {
     {Action::GetSystemMissingValue, SystemMissingValue},
     {Action::ValidateVarName, ValidateName},
 
-    {Action::GetVariableCountInProcDS, VariableCount},
-    {Action::GetRowCountInProcDS, RowCount},
-    {Action::GetSelectedRowCountInProcDS, RowCount},  // nothing filters
-    {Action::GetVariableNameInProcDS, AboutVariable<Name>},
-    {Action::GetVariableLabelInProcDS, AboutVariable<Label>},
-    {Action::GetVariableTypeInProcDS, AboutVariable<Type>},
-    {Action::GetVariableFormatInProcDS, AboutVariable<FormatText>},
-    {Action::GetVariableFormatTypeInProcDS, AboutVariable<FormatNumbers>},
-    {Action::GetVariableMeasurementLevelInProcDS, AboutVariable<MeasurementLevel>},
-    {Action::GetVariableRoleInProcDS, AboutVariable<VariableRole>},
-    {Action::GetVarCMissingValuesInProcDS, AboutVariable<TextMissingValues>},
-    {Action::GetVarNMissingValuesInProcDS, AboutVariable<NumericMissingValues>},
+    {Action::GetVariableCountInProcDS, About<ActiveDataset, VariableCount>},
+    {Action::GetRowCountInProcDS, About<ActiveDataset, RowCount>},
+    {Action::GetSelectedRowCountInProcDS, About<ActiveDataset, RowCount>},  // nothing filters
+    {Action::GetVariableNameInProcDS, About<ActiveVariable, Name>},
+    {Action::GetVariableLabelInProcDS, About<ActiveVariable, Label>},
+    {Action::GetVariableTypeInProcDS, About<ActiveVariable, Type>},
+    {Action::GetVariableFormatInProcDS, About<ActiveVariable, FormatText>},
+    {Action::GetVariableFormatTypeInProcDS, About<ActiveVariable, FormatNumbers>},
+    {Action::GetVariableMeasurementLevelInProcDS, About<ActiveVariable, MeasurementLevel>},
+    {Action::GetVariableRoleInProcDS, About<ActiveVariable, VariableRole>},
+    {Action::GetVarCMissingValuesInProcDS, About<ActiveVariable, TextMissingValues>},
+    {Action::GetVarNMissingValuesInProcDS, About<ActiveVariable, NumericMissingValues>},
+
+    {Action::GetVarCountInDS, About<StepDataset, VariableCount>},
+    {Action::GetCaseCountInDS, About<StepDataset, RowCount>},
+    {Action::GetCaseLength, About<StepDataset, CaseLength>},
+    {Action::GetVarObsIndex, About<StepVariable, FirstUnit>},
+    {Action::GetVarNameInDS, About<StepVariable, Name>},
+    {Action::GetVarLabelInDS, About<StepVariable, Label>},
+    {Action::GetVarTypeInDS, About<StepVariable, Type>},
+    {Action::GetVarFormatInDS, About<StepVariable, FormatText>},
+    {Action::GetVarAlignmentInDS, About<StepVariable, AlignmentNumber>},
+    {Action::GetVarColumnWidthInDS, About<StepVariable, ColumnWidth>},
+    {Action::GetVarMeasurementLevelInDS, About<StepVariable, LevelName>},
+    {Action::GetVarRoleInDS, About<StepVariable, VariableRole>},
+    {Action::GetVarCMissingValuesInDS, About<StepVariable, TextMissingValues>},
+    {Action::GetVarNMissingValuesInDS, About<StepVariable, NumericMissingValues>},
+    {Action::GetVarNValueLabelInDS, About<StepVariable, NumericValueLabels>},
+    {Action::GetVarCValueLabelInDS, About<StepVariable, TextValueLabels>},
 };
 
 }  // namespace

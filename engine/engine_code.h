@@ -31,6 +31,15 @@ inline constexpr int kNoHandle = 2030;
 inline constexpr int kBadXPath = 2031;
 inline constexpr int kBadText = 2032;
 inline constexpr int kUnknownName = 2033;
+inline constexpr int kTooWide = 2040;
+inline constexpr int kBadName = 2041;
+inline constexpr int kHeaderOpen = 2042;
+inline constexpr int kReadCursor = 2043;
+inline constexpr int kStepOpen = 2044;
+inline constexpr int kCaseTooLong = 2045;
+inline constexpr int kBadCommand = 2046;
+inline constexpr int kNoConnection = 2047;
+inline constexpr int kNoTempFile = 2048;
 
 }  // namespace engine_code
 

@@ -72,7 +72,7 @@ Start Prepare(const char* text, Session& session) {
   try {
     session.options = ParseOptions(text);
     start.log = RequestLog(session.options.log);
-    session.dataset = LoadData(session.options.data);
+    session.Data() = LoadData(session.options.data);
     session.output.files = session.options.output;
     if (!session.output.Write()) {
       throw StartFailure(engine_code::kUnreadable, session.output.files + ": the output cannot be written");

@@ -1,8 +1,8 @@
-// What goes into the output beside tables: commands, which are recorded and not run, posted texts, procedures
-// and what marks them, graphics of the driver's.
+// What goes into the output beside tables: commands, which are recorded and, a few of them, run, posted
+// texts, procedures and what marks them, graphics of the driver's.
 #include <unistd.h>
 
-#include "session.h"
+#include "commands.h"
 
 namespace {
 
@@ -16,8 +16,7 @@ int QueueCommand(Session& session, Texts texts, CleXDSmb&) {
 }
 
 int SubmitCommand(Session& session, Texts texts, CleXDSmb&) {
-  session.output.Submit(texts[0]);
-  return 0;
+  return RunCommands(session, session.output.Submit(texts[0]));
 }
 
 int PostText(Session& session, Texts texts, CleXDSmb&) {

@@ -17,9 +17,11 @@ pugi::xml_node OutputDocument::Add(const char* element, const std::string& text)
   return node;
 }
 
-void OutputDocument::Submit(const std::string& command) {
-  Add("command", parts + command);
+std::string OutputDocument::Submit(const std::string& command) {
+  std::string text = std::move(parts) + command;
   parts.clear();
+  Add("command", text);
+  return text;
 }
 
 void OutputDocument::StartProcedure(const std::string& name, const std::string& title) {

@@ -30,9 +30,9 @@ class OutputDocument {
   pugi::xml_node Add(const char* element, const std::string& text = {});
   // Texts that are posted one behind the other are one text, until the document is looked at.
   void Post(const std::string& text) { posted += text; }
-  // The parts and the command that closes them are one entry, a line each.
+  // The parts and the command that closes them are one entry, a line each. It comes back as one text.
   void Queue(const std::string& part) { parts += part + '\n'; }
-  void Submit(const std::string& command);
+  std::string Submit(const std::string& command);
 
   bool InProcedure() const { return place != xml.document_element(); }
   void StartProcedure(const std::string& name, const std::string& title);

@@ -2,6 +2,9 @@
 
 #include <unordered_map>
 
+#include "arguments.h"
+#include "words.h"
+
 namespace {
 
 constexpr int kGoodbye = 998800;  // the integer of a driver's last message, which has no action of its own
@@ -27,7 +30,8 @@ ActionTable MakeTable() {
   ActionTable table;
   for (const auto family :
        {std::span<const ActionEntry>(kLifeActions), DictionaryActions(), CaseActions(), AttributeActions(),
-        OutputActions(), PivotTableActions(), SettingActions(), XPathActions()}) {
+        OutputActions(), PivotTableActions(), SettingActions(), XPathActions(), DefinitionActions(),
+        WritingActions(), DataStepActions(), CellActions(), TransportActions()}) {
     for (const ActionEntry& entry : family) table.emplace(entry.action, entry.handler);
   }
   return table;
@@ -35,6 +39,18 @@ ActionTable MakeTable() {
 
 bool IsGoodbye(CleXDSmb& request) {
   return request.GetCommandAction() == Action::None && LongArgument(request, 0) == kGoodbye;
+}
+
+Variable* At(Dataset& dataset, int index) {
+  const auto at = static_cast<std::size_t>(index);  // a negative one is past the end
+  return at < dataset.variables.size() ? &dataset.variables[at] : nullptr;
+}
+
+Selected VariableOf(Dataset& dataset, Arguments& arguments) {
+  const std::optional<int> index = arguments.TakeLong();
+  if (!index) return {engine_code::kBadRequest};
+  Variable* const variable = At(dataset, *index);
+  return {variable != nullptr ? 0 : CleXDErrorCode::kIndexOutOfRange, &dataset, variable};
 }
 
 }  // namespace
@@ -51,9 +67,36 @@ const std::string* TextArgument(CleXDSmb& request, std::size_t index) {
 }
 
 Variable* VariableAt(Session& session, std::optional<int> index) {
-  auto& variables = session.dataset.variables;
-  const auto at = static_cast<std::size_t>(index.value_or(-1));  // a negative one is past the end
-  return at < variables.size() ? &variables[at] : nullptr;
+  return At(session.Data(), index.value_or(-1));
+}
+
+Selected ActiveDataset(Session& session, Arguments&) { return {0, &session.Data(), nullptr}; }
+
+Selected StepDataset(Session& session, Arguments& arguments) {
+  if (!session.datasets.StepOpen()) return {CleXDErrorCode::kNoStepOpen};
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr) return {engine_code::kBadRequest};
+  Dataset* const dataset = session.datasets.FindInStep(*name);
+  return {dataset != nullptr ? 0 : CleXDErrorCode::kUnknownDataset, dataset};
+}
+
+Selected ActiveVariable(Session& session, Arguments& arguments) {
+  return VariableOf(session.Data(), arguments);
+}
+
+Selected StepVariable(Session& session, Arguments& arguments) {
+  const Selected step = StepDataset(session, arguments);
+  return step.code == 0 ? VariableOf(*step.dataset, arguments) : step;
+}
+
+Selected NamedVariable(Session& session, Arguments& arguments) {
+  const std::string* name = arguments.TakeText();
+  if (name == nullptr) return {engine_code::kBadRequest};
+  for (Variable& variable : session.declared.variables) {
+    if (SameName(variable.name, *name)) return {0, &session.Data(), &variable};
+  }
+  Variable* const variable = session.Data().Find(*name);
+  return {variable != nullptr ? 0 : engine_code::kUnknownName, &session.Data(), variable};
 }
 
 bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {

@@ -4,7 +4,9 @@
 #ifndef SESSION_H
 #define SESSION_H
 
+#include <cstdio>
 #include <map>
+#include <memory>
 #include <optional>
 #include <pugixml.hpp>
 #include <span>
@@ -12,17 +14,36 @@
 
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
-#include "dataset.h"
+#include "datasets.h"
 #include "engine_code.h"
 #include "options.h"
 #include "output_document.h"
 #include "plain_text.h"
+#include "stream_socket.h"
 
 using Action = CleXDSmb::CommandAction;
 
-// A pass over the cases.
+// A pass over the cases that were there when it began. Variables that come meanwhile stand behind those that
+// the driver knows of, so its cases are the front parts of the dataset's.
 struct Cursor {
+  bool writes = false;
+  std::size_t cases = 0;
+  std::size_t case_units = 0;
   std::size_t delivered = 0;  // the last of them is the current case
+};
+
+// Variables that a driver declares, until it closes their header.
+struct Declaration {
+  std::size_t room = 0;  // how many were announced
+  std::vector<Variable> variables;
+};
+
+// Rows that were put aside, in a file without a name: it goes with the engine, however that ends.
+struct TempFile {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{nullptr, std::fclose};
+  std::vector<Variable> variables;
+  std::vector<int> split_ends;  // the last row of each split
+  int rows = 0;
 };
 
 // What a driver may set and ask for again.
@@ -38,8 +59,11 @@ struct Settings {
 
 struct Session {
   Options options;
-  Dataset dataset;
+  Datasets datasets;
   std::optional<Cursor> cursor;
+  Declaration declared;
+  TempFile temp_file;
+  StreamSocket socket;
   Settings settings;
   OutputDocument output;
   NumberStyle style;  // of the numbers that tables get from now on
@@ -50,6 +74,7 @@ struct Session {
 
   // Serves one request. False when the driver waits for no reply.
   bool Serve(CleXDSmb& request, CleXDSmb& reply);
+  Dataset& Data() { return datasets.Active(); }
 };
 
 // Reads its arguments out of the request and puts its results into the reply; returns the reply's code.
@@ -67,24 +92,18 @@ std::span<const ActionEntry> OutputActions();
 std::span<const ActionEntry> PivotTableActions();
 std::span<const ActionEntry> SettingActions();
 std::span<const ActionEntry> XPathActions();
+std::span<const ActionEntry> DefinitionActions();
+std::span<const ActionEntry> WritingActions();
+std::span<const ActionEntry> DataStepActions();
+std::span<const ActionEntry> CellActions();
+std::span<const ActionEntry> TransportActions();
 
 // The integer at `index` of a request; nothing when the request is shorter.
 std::optional<int> LongArgument(CleXDSmb& request, std::size_t index);
 // The text at `index` of a request; null when the request is shorter.
 const std::string* TextArgument(CleXDSmb& request, std::size_t index);
-// The variable at that index; null when it is none.
+// The variable of the active dataset at that index; null when it is none.
 Variable* VariableAt(Session& session, std::optional<int> index);
-
-using VariableHandler = int (*)(const Variable&, CleXDSmb& reply);
-
-// The handler of a question about one variable, whose index is the request's first integer.
-template <VariableHandler handler>
-int AboutVariable(Session& session, CleXDSmb& request, CleXDSmb& reply) {
-  const std::optional<int> index = LongArgument(request, 0);
-  if (!index) return engine_code::kBadRequest;
-  const Variable* variable = VariableAt(session, index);
-  return variable != nullptr ? handler(*variable, reply) : CleXDErrorCode::kIndexOutOfRange;
-}
 
 // Requests that carry `count` texts: the handler is called for those alone.
 using TextHandler = int (*)(Session&, std::span<const std::string> texts, CleXDSmb& reply);

@@ -61,7 +61,7 @@ int Setting(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   } settings[] = {{"data", session.options.data},
                   {"output", session.options.output},
                   {"language", session.settings.output_language},
-                  {"weight", session.dataset.weight},
+                  {"weight", session.Data().weight},
                   {"version", session.settings.host_version}};
   for (const auto& setting : settings) {
     if (*name != setting.name) continue;

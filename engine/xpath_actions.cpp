@@ -97,10 +97,10 @@ int Tags(Session& session, CleXDSmb&, CleXDSmb& reply) {
 // The image's name is that of a variable.
 int Image(Session& session, Texts texts, CleXDSmb& reply) {
   if (FindSnapshot(session, texts[0]) == nullptr) return engine_code::kNoHandle;
-  const Variable* variable = session.dataset.Find(texts[1]);
+  const Variable* variable = session.Data().Find(texts[1]);
   if (variable == nullptr) return engine_code::kUnknownName;
   if (variable->IsText()) return CleXDErrorCode::kWrongType;
-  const std::string png = HistogramPng(session.dataset, *variable);
+  const std::string png = HistogramPng(session.Data(), *variable);
   reply.SetString("image/png");
   reply.SetBinaryString(png.data(), static_cast<int>(png.size()));
   reply.SetLong(static_cast<long>(png.size()));

@@ -1,0 +1,24 @@
+// Cases in bulk: the values of some variables, row by row, in the unit form of a case and with nothing
+// between them. So they come in one block of a message, from the temp file and through a socket.
+#ifndef BULK_ROWS_H
+#define BULK_ROWS_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "dataset.h"
+
+// Places of variables in their dataset.
+using Columns = std::vector<std::size_t>;
+
+// The columns of these names, all for no name. False when a name is none of a variable's.
+bool FindColumns(Dataset& dataset, std::span<const std::string> names, Columns& columns);
+std::size_t RowBytes(const Dataset& dataset, const Columns& columns);
+
+// New cases behind the last; the variables that are not among the columns are missing in them.
+void AppendRows(Dataset& dataset, const Columns& columns, const void* rows, std::size_t count);
+// The rows from `first` on, as bytes.
+std::string RowsOf(const Dataset& dataset, const Columns& columns, std::size_t first, std::size_t count);
+
+#endif

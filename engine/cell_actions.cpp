@@ -1,0 +1,193 @@
+// The cells of the datasets of a data step: one by one, in batches of rows, by whole cases, and the changes
+// that a driver has gathered. Rows and columns count from 0.
+#include <algorithm>
+#include <cstring>
+
+#include "arguments.h"
+
+namespace {
+
+constexpr std::size_t kBatchCells = std::size_t{1} << 16;
+constexpr std::size_t kBatchBytes = std::size_t{4} << 20;
+
+bool IsRow(const Dataset& dataset, int row) {
+  return row >= 0 && static_cast<std::size_t>(row) < dataset.CaseCount();
+}
+
+struct Cell {
+  const Variable* variable = nullptr;
+  Unit* value = nullptr;
+};
+
+int FindCell(Dataset& dataset, int row, int column, Cell& cell) {
+  if (!IsRow(dataset, row)) return CleXDErrorCode::kRowOutOfRange;
+  if (column < 0 || static_cast<std::size_t>(column) >= dataset.variables.size()) {
+    return CleXDErrorCode::kIndexOutOfRange;
+  }
+  cell.variable = &dataset.variables[static_cast<std::size_t>(column)];
+  cell.value = dataset.Case(static_cast<std::size_t>(row)) + cell.variable->first_unit;
+  return 0;
+}
+
+int TakeCell(Dataset& dataset, Arguments& arguments, Cell& cell) {
+  const std::optional<int> row = arguments.TakeLong();
+  const std::optional<int> column = arguments.TakeLong();
+  return row && column ? FindCell(dataset, *row, *column, cell) : engine_code::kBadRequest;
+}
+
+int NumericCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
+  Cell cell;
+  if (const int code = TakeCell(dataset, arguments, cell)) return code;
+  if (cell.variable->IsText()) return CleXDErrorCode::kNumberOfString;
+  reply.SetDouble(NumberOf(*cell.value));
+  reply.SetLong(static_cast<long>(StateOf(*cell.variable, cell.value)));
+  return 0;
+}
+
+int TextCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
+  Cell cell;
+  if (const int code = TakeCell(dataset, arguments, cell)) return code;
+  if (!cell.variable->IsText()) return CleXDErrorCode::kTextOfNumber;
+  reply.SetString(std::string(TextAt(*cell.variable, cell.value)));
+  reply.SetLong(static_cast<long>(StateOf(*cell.variable, cell.value)));
+  return 0;
+}
+
+// The rows from the one asked for, as many as make a message of moderate size. Every cell has a place in all
+// three lists. The last integer is the number of cases.
+int Batch(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
+  arguments.TakeLong();  // whether the driver has a batch of this dataset already: it gets a whole one
+  const std::optional<int> row = arguments.TakeLong();
+  if (!row) return engine_code::kBadRequest;
+  if (!IsRow(dataset, *row)) return CleXDErrorCode::kRowOutOfRange;
+  if (dataset.variables.empty()) return engine_code::kNoData;
+  const auto first = static_cast<std::size_t>(*row);
+  const std::size_t room =
+      std::min(kBatchCells / dataset.variables.size(), kBatchBytes / dataset.CaseBytes());
+  const std::size_t end = std::min(first + std::max<std::size_t>(room, 1), dataset.CaseCount());
+  LongData states;
+  DoubleData numbers;
+  StringData texts;
+  for (std::size_t i = first; i < end; ++i) {
+    for (const Variable& variable : dataset.variables) {
+      const Unit* const value = dataset.Case(i) + variable.first_unit;
+      states.SetValue(static_cast<int>(StateOf(variable, value)));
+      numbers.SetValue(variable.IsText() ? 0.0 : NumberOf(*value));
+      texts.SetValue(variable.IsText() ? std::string(TextAt(variable, value)) : std::string());
+    }
+  }
+  reply.SetLong(*row);
+  reply.SetLong(static_cast<long>(dataset.variables.size()));
+  for (const Variable& variable : dataset.variables) reply.SetLong(variable.width);
+  reply.SetLong(static_cast<long>(end - 1));
+  reply.SetLong(static_cast<long>(dataset.CaseCount()));
+  reply.SetLongArray(states);
+  reply.SetDoubleArray(numbers);
+  reply.SetStringArray(texts);
+  return 0;
+}
+
+int WholeCase(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
+  const std::optional<int> row = arguments.TakeLong();
+  if (!row) return engine_code::kBadRequest;
+  if (!IsRow(dataset, *row)) return CleXDErrorCode::kRowOutOfRange;
+  const auto bytes = static_cast<int>(dataset.CaseBytes());
+  reply.AllocVoidData(bytes);
+  reply.SaveDataIntoVoidData(dataset.Case(static_cast<std::size_t>(*row)), bytes);
+  return 0;
+}
+
+// A run of units of a case.
+struct Part {
+  std::size_t first, count;
+};
+
+// Row and flag for a whole case; row, number of parts, each part's first unit and length, flag for some of
+// it. The block is a whole case either way.
+int StoreCase(Session& session, CleXDSmb& request, CleXDSmb&) {
+  Arguments arguments(request);
+  const Selected selected = StepDataset(session, arguments);
+  if (selected.code != 0) return selected.code;
+  Dataset& dataset = *selected.dataset;
+  const auto longs = arguments.Longs();
+  int bytes = 0;
+  const void* const block = request.GetVoidData(bytes);
+  if (longs.size() < 2 || static_cast<std::size_t>(bytes) != dataset.CaseBytes()) {
+    return engine_code::kBadRequest;
+  }
+  if (!IsRow(dataset, longs[0])) return CleXDErrorCode::kRowOutOfRange;
+  std::vector<Part> parts;
+  if (longs.size() == 2) {
+    parts.push_back({0, dataset.CaseUnits()});
+  } else {
+    if (longs[1] < 0 || longs.size() != 3 + 2 * static_cast<std::size_t>(longs[1])) {
+      return engine_code::kBadRequest;
+    }
+    for (std::size_t i = 2; i + 1 < longs.size(); i += 2) {
+      const Part part = {static_cast<std::size_t>(longs[i]), static_cast<std::size_t>(longs[i + 1])};
+      if (part.first > dataset.CaseUnits() || part.count > dataset.CaseUnits() - part.first) {
+        return CleXDErrorCode::kIndexOutOfRange;
+      }
+      parts.push_back(part);
+    }
+  }
+  Unit* const units = dataset.Case(static_cast<std::size_t>(longs[0]));
+  for (const Part& part : parts) {
+    std::memcpy(units + part.first, static_cast<const char*>(block) + part.first * kUnitBytes,
+                part.count * kUnitBytes);
+  }
+  for (const Variable& variable : dataset.variables) BlankRest(variable, units + variable.first_unit);
+  return 0;
+}
+
+// All changes or, when one of them cannot be, none. A run of changes is about one dataset as a rule.
+int StoreCells(Session& session, CleXDSmb& request, CleXDSmb&) {
+  if (!session.datasets.StepOpen()) return CleXDErrorCode::kNoStepOpen;
+  const std::vector<dataSet>& changes = request.GetStructDataRef().Values();
+  const std::string* name = nullptr;
+  Dataset* dataset = nullptr;
+  const auto find = [&](const dataSet& change, Cell& cell) {
+    if (name == nullptr || *name != change.datasetName) {
+      name = &change.datasetName;
+      dataset = session.datasets.FindInStep(*name);
+    }
+    if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
+    return FindCell(*dataset, change.caseIndex, change.varIndex, cell);
+  };
+  Cell cell;
+  for (const dataSet& change : changes) {
+    if (const int code = find(change, cell)) return code;
+    if ((change.valueType == 1) != cell.variable->IsText()) return CleXDErrorCode::kWrongType;
+    if (change.valueType == 1 && change.stringValue.size() > static_cast<std::size_t>(cell.variable->width)) {
+      return engine_code::kTooWide;
+    }
+  }
+  for (const dataSet& change : changes) {
+    find(change, cell);
+    if (change.valueType == 1) {
+      StoreText(*cell.variable, cell.value, change.stringValue);
+    } else {
+      *cell.value = UnitOf(change.numericValue);
+    }
+  }
+  return 0;
+}
+
+// Everything is in memory: there is no cache to switch.
+int SwitchCache(Dataset&, Arguments& arguments) {
+  return arguments.TakeLong() ? 0 : engine_code::kBadRequest;
+}
+
+constexpr ActionEntry kActions[] = {
+    {Action::GetNCellValue, About<StepDataset, NumericCell>},
+    {Action::GetCCellValue, About<StepDataset, TextCell>},
+    {Action::FetchDatastep, About<StepDataset, Batch>},
+    {Action::GetCaseValue, About<StepDataset, WholeCase>},
+    {Action::SetCaseValue, StoreCase},
+    {Action::CommitDataSet, StoreCells},
+    {Action::SetCacheInDS, About<StepDataset, SwitchCache>},
+};
+
+}  // namespace
+
+std::span<const ActionEntry> CellActions() { return kActions; }

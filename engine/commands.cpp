@@ -1,0 +1,159 @@
+#include "commands.h"
+
+#include <algorithm>
+#include <map>
+
+#include "bulk_rows.h"
+#include "csv_reader.h"
+#include "csv_writer.h"
+#include "side_file.h"
+#include "words.h"
+
+namespace {
+
+struct Command {
+  std::string verb;                                          // "GET DATA"
+  std::map<std::string, std::vector<std::string>> settings;  // "/FILE" and its words
+
+  const std::vector<std::string>& Words(const std::string& key) const {
+    static const std::vector<std::string> none;
+    const auto found = settings.find(key);
+    return found != settings.end() ? found->second : none;
+  }
+  // Empty unless it is one word.
+  std::string Word(const std::string& key) const {
+    return Words(key).size() == 1 ? Words(key).front() : std::string();
+  }
+};
+
+std::string Upper(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+  return text;
+}
+
+// A line end is a blank, and so is an equals sign outside quotes.
+std::string InOneLine(std::string_view text) {
+  std::string line(text);
+  bool quoted = false;
+  for (char& c : line) {
+    if (c == '"') quoted = !quoted;
+    if (c == '\n' || c == '\r' || (c == '=' && !quoted)) c = ' ';
+  }
+  return line;
+}
+
+// Nothing when a quote is not closed or a setting stands twice.
+std::optional<Command> Parse(std::string_view text) {
+  const auto words = SplitWords(InOneLine(text));
+  if (!words) return std::nullopt;
+  Command command;
+  std::vector<std::string>* setting = nullptr;
+  for (const Word& word : *words) {
+    if (!word.quoted && word.text.starts_with('/')) {
+      const auto [place, is_new] = command.settings.try_emplace(Upper(word.text));
+      if (!is_new) return std::nullopt;
+      setting = &place->second;
+    } else if (setting != nullptr) {
+      setting->push_back(word.text);
+    } else {
+      command.verb += (command.verb.empty() ? "" : " ") + Upper(word.text);
+    }
+  }
+  return command;
+}
+
+int GetCsv(Session& session, const Command& command) {
+  const std::string name = command.Word("/DATASET");
+  if (JudgeName(name) != NameVerdict::Good || session.datasets.Find(name) != nullptr) {
+    return engine_code::kBadName;
+  }
+  try {
+    Dataset read = ReadCsv(command.Word("/FILE"));
+    ReadSideFile(command.Word("/FILE") + ".vars", read);
+    read.name = name;
+    session.datasets.Add(name) = std::move(read);
+  } catch (const StartFailure& failure) {
+    session.output.Post(std::string(failure.what()) + "\n");
+    return failure.code;
+  }
+  return 0;
+}
+
+int SaveCsv(Session& session, const Command& command) {
+  Dataset* const dataset = session.datasets.Find(command.Word("/DATASET"));
+  Columns columns;
+  if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
+  if (!FindColumns(*dataset, command.Words("/KEEP"), columns)) return engine_code::kUnknownName;
+  if (columns.empty()) return engine_code::kNoData;
+  return WriteCsv(*dataset, columns, command.Word("/FILE")) ? 0 : engine_code::kUnreadable;
+}
+
+// The socket serves one stream: it is closed at its end, which tells the program that the stream was taken.
+struct ClosedAtEnd {
+  StreamSocket& socket;
+  ~ClosedAtEnd() { socket.Close(); }
+};
+
+int GetStream(Session& session, const Command& command) {
+  const ClosedAtEnd end = {session.socket};
+  Columns columns;
+  if (!FindColumns(session.Data(), command.Words("/VARIABLES"), columns)) return engine_code::kUnknownName;
+  const std::size_t row_bytes = RowBytes(session.Data(), columns);
+  if (row_bytes == 0) return engine_code::kNoData;
+  const auto rows = session.socket.Receive();
+  if (!rows) return engine_code::kNoConnection;
+  if (rows->size() % row_bytes != 0) return engine_code::kBadData;
+  AppendRows(session.Data(), columns, rows->data(), rows->size() / row_bytes);
+  return 0;
+}
+
+int SaveStream(Session& session, const Command& command) {
+  const ClosedAtEnd end = {session.socket};
+  const Dataset& data = session.Data();
+  Columns columns;
+  if (!FindColumns(session.Data(), command.Words("/KEEP"), columns)) return engine_code::kUnknownName;
+  const std::size_t row_bytes = std::max<std::size_t>(RowBytes(data, columns), 1);
+  const std::size_t rows_at_once = std::max<std::size_t>((std::size_t{1} << 20) / row_bytes, 1);
+  for (std::size_t row = 0; row < data.CaseCount(); row += rows_at_once) {
+    const std::size_t count = std::min(rows_at_once, data.CaseCount() - row);
+    if (!session.socket.Send(RowsOf(data, columns, row, count))) return engine_code::kNoConnection;
+  }
+  return 0;
+}
+
+int Run(Session& session, std::string_view text) {
+  const auto command = Parse(text);
+  const bool get = command && command->verb == "GET DATA";
+  if (!command || (!get && command->verb != "SAVE")) return 0;
+  const std::string type = Upper(command->Word("/TYPE"));
+  if (type == "CSV" && !command->Word("/FILE").empty()) {
+    return get ? GetCsv(session, *command) : SaveCsv(session, *command);
+  }
+  if (type != "BINARYSTREAM") return engine_code::kBadCommand;
+  const auto port = ParseNumber(command->Word("/SOCKET"));
+  if (!port || *port != session.socket.Port() || !session.socket.Connected())
+    return engine_code::kNoConnection;
+  return get ? GetStream(session, *command) : SaveStream(session, *command);
+}
+
+}  // namespace
+
+int RunCommands(Session& session, std::string_view text) {
+  while (!text.empty()) {
+    std::size_t end = 0;  // behind the command's last line
+    std::string_view command;
+    do {
+      const std::size_t line_end = std::min(text.find('\n', end), text.size());
+      command = text.substr(0, line_end);
+      while (!command.empty() && std::string_view(" \t\r").find(command.back()) != std::string_view::npos) {
+        command.remove_suffix(1);
+      }
+      end = std::min(line_end + 1, text.size());
+    } while (end < text.size() && !command.ends_with('.'));
+    if (command.ends_with('.')) command.remove_suffix(1);
+    if (const int code = Run(session, command)) return code;
+    text.remove_prefix(end);
+  }
+  return 0;
+}

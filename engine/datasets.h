@@ -1,0 +1,48 @@
+// The datasets that are open. One is active: the one that all calls without a dataset's name are about. It
+// may be without a name; "*" and the empty name then mean it. The datasets of the data step are those that a
+// driver has brought into it: calls by name are served for them alone.
+#ifndef DATASETS_H
+#define DATASETS_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dataset.h"
+
+class Datasets {
+ public:
+  Datasets() { active = &Add({}); }
+
+  Dataset& Active() { return *active; }
+  void Activate(Dataset& dataset) { active = &dataset; }
+  // Null when there is none of the name; case does not count.
+  Dataset* Find(std::string_view name);
+  // An empty dataset of that name.
+  Dataset& Add(std::string name);
+  // Any but the active one.
+  void Remove(const Dataset& dataset);
+  std::vector<Dataset*> All() const;
+  // A name that no dataset has.
+  std::string NewName() const;
+
+  bool StepOpen() const { return step_open; }
+  void OpenStep();
+  // Datasets that were only for the step go, unless one of them is active.
+  void CloseStep();
+  void EnterStep(Dataset& dataset, bool temporary);
+  void LeaveStep(const Dataset& dataset);
+  Dataset* FindInStep(std::string_view name);
+  std::vector<Dataset*> Step() const { return step; }
+  // Those that were open before the step.
+  std::vector<Dataset*> BeforeStep() const { return before; }
+
+ private:
+  std::vector<std::unique_ptr<Dataset>> open;
+  Dataset* active = nullptr;
+  bool step_open = false;
+  std::vector<Dataset*> step, before, only_for_step;
+};
+
+#endif

@@ -140,34 +140,41 @@ int StoreCase(Session& session, CleXDSmb& request, CleXDSmb&) {
   return 0;
 }
 
-// All changes or, when one of them cannot be, none. A run of changes is about one dataset as a rule.
+// Changes side by side that are about one dataset: as a rule all of them.
+struct Run {
+  const std::string* name;
+  Dataset* dataset;
+  std::size_t length;
+};
+
+// All changes or, when one of them cannot be, none.
 int StoreCells(Session& session, CleXDSmb& request, CleXDSmb&) {
   if (!session.datasets.StepOpen()) return CleXDErrorCode::kNoStepOpen;
   const std::vector<dataSet>& changes = request.GetStructDataRef().Values();
-  const std::string* name = nullptr;
-  Dataset* dataset = nullptr;
-  const auto find = [&](const dataSet& change, Cell& cell) {
-    if (name == nullptr || *name != change.datasetName) {
-      name = &change.datasetName;
-      dataset = session.datasets.FindInStep(*name);
-    }
-    if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
-    return FindCell(*dataset, change.caseIndex, change.varIndex, cell);
-  };
+  std::vector<Run> runs;
   Cell cell;
   for (const dataSet& change : changes) {
-    if (const int code = find(change, cell)) return code;
+    if (runs.empty() || *runs.back().name != change.datasetName) {
+      runs.push_back({&change.datasetName, session.datasets.FindInStep(change.datasetName), 0});
+    }
+    Run& run = runs.back();
+    if (run.dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
+    if (const int code = FindCell(*run.dataset, change.caseIndex, change.varIndex, cell)) return code;
     if ((change.valueType == 1) != cell.variable->IsText()) return CleXDErrorCode::kWrongType;
     if (change.valueType == 1 && change.stringValue.size() > static_cast<std::size_t>(cell.variable->width)) {
       return engine_code::kTooWide;
     }
+    ++run.length;
   }
-  for (const dataSet& change : changes) {
-    find(change, cell);
-    if (change.valueType == 1) {
-      StoreText(*cell.variable, cell.value, change.stringValue);
-    } else {
-      *cell.value = UnitOf(change.numericValue);
+  const dataSet* change = changes.data();
+  for (const Run& run : runs) {
+    for (const dataSet* const end = change + run.length; change != end; ++change) {
+      FindCell(*run.dataset, change->caseIndex, change->varIndex, cell);
+      if (change->valueType == 1) {
+        StoreText(*cell.variable, cell.value, change->stringValue);
+      } else {
+        *cell.value = UnitOf(change->numericValue);
+      }
     }
   }
   return 0;

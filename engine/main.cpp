@@ -100,5 +100,6 @@ int main(int argc, char** argv) {
   if (start.code == 0 && !link.Listen()) return EXIT_FAILURE;
   if (!link.Report(start.code) || start.code != 0) return EXIT_FAILURE;
   ServeDriver(link, session, start.log);
-  return session.output.Write() ? EXIT_SUCCESS : EXIT_FAILURE;
+  // Once the driver was answered that all is over, it may kill the engine in the middle of a file.
+  return session.output_written || session.output.Write() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -14,7 +14,8 @@ int Accept(Session&, CleXDSmb&, CleXDSmb&) { return 0; }
 // The driver kills the engine soon after the reply: the output is written before that.
 int End(Session& session, CleXDSmb&, CleXDSmb&) {
   session.ended = true;
-  return session.output.Write() ? 0 : engine_code::kUnreadable;
+  session.output_written = session.output.Write();
+  return session.output_written ? 0 : engine_code::kUnreadable;
 }
 
 constexpr ActionEntry kLifeActions[] = {

@@ -70,6 +70,7 @@ struct Session {
   std::string graphics_title, graphics_label;
   std::map<std::string, pugi::xml_document> snapshots;  // of the output, by handle
   std::size_t last_xml_length = 0;                      // of the XML given out last, in characters
+  bool output_written = false;                          // for the last time
   bool ended = false;                                   // the driver said so
 
   // Serves one request. False when the driver waits for no reply.

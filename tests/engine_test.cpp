@@ -135,6 +135,26 @@ TEST_F(EngineTest, SummariesAgreeAndAreRight) {
   EXPECT_EQ(Output("python3 " VEXA_SOURCE_DIR "/examples/summary.py"), printed);
 }
 
+TEST_F(EngineTest, ExamplesWriteTheSameInBothLanguagesAndMergeRestoresWhatWasCutOff) {
+  Sandbox made;
+  const auto run = [&](const std::string& program) {
+    const std::string printed = Output("sh -c 'cd " + made.path() + "; rm -f out.csv; " + program + "'");
+    return printed + ReadFile(made.path() + "/out.csv");
+  };
+  const std::string c = VEXA_STAGED_HOME "/../examples/", python = "python3 " VEXA_SOURCE_DIR "/examples/";
+  const std::string scores = run(c + "standardise \"$0\" Temp out.csv");
+  EXPECT_NE(scores.find("\nTempGroup: 29 low, 102 middle, 22 high\nOzone,"), std::string::npos) << scores;
+  const std::string whole = ReadFile(made.path() + "/out.csv");
+  const std::string merged = "2 columns and 53 cases added: 9 variables, 153 cases\n" + whole;
+  made.Write("scores.csv", whole);
+  EXPECT_EQ(run("head -n 101 \"$0\" > first.csv; " + c + "merge first.csv scores.csv out.csv"), merged);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "Python is left out: a plain interpreter cannot load a library with sanitizers.";
+#endif
+  EXPECT_EQ(run(python + "standardise.py \"$0\" Temp out.csv"), scores);
+  EXPECT_EQ(run(python + "merge.py first.csv scores.csv out.csv"), merged);
+}
+
 class KilledDriverTest : public EngineTest, public testing::WithParamInterface<bool> {};
 
 // The driver, and through it the engine, hold the writing end of a pipe: it closes with the last of them.

@@ -25,9 +25,15 @@ int CheckCell(const char* name, long row, int column) {
 }
 
 // Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
-int QueueCell(dataSet cell) {
+int QueueCell(const char* name, long row, int column, int type, double number, const char* text) {
   const int code = dataVec.size() >= kMostPendingWrites ? CommitDataSet() : 0;
-  dataVec.push_back(std::move(cell));
+  dataSet& cell = dataVec.emplace_back();
+  cell.datasetName = OrEmpty(name);
+  cell.caseIndex = static_cast<std::int32_t>(row);
+  cell.varIndex = column;
+  cell.valueType = type;
+  cell.numericValue = number;
+  if (text != nullptr) cell.stringValue = text;
   return code;
 }
 
@@ -76,13 +82,13 @@ const char* GetCCellValue(const char* name, long row, int column, int* missing, 
 int SetNCellValue(const char* name, long row, int column, double value) {
   const int code = CheckCell(name, row, column);
   if (code != 0) return code;
-  return QueueCell({OrEmpty(name), static_cast<std::int32_t>(row), column, 0, value, {}});
+  return QueueCell(name, row, column, 0, value, nullptr);
 }
 
 int SetCCellValue(const char* name, long row, int column, const char* value) {
   const int code = CheckCell(name, row, column);
   if (code != 0) return code;
-  return QueueCell({OrEmpty(name), static_cast<std::int32_t>(row), column, 1, 0.0, OrEmpty(value)});
+  return QueueCell(name, row, column, 1, 0.0, value);
 }
 
 int InsertCase(const char* name, long row) {

@@ -27,7 +27,8 @@ int DatasetNames(Action action, char*** names, int* count) {
 }  // namespace
 
 int FindInCatalogue(const char* name) {
-  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), name != nullptr ? name : "");
+  const std::string_view wanted = name != nullptr ? name : "";
+  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), wanted);
   return found != dsNameVec.end() ? static_cast<int>(found - dsNameVec.begin()) : -1;
 }
 

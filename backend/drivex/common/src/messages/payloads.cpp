@@ -30,12 +30,13 @@ void WriteElement(ImageWriter& writer, const dataSet& record) {
   WriteElement(writer, record.stringValue);
 }
 
+// Into a new element.
 bool ReadElement(ImageReader& reader, std::string& text) {
   std::int32_t length = 0;
   if (!reader.Value(length) || length < 0) return false;
   const char* bytes = reader.Bytes(static_cast<std::size_t>(length));
   if (bytes == nullptr) return false;
-  text.assign(bytes, static_cast<std::size_t>(length));
+  if (length != 0) text.assign(bytes, static_cast<std::size_t>(length));
   return true;
 }
 bool ReadElement(ImageReader& reader, dataSet& record) {
@@ -83,9 +84,9 @@ bool TypedPayload<Element>::Parse(ImageReader& reader) {
     constexpr std::size_t kReservedAtMost = 64;  // of a count that is the peer's
     values.reserve(values.size() + std::min(count, kReservedAtMost));
     for (; count != 0; --count) {
-      Element value;
-      if (!ReadElement(reader, value)) return false;
-      values.push_back(std::move(value));
+      if (ReadElement(reader, values.emplace_back())) continue;
+      values.pop_back();
+      return false;
     }
   }
   return true;

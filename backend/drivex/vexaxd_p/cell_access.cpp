@@ -11,10 +11,8 @@ namespace {
 
 constexpr std::size_t kMostPendingWrites = 1048576;
 
-const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
-
 // 0 when the cell is one of the dataset's, as far as the catalogue knows.
-int CheckCell(const char* name, long row, int column) {
+int CheckCell(std::string_view name, long row, int column) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   if (!isProcedure) return CleXDErrorCode::kNoStepOpen;
   const int entry = FindInCatalogue(name);
@@ -25,10 +23,10 @@ int CheckCell(const char* name, long row, int column) {
 }
 
 // Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
-int QueueCell(const char* name, long row, int column, int type, double number, const char* text) {
+int QueueCell(std::string_view name, long row, int column, int type, double number, const char* text) {
   const int code = dataVec.size() >= kMostPendingWrites ? CommitDataSet() : 0;
   dataSet& cell = dataVec.emplace_back();
-  cell.datasetName = OrEmpty(name);
+  cell.datasetName = name;
   cell.caseIndex = static_cast<std::int32_t>(row);
   cell.varIndex = column;
   cell.valueType = type;
@@ -39,7 +37,7 @@ int QueueCell(const char* name, long row, int column, int type, double number, c
 
 // Adds to the case count of the dataset's first entry.
 int ChangeCaseCount(int code, const char* name, int change) {
-  const int entry = code == 0 ? FindInCatalogue(name) : -1;
+  const int entry = code == 0 ? FindInCatalogue(OrEmpty(name)) : -1;
   if (entry >= 0) casecountVec[static_cast<std::size_t>(entry)] += change;
   return code;
 }
@@ -80,15 +78,17 @@ const char* GetCCellValue(const char* name, long row, int column, int* missing, 
 }
 
 int SetNCellValue(const char* name, long row, int column, double value) {
-  const int code = CheckCell(name, row, column);
+  const std::string_view dataset = OrEmpty(name);
+  const int code = CheckCell(dataset, row, column);
   if (code != 0) return code;
-  return QueueCell(name, row, column, 0, value, nullptr);
+  return QueueCell(dataset, row, column, 0, value, nullptr);
 }
 
 int SetCCellValue(const char* name, long row, int column, const char* value) {
-  const int code = CheckCell(name, row, column);
+  const std::string_view dataset = OrEmpty(name);
+  const int code = CheckCell(dataset, row, column);
   if (code != 0) return code;
-  return QueueCell(name, row, column, 1, 0.0, value);
+  return QueueCell(dataset, row, column, 1, 0.0, value);
 }
 
 int InsertCase(const char* name, long row) {
@@ -114,7 +114,7 @@ void FetchDatastep(const char* name, long row, int, int* errCode) {
   batch->SetvarCount(batch->LongAt(1), cleared);
   StoreCode(errCode, cleared);
   DropBatch();
-  DSNameBatch = NewText(OrEmpty(name));
+  DSNameBatch = NewText(std::string(OrEmpty(name)));
   DatastepBatch = batch;
 }
 

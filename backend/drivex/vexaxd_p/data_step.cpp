@@ -26,9 +26,8 @@ int DatasetNames(Action action, char*** names, int* count) {
 
 }  // namespace
 
-int FindInCatalogue(const char* name) {
-  const std::string_view wanted = name != nullptr ? name : "";
-  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), wanted);
+int FindInCatalogue(std::string_view name) {
+  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), name);
   return found != dsNameVec.end() ? static_cast<int>(found - dsNameVec.begin()) : -1;
 }
 
@@ -159,7 +158,7 @@ int CloseDataset(const char* name) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   FlushPendingWrites();
   const int code = Call(Action::CloseDataset, name);
-  const int entry = code == 0 ? FindInCatalogue(name) : -1;
+  const int entry = code == 0 ? FindInCatalogue(OrEmpty(name)) : -1;
   if (entry >= 0) {
     dsNameVec.erase(dsNameVec.begin() + entry);
     casecountVec.erase(casecountVec.begin() + entry);

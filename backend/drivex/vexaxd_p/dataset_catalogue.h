@@ -5,6 +5,7 @@
 #define DATASET_CATALOGUE_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "datastep_data_smb.h"
@@ -14,8 +15,11 @@ struct MultiDatastepData {
   std::vector<DatastepDataSmb*> datasetStates;
 };
 
+// A dataset's name as a caller gives it: null means the empty one.
+inline std::string_view OrEmpty(const char* name) { return name != nullptr ? name : std::string_view(); }
+
 // The first entry of the catalogue with that name, -1 for none.
-int FindInCatalogue(const char* name);
+int FindInCatalogue(std::string_view name);
 
 // The record of a dataset, null for none. The name looked up last is remembered, unknown or not, and answers
 // without a search.

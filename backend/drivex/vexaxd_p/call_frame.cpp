@@ -7,8 +7,10 @@
 #include <cstring>
 
 #include "DxTracer.h"
+#include "VexaDXConfigReader.h"
 #include "child_process.h"
 #include "dxglobals.h"
+#include "language_creation.h"
 #include "sendreceive.h"
 #include "text.h"
 #include "vexa_assert.h"
@@ -16,7 +18,8 @@
 
 namespace {
 
-bool BackendAlive() { return ChildAlive(processId); }
+// Reaps nobody: the caller may be a language's thread.
+bool BackendAlive() { return !BackendHasEnded(); }
 
 // What a reply lacks reads as.
 constexpr std::int32_t kNoLong = 0;
@@ -28,8 +31,11 @@ const Value& Element(List& list, int index, const Value& missing) {
   return index < list.Size() ? list[index] : missing;
 }
 
-// The way into the first level of a language that takes no runs of its own.
-void OpenFirstLevel() { myPipeSuit->increaseIndex(); }
+// A language that takes runs has a driver at each level, which opens it.
+void OpenFirstLevel() {
+  if (nestability) CreateLanguageX(vexa_pipe_lang, false);
+  if (myPipeSuit->getIndex() < 0) myPipeSuit->increaseIndex();
+}
 
 }  // namespace
 
@@ -64,6 +70,8 @@ void IntializePipeInfo() {
     SetXName(vexa_pipe_lang);
   }
   myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
+  // Anew each time: a session may follow one of another language, whose levels are there still.
+  nestability = VexaDXConfigReader::GetInstance()->IsSupportLanguage(vexa_pipe_lang);
   if (myPipeSuit->getIndex() < 0) OpenFirstLevel();
 }
 

@@ -4,14 +4,19 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <string>
 #include <vector>
 
+#include "CmdReceiveThread.h"
 #include "DxTracer.h"
 #include "XCmdArgument.h"
+#include "XManager.h"
 #include "call_frame.h"
 #include "child_process.h"
+#include "drivex.h"
 #include "dxglobals.h"
+#include "language_creation.h"
 #include "msleep.h"
 #include "platform.h"
 #include "text.h"
@@ -95,9 +100,15 @@ XCmdArgument& FillEnvironment(XCmdArgument& environment, const std::string& home
 }
 
 // Ends of an earlier backend that died lead to nobody. Closed, they are found again by name, and a fifo that
-// went with that backend is made anew.
+// went with that backend is made anew. Its nested runs are over; a session begins at the first level.
 void DropStaleEnds() {
-  if (myPipeSuit == nullptr) return;
+  EndCommandThread();
+  if (myPipeSuit == nullptr || myPipeSuit->getIndex() < 0) return;
+  while (myPipeSuit->getIndex() > 0) {
+    DriveX* const driver = GetXManager()->getBackVexaDX();
+    if (driver == nullptr || !driver->isStopped()) break;
+    GetXManager()->destoryVexaDX(driver);
+  }
   XPipes* pipes = myPipeSuit->getXPipes();
   pipes->GetXDAPIPipe()->ClosePipe();
   pipes->GetXDAPIResultPipe()->ClosePipe();
@@ -106,8 +117,36 @@ void DropStaleEnds() {
 // The child's id is forgotten before the wait for it.
 void EndBackend() {
   const pid_t child = processId;
-  processId = -1;
+  SetBackend(-1);
   EndChild(child);
+}
+
+// The channel on which the backend asks for runs; null for a language that takes none.
+DXCmdDispatcher* OpenCommandChannel() {
+  if (!nestability) return nullptr;
+  DXCmdDispatcher* const dispatcher = myPipeSuit->getCmdDispatcher(true);
+  dispatcher->Reopen();  // an earlier backend may have left its ends, and taken the file along
+  return dispatcher;
+}
+
+// A backend need not come to the channel, now or ever: the thread waits for it, and nobody else does.
+void ServeCommands(DXCmdDispatcher* dispatcher) {
+  dispatcher->connectPeer();
+  cmdThread = new CmdReceiveThread(dispatcher, vexa_pipe_lang);
+  cmdThread->Start();
+}
+
+// The backend, told to stop, tells the command thread. One that has ended tells nobody any more.
+void AwaitCommandThread() {
+  constexpr int kLooks = 50;
+  constexpr unsigned int kPauseMilliseconds = 100;
+  if (cmdThread == nullptr) return;
+  // A thread that has not come to its loop yet counts as well.
+  for (int look = 0; look < kLooks && cmdThread->HasThread(); ++look) {
+    if (BackendHasEnded()) cmdThread->EndServing();
+    msleep(kPauseMilliseconds);
+  }
+  if (cmdThread->HasThread()) DxTrace("Cmd Dispatcher thread can't exit timely.");
 }
 
 }  // namespace
@@ -152,6 +191,7 @@ int StartVexa(const char* commandLine) {
   IntializePipeInfo();
   DxTrace("call StartVEXA");
   const std::string home = options.home.empty() ? GetVEXAHOME() : options.home;
+  DXCmdDispatcher* const dispatcher = OpenCommandChannel();
 
   VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
@@ -175,7 +215,7 @@ int StartVexa(const char* commandLine) {
   arguments.pushArgument(options.arguments);
   XCmdArgument environment;
   FillEnvironment(environment, home);
-  processId = StartChild(script.c_str(), arguments.argv(), environment.argv());
+  SetBackend(StartChild(script.c_str(), arguments.argv(), environment.argv()));
 
   sleep(1);
   if (!ChildAlive(processId)) {
@@ -188,6 +228,7 @@ int StartVexa(const char* commandLine) {
   CleXDSmb report;
   int code = ReceiveXDApiResult(report, resultPipe);
   if (code == 0) code = report.GetErrorCode();
+  if (code == 0 && dispatcher != nullptr) ServeCommands(dispatcher);
   if (code != 0) {
     resultPipe->DisconnectPipe();
     resultPipe->ClosePipe();
@@ -210,8 +251,14 @@ void StopVexa() {
   resultPipe->ClosePipe();
   myPipeSuit->stopMonitor(false);
   myPipeSuit->stopMonitor(true);
-  myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
-  myPipeSuit->decreaseIndex();
+  if (nestability) {
+    AwaitCommandThread();
+    EndCommandThread();
+    GetXManager()->cleanup();
+  } else {
+    myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
+    myPipeSuit->decreaseIndex();
+  }
   myPipeSuit = nullptr;
   GetXPipeManager()->cleanup();
   FinalizeDXGlobal();
@@ -224,6 +271,17 @@ void StopVexa() {
 
 int StopReceiveXdApiThread() { return Call(Action::StopReceiveXdApiThread); }
 
+namespace {
+
+// The drivers of hosted languages. They stay for the life of the process, and are found here by no one: a
+// host that wants one of its own makes it.
+std::vector<DriveX*>& HostedDrivers() {
+  static auto& drivers = *new std::vector<DriveX*>;
+  return drivers;
+}
+
+}  // namespace
+
 void InitXProcess(const char* appName, const char* tempPath, const char* pid, const char* xname,
                   const char*) {
   const std::string application = appName != nullptr ? appName : "";
@@ -234,4 +292,12 @@ void InitXProcess(const char* appName, const char* tempPath, const char* pid, co
   SetAppMode(local ? 1 : 0);
   SetVexaRunning(true);
   GetXPipeManager()->getPipeSuit(language);
+  if (DriveX* const driver = CreateCmdVexaDX(language, true)) {
+    HostedDrivers().push_back(driver);
+    try {
+      driver->initializeX();
+    } catch (const std::exception& error) {
+      DxTrace(error.what());
+    }
+  }
 }

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include "CmdReceiveThread.h"
 #include "call_frame.h"
+#include "child_process.h"
 #include "commit_case_data.h"
 #include "cursor_data_smb.h"
 #include "datastep_smb.h"
@@ -14,6 +16,8 @@
 bool isVexaRunning = false;
 std::int32_t processId = -1;
 bool isxdriven = false;
+bool nestability = false;
+CmdReceiveThread* cmdThread = nullptr;
 XPipeSuit* myPipeSuit = nullptr;
 std::string vexa_pipe_index;
 std::string vexa_pipe_path;
@@ -64,11 +68,18 @@ void RemoveFifos() {
   if (manager != nullptr) manager->RemoveFiles(manager->getPipePid() != ProcessIdText());
 }
 
+// A thread that does not end in time goes with the process.
+void LetCommandThreadGo() {
+  constexpr int kMilliseconds = 1000;
+  if (cmdThread != nullptr && cmdThread->EndWithin(kMilliseconds)) EndCommandThread();
+}
+
 // The exit hook. Constructed behind the session's state, so that it is destroyed ahead of it.
 struct InitializeData {
   ~InitializeData() {
     if (getpid() == session_owner) {
       if (isVexaRunning && isxdriven) SayGoodbye();
+      LetCommandThreadGo();
       RemoveFifos();
     }
     ReleaseResultTexts();
@@ -87,6 +98,16 @@ void SetRunning(bool running) {
 void SetCursor(CursorDataSmb* cursor) {
   curCaseData = cursor;
   SetRunning(isVexaRunning);
+}
+
+void SetBackend(pid_t child) {
+  processId = child;
+  SetBackendProcess(child);
+}
+
+void EndCommandThread() {
+  if (getpid() == session_owner) delete cmdThread;  // a fork has no such thread
+  cmdThread = nullptr;
 }
 
 void CloseRecord() {
@@ -116,7 +137,7 @@ void ResetStaticVars() {
   ReleaseResultTexts();
   CloseRecord();
   DropBatch();
-  processId = -1;
+  SetBackend(-1);
   vexa_pipe_index.clear();
   vexa_pipe_path.clear();
   vexa_pipe_lang.clear();
@@ -124,4 +145,5 @@ void ResetStaticVars() {
   rTempDir.clear();
   DropCaseBeingBuilt();
   myPipeSuit = nullptr;
+  EndCommandThread();
 }

@@ -13,6 +13,7 @@
 #include "PlugInCriticalSection.h"
 #include "payloads.h"
 
+class CmdReceiveThread;
 class CursorDataSmb;
 class DatastepSmb;
 class XPipeSuit;
@@ -30,6 +31,11 @@ extern bool isVexaRunning;
 extern std::int32_t processId;
 // The last answer of IsXDriven, which writes it; cleared by ResetStaticVars.
 extern bool isxdriven;
+// The configuration supports the language of this process, so the backend can run language code in it: the
+// session has a command channel and its thread. Written by IntializePipeInfo.
+extern bool nestability;
+// The thread that serves the command channel, owned. Written by StartVexa; ended by EndCommandThread.
+extern CmdReceiveThread* cmdThread;
 // This process's pipes, owned by the XPipeManager; null until IntializePipeInfo has run. Cleared by StopVexa
 // and ResetStaticVars.
 extern XPipeSuit* myPipeSuit;
@@ -86,6 +92,11 @@ extern PlugInCriticalSection csBuffer;
 
 void SetRunning(bool running);
 void SetCursor(CursorDataSmb* cursor);
+
+// Writes processId.
+void SetBackend(pid_t child);
+// Ends the command thread, if there is one, and waits for its end.
+void EndCommandThread();
 
 void CloseRecord();
 void DropCaseBeingBuilt();

@@ -59,8 +59,9 @@ VEXA_API bool IsBackendReady(void);
 VEXA_API bool IsXDriven(void);
 
 /* Ends the session: asks the backend to stop, closes and removes the fifos, ends the process that StartVexa
- * started and resets all state. Takes at least one second. Without effect unless a backend is ready and this
- * process drives it. */
+ * started and resets all state. Takes at least one second, and up to five more where the backend can run code
+ * of this process's language and does not say that it has done with that. Without effect unless a backend is
+ * ready and this process drives it. Not to be called from code that the backend runs here. */
 VEXA_API void StopVexa(void);
 
 /* Sets whether guarded functions go through. For hosts that are themselves started by the backend. Returns 0.
@@ -72,7 +73,8 @@ VEXA_API int StopReceiveXdApiThread(void);
 
 /* Brings up a process that the backend started: `appName` holds "vexaengine" or is "LOCAL" when the backend
  * is on this machine; `tempPath` (ending in "/"), `pid` and `xname` are those of the fifos' names; `fifth`
- * has no use. The home is the environment's VEXA_HOME. Null texts count as empty. */
+ * has no use. The home is the environment's VEXA_HOME. Null texts count as empty. Brings the language up
+ * where the configuration supports it. */
 VEXA_API void InitXProcess(const char* appName, const char* tempPath, const char* pid, const char* xname,
                            const char* fifth);
 

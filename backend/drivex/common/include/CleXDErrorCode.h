@@ -26,6 +26,20 @@ class VEXA_API CleXDErrorCode {
   static constexpr int kPipeNameMissing = 99106;  // an endpoint without a name
   static constexpr int kProcessNotAlive = 99107;  // the process just started has ended
 
+  static constexpr int kNoProcessObjects = 1;     // of a language's creation: InitDxGlobal has not run
+  static constexpr int kLibraryUnusable = 99114;  // the language's library does not load, or lacks a function
+  static constexpr int kNotInitialised = 99115;   // the language was given lines too early
+  static constexpr int kThreadNotStarted = 99116;     // of a run; also a run without a driver
+  static constexpr int kNoLibraryName = 99118;        // the configuration names no library for the language
+  static constexpr int kUnknownCommand = 99119;       // of the command channel
+  static constexpr int kUnsupportedLanguage = 99120;  // the configuration does not name the language
+
+  static constexpr int kSocketNotOpened = 99121;  // of the Java extension: no socket, or no connection
+  static constexpr int kSocketFailed = 99122;     // any other failure of the socket
+  static constexpr int kJavaNotAlive = 99123;     // the Java process just started has ended
+
+  static constexpr int kPythonRefuses = 999988;  // in the place of a 1 with which PYTHON's pre_action refuses
+
   // The two codes by which the backend says that the data, or a split of it, ended. They can come with a last
   // block.
   static constexpr int kEndOfData = 23;

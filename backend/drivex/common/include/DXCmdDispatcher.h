@@ -4,6 +4,7 @@
 #define DXCMDDISPATCHER_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,17 @@ class VEXA_API DXCmdDispatcher {
   // Sends a command and waits for its result: the visitor's, or a code of the pipe.
   int sendCmd(CmdKey key);
   int sendCmd(CmdKey key, const std::vector<std::string>& arguments);
+  // To a server of whose life more is known, see AsyCsPipe1.
+  int sendCmd(CmdKey key, const std::vector<std::string>& arguments,
+              const std::function<bool()>& server_alive);
   // Serves until the channel ends, and returns its result.
   int receiveCmd(DXCmdDispatcherVisitor* visitor);
+
+  // Ends the serving loop from another thread, see AsyCsPipe1. After Reopen there can be a new one, with a
+  // new client; nobody may be serving.
+  void EndServing() { channel.EndReceiving(); }
+  const WakeUp* Ending() const { return channel.Ending(); }
+  void Reopen();
 
   void RemoveFiles(bool only_created) const { channel.RemoveFiles(only_created); }
 

@@ -15,6 +15,8 @@
 
 #include "vexa_api.h"
 
+class WakeUp;
+
 class VEXA_API VexaPipe {
  public:
   VexaPipe();
@@ -69,6 +71,11 @@ class VEXA_API VexaPipe {
   // come. The reader also waits for the first bytes, or for the writer's end.
   int OpenPipeToReadWhile(const std::function<bool()>& peer_alive);
   int OpenPipeToWriteWhile(const std::function<bool()>& peer_alive);
+  // For an end that is open already: waits in the same way for bytes or for the writer's end.
+  int AwaitDataWhile(const std::function<bool()>& peer_alive) const;
+  // From here on opening for reading waits for nobody, and a read that waits for the peer ends with 99104
+  // when `wake` is signalled and there is nothing to read. Null takes that back.
+  void EndReadsBy(const WakeUp* wake) { reads_end = wake; }
   // Whether the other end of an open fifo was there and is gone.
   bool PeerHungUp() const;
   // For poll; -1 when closed.
@@ -86,6 +93,7 @@ class VEXA_API VexaPipe {
   std::string pipeName;
   bool writeConnected = false;
   bool pipeCreated = false;
+  const WakeUp* reads_end = nullptr;
   pid_t owner;  // the process that made this object
 };
 

@@ -8,6 +8,7 @@
 
 #include "vexa_api.h"
 
+class JavaPlugInSocket;
 class XManager;
 class XPipeManager;
 
@@ -37,6 +38,9 @@ VEXA_API XManager* GetXManager();
 VEXA_API void SetXManager(XManager* manager);
 VEXA_API XPipeManager* GetXPipeManager();
 VEXA_API void SetXPipeManager(XPipeManager* manager);
+// The endpoint of the Java extension. Made, stored and deleted by the host that uses the extension.
+VEXA_API JavaPlugInSocket* GetJavaExtSocket();
+VEXA_API void SetavaExtSocket(JavaPlugInSocket* socket);
 
 // Makes the objects: the fifos' directory (ending in "/") and id text, the language's name, and the home,
 // which may be empty. Opens the trace where the configuration names a directory. Does nothing when they are

@@ -2,15 +2,27 @@
 #ifndef PLATFORM_H
 #define PLATFORM_H
 
+#include <dlfcn.h>
 #include <string.h>
+#include <unistd.h>
+#ifdef __APPLE__
+#include <crt_externs.h>
+#endif
 
 namespace platform {
 
 #ifdef __APPLE__
 inline constexpr const char* kLibrarySearchVariable = "DYLD_LIBRARY_PATH";
+inline constexpr const char* kLibrarySuffix = ".dylib";
 #else
 inline constexpr const char* kLibrarySearchVariable = "LD_LIBRARY_PATH";
+inline constexpr const char* kLibrarySuffix = ".so";
 #endif
+inline constexpr const char* kLibraryPrefix = "lib";
+
+// For dlopen: the numbers are each system's own. Visible to the libraries that are loaded later.
+inline constexpr int kBindLazily = RTLD_LAZY | RTLD_GLOBAL;
+inline constexpr int kBindNow = RTLD_NOW | RTLD_GLOBAL;
 
 // The text of an errno value, callable in a forked child of a process with threads: no lock, no allocation.
 inline const char* ErrorText(int code) {
@@ -19,6 +31,15 @@ inline const char* ErrorText(int code) {
 #else
   const char* text = strerrordesc_np(code);
   return text != nullptr ? text : "Unknown error";
+#endif
+}
+
+// The environment of this process.
+inline char** Environment() {
+#ifdef __APPLE__
+  return *_NSGetEnviron();
+#else
+  return environ;
 #endif
 }
 

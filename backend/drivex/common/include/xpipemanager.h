@@ -5,13 +5,15 @@
 //   suit prefix     pipe path + pipe pid + X name         /tmp/ 04d2 R
 //   fifo of a level suit prefix + level + its own name    /tmp/04d2R0xdapi
 //
-// The path ends in "/", the pid is lower-case hexadecimal of at least four digits. Used from the one thread
-// that runs a call or a language run.
+// The path ends in "/", the pid is lower-case hexadecimal of at least four digits. The levels and the list of
+// suits are protected, as the command service opens and leaves levels while a call waits for its reply. The
+// rest is used from the one thread that runs a call or a language run.
 #ifndef XPIPEMANAGER_H
 #define XPIPEMANAGER_H
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -33,7 +35,7 @@ class VEXA_API XPipeSuit {
   ~XPipeSuit();
 
   // The current nesting level, -1 when none is open.
-  int getIndex() const { return m_pipe_index; }
+  int getIndex() const;
   const std::string& XName() const { return xname; }
   std::string getPipeNamePrefix() const;
   // The pipes of the current level, which there must be.
@@ -48,6 +50,7 @@ class VEXA_API XPipeSuit {
 
   // The command channel, made by the first call, which settles the role. Owned by the suit.
   DXCmdDispatcher* getCmdDispatcher(bool isServer);
+  bool HasCmdDispatcher() const { return dispatcher != nullptr; }
 
   // Makes and starts the monitor of that side, reader or writer, unless it is there; it is the suit's.
   // `handler` is an `int (*)()` that the reader calls, on the monitor's thread, when its peer goes without a
@@ -65,6 +68,7 @@ class VEXA_API XPipeSuit {
   XPipeManager* m_manager;
   std::int32_t m_pipe_index = -1;
   std::vector<std::unique_ptr<XPipes>> pipes;
+  mutable std::mutex levels_mutex;  // of the two above
   std::unique_ptr<DXCmdDispatcher> dispatcher;
   std::unique_ptr<MonitorThread> reader_monitor;
   std::unique_ptr<MonitorThread> writer_monitor;
@@ -93,6 +97,7 @@ class VEXA_API XPipeManager {
   std::string path;
   std::string pid;
   std::vector<std::unique_ptr<XPipeSuit>> suits;
+  mutable std::mutex suits_mutex;  // of the list, not of what is in it
 };
 
 #endif

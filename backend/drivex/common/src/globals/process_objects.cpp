@@ -15,6 +15,7 @@ struct ProcessObjects {
   std::string home;
   XManager* xmanager = nullptr;
   XPipeManager* pipe_manager = nullptr;
+  JavaPlugInSocket* java_socket = nullptr;
 };
 
 ProcessObjects& Objects() {
@@ -55,3 +56,6 @@ void SetXManager(XManager* manager) { Objects().xmanager = manager; }
 
 XPipeManager* GetXPipeManager() { return Objects().pipe_manager; }
 void SetXPipeManager(XPipeManager* manager) { Objects().pipe_manager = manager; }
+
+JavaPlugInSocket* GetJavaExtSocket() { return Objects().java_socket; }
+void SetavaExtSocket(JavaPlugInSocket* socket) { Objects().java_socket = socket; }

@@ -12,6 +12,7 @@
 #include "DxTracer.h"
 #include "XPipes.h"
 #include "msleep.h"
+#include "wake_up.h"
 
 namespace {
 
@@ -85,7 +86,8 @@ int VexaPipe::OpenPipeToUnBlockWrite() {
 
 int VexaPipe::OpenPipeToRead() {
   if (HasPipe()) return 0;
-  return OpenEnd(O_RDONLY) != -1 ? 0 : CleXDErrorCode::kPipeFailed;
+  const int waiting = reads_end != nullptr ? O_NONBLOCK : 0;
+  return OpenEnd(O_RDONLY | waiting) != -1 ? 0 : CleXDErrorCode::kPipeFailed;
 }
 
 int VexaPipe::OpenPipeToUnBlockRead() {
@@ -124,6 +126,7 @@ int VexaPipe::WriteData(const void* data, int length, unsigned long*) {
 }
 
 int VexaPipe::ReadData(int length, void* data, unsigned long& got) {
+  if (reads_end != nullptr && !reads_end->AwaitReadable(pipeFd)) return CleXDErrorCode::kPipeFailed;
   const ssize_t count = length < 0 ? -1 : read(pipeFd, data, static_cast<std::size_t>(length));
   if (count < 0) return CleXDErrorCode::kPipeFailed;
   got = static_cast<unsigned long>(count);
@@ -154,14 +157,19 @@ int VexaPipe::MakeBlocking() {
 int VexaPipe::OpenPipeToReadWhile(const std::function<bool()>& peer_alive) {
   if (HasPipe()) return 0;
   if (OpenEnd(O_RDONLY | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
-  for (bool alive = true;;) {
-    pollfd look = {pipeFd, POLLIN, 0};
-    if (poll(&look, 1, alive ? kPeerLookMilliseconds : 0) > 0) return MakeBlocking();
-    if (!alive) break;  // looked once more after the death: a last message is not lost
-    alive = peer_alive();
-  }
+  if (AwaitDataWhile(peer_alive) == 0) return MakeBlocking();
   ClosePipe();
   return CleXDErrorCode::kProcessNotAlive;
+}
+
+int VexaPipe::AwaitDataWhile(const std::function<bool()>& peer_alive) const {
+  for (bool alive = true;;) {
+    pollfd look = {pipeFd, POLLIN, 0};
+    if (poll(&look, 1, alive ? kPeerLookMilliseconds : 0) > 0) return 0;
+    if (!alive)  // looked once more after the death: a last message is not lost
+      return CleXDErrorCode::kProcessNotAlive;
+    alive = peer_alive();
+  }
 }
 
 int VexaPipe::OpenPipeToWriteWhile(const std::function<bool()>& peer_alive) {

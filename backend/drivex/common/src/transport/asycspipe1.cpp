@@ -16,6 +16,8 @@ constexpr int kStopServing = -1;
 constexpr unsigned int kPauseMilliseconds = 100;
 // How long a client that has closed its writing end may take to open the other fifo.
 constexpr std::chrono::seconds kGrace{2};
+// The same while the loop is told to end: the client may be between its request and the other fifo.
+constexpr std::chrono::milliseconds kShortGrace{300};
 
 // Built once, as a command's time is short. Never destroyed: commands may be under way while the process
 // ends.
@@ -26,6 +28,7 @@ const std::string& kReceived = *new std::string("AsyCsPipe1:send: ReceiveData");
 
 AsyCsPipe1::AsyCsPipe1(const std::string& channel_name, bool is_server)
     : name(channel_name), m_isServer(is_server) {
+  if (m_isServer) ending.emplace();
   openPipe();
 }
 
@@ -36,6 +39,10 @@ int AsyCsPipe1::openPipe() {
   // Once: an endpoint that goes takes its fifo along, and the peer's fifo has to outlive a closePipe.
   if (!server_pipe) server_pipe = std::make_unique<VexaPipe>(name + "_s");
   if (!client_pipe) client_pipe = std::make_unique<VexaPipe>(name + "_c");
+  if (m_isServer) {
+    ending->Reset();
+    server_pipe->EndReadsBy(&*ending);
+  }
   // Each side makes the fifo that it reads, so neither waits for a file of the other before it can read. A
   // failure shows when the fifo is opened.
   VexaPipe& own = m_isServer ? *server_pipe : *client_pipe;
@@ -82,21 +89,27 @@ int AsyCsPipe1::Connect() {
   return (m_isServer ? connectClient() : connectServer()) == 0 ? 0 : 1;
 }
 
-int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply) {
+int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply) { return send(request, reply, {}); }
+
+int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply, const std::function<bool()>& server_alive) {
   int code = Connect();
   if (code != 0) return code;
-  code = SendData(server_pipe.get(), request, false);
+  if (server_alive && !server_pipe->IsWritePipeConnected())
+    code = server_pipe->OpenPipeToWriteWhile(server_alive);
+  if (code == 0) code = SendData(server_pipe.get(), request, false);
   DxTraceError(kSent, code);
   if (code == 0) {
-    code = ReceiveReply(reply);
+    code = ReceiveReply(reply, server_alive);
     DxTraceError(kReceived, code);
   }
   return code;
 }
 
 // The first time, opening the fifo waits for the server; its death in between ends the wait.
-int AsyCsPipe1::ReceiveReply(CleXDSmb& reply) {
-  const int code = client_pipe->OpenPipeToReadWhile([this] { return !server_pipe->PeerHungUp(); });
+int AsyCsPipe1::ReceiveReply(CleXDSmb& reply, const std::function<bool()>& server_alive) {
+  const auto there = [&] { return !server_pipe->PeerHungUp() && (!server_alive || server_alive()); };
+  int code = client_pipe->OpenPipeToReadWhile(there);
+  if (code == 0 && server_alive) code = client_pipe->AwaitDataWhile(there);
   if (code == CleXDErrorCode::kProcessNotAlive) return CleXDErrorCode::kPeerClosed;
   return code != 0 ? code : ReceiveData(client_pipe.get(), reply, true);
 }
@@ -105,9 +118,12 @@ int AsyCsPipe1::ReceiveReply(CleXDSmb& reply) {
 // more.
 int AsyCsPipe1::SendReply(CleXDSmb& reply) {
   if (!client_pipe->IsWritePipeConnected()) {
-    const auto end = std::chrono::steady_clock::now() + kGrace;
-    const int code = client_pipe->OpenPipeToWriteWhile(
-        [&] { return !server_pipe->PeerHungUp() || std::chrono::steady_clock::now() < end; });
+    const auto start = std::chrono::steady_clock::now();
+    const int code = client_pipe->OpenPipeToWriteWhile([&] {
+      const auto waited = std::chrono::steady_clock::now() - start;
+      return waited < (Ends() ? std::chrono::steady_clock::duration(kShortGrace) : kGrace) ||
+             (!Ends() && !server_pipe->PeerHungUp());
+    });
     if (code != 0) return CleXDErrorCode::kPipeFailed;
   }
   SigpipeBlocked client_may_be_gone;
@@ -123,11 +139,13 @@ int AsyCsPipe1::Serve(const char* trace_prefix, Receiver receiver) {
   int code = Connect();
   bool stop = false;
   bool client_closed = false;
-  while (code == 0 && !stop) {
+  for (bool last = false; code == 0 && !stop && !last;) {
+    last = Ends();
     CleXDSmb request;
     CleXDSmb reply;
     code = ReceiveData(server_pipe.get(), request, true);
     DxTraceError(received, code);
+    if (code != 0 && Ends()) return code;
     if (code == 0) stop = receiver(request, reply) == kStopServing;
     // A client that closed only its writing end reads the answer to that. It is not flooded with more of
     // them.
@@ -151,6 +169,10 @@ int AsyCsPipe1::receive(int (*receiver)(CleXDSmb&, CleXDSmb&)) {
   return Serve("AsyCsPipe1: ", [receiver](CleXDSmb& request, CleXDSmb& reply) {
     return receiver != nullptr ? receiver(request, reply) : 0;
   });
+}
+
+void AsyCsPipe1::EndReceiving() {
+  if (ending) ending->Signal();
 }
 
 void AsyCsPipe1::RemoveFiles(bool only_created) const {

@@ -20,17 +20,25 @@ std::string XPipeSuit::getPipeNamePrefix() const {
   return m_manager->getPipePath() + m_manager->getPipePid() + xname;
 }
 
+int XPipeSuit::getIndex() const {
+  const std::lock_guard lock(levels_mutex);
+  return m_pipe_index;
+}
+
 XPipes* XPipeSuit::getXPipes() {
+  const std::lock_guard lock(levels_mutex);
   VEXA_ASSERT(m_pipe_index >= 0);
   return pipes[static_cast<std::size_t>(m_pipe_index)].get();
 }
 
 XPipes* XPipeSuit::getXPipes(int level) {
+  const std::lock_guard lock(levels_mutex);
   if (level < 0 || level > m_pipe_index) return nullptr;
   return pipes[static_cast<std::size_t>(level)].get();
 }
 
 void XPipeSuit::increaseIndex() {
+  const std::lock_guard lock(levels_mutex);
   ++m_pipe_index;
   while (static_cast<int>(pipes.size()) < m_pipe_index + 1) {
     char level[5];  // four digits: deeper levels would share a name
@@ -40,6 +48,7 @@ void XPipeSuit::increaseIndex() {
 }
 
 void XPipeSuit::decreaseIndex() {
+  const std::lock_guard lock(levels_mutex);
   VEXA_ASSERT(m_pipe_index >= 0);
   --m_pipe_index;
   const int open = static_cast<int>(pipes.size());
@@ -69,6 +78,7 @@ int XPipeSuit::stopMonitor(bool reader) {
 }
 
 void XPipeSuit::RemoveFiles(bool only_created) const {
+  const std::lock_guard lock(levels_mutex);
   for (const auto& level : pipes) level->RemoveFiles(only_created);
   if (dispatcher) dispatcher->RemoveFiles(only_created);
   for (const MonitorThread* monitor : {reader_monitor.get(), writer_monitor.get()}) {
@@ -82,6 +92,7 @@ XPipeManager::XPipeManager(const std::string& pipe_path, const std::string& pipe
 XPipeManager::~XPipeManager() { cleanup(); }
 
 XPipeSuit* XPipeManager::getPipeSuit(const std::string& name) {
+  const std::lock_guard lock(suits_mutex);
   for (const auto& suit : suits) {
     if (suit->XName() == name) return suit.get();
   }
@@ -89,17 +100,27 @@ XPipeSuit* XPipeManager::getPipeSuit(const std::string& name) {
   return suits.back().get();
 }
 
+// Suits go without the lock: their monitors may call back.
 void XPipeManager::removePipeSuit(const std::string& name) {
+  std::unique_ptr<XPipeSuit> removed;
+  const std::lock_guard lock(suits_mutex);
   const auto found =
       std::find_if(suits.begin(), suits.end(), [&](const auto& suit) { return suit->XName() == name; });
-  if (found != suits.end()) suits.erase(found);
+  if (found == suits.end()) return;
+  removed = std::move(*found);
+  suits.erase(found);
 }
 
 void XPipeManager::cleanup() {
-  for (auto& suit : suits) suit.reset();
-  suits.clear();
+  std::vector<std::unique_ptr<XPipeSuit>> removed;
+  {
+    const std::lock_guard lock(suits_mutex);
+    removed.swap(suits);
+  }
+  for (auto& suit : removed) suit.reset();
 }
 
 void XPipeManager::RemoveFiles(bool only_created) const {
+  const std::lock_guard lock(suits_mutex);
   for (const auto& suit : suits) suit->RemoveFiles(only_created);
 }

@@ -1,0 +1,197 @@
+#include <poll.h>
+
+#include <chrono>
+
+#include "CleXDErrorCode.h"
+#include "CleXDSmb.h"
+#include "DxTracer.h"
+#include "JavaExtensionSmb.h"
+#include "JavaPlugInSocket.h"
+#include "OutpStatisticsX.h"
+#include "XConfigOptions.h"
+#include "XPipes.h"
+#include "child_process.h"
+#include "dxglobals.h"
+#include "msleep.h"
+#include "sendreceive.h"
+#include "sigpipe.h"
+#include "xpipemanager.h"
+
+namespace {
+
+constexpr int kLookMilliseconds = 20;  // between two looks at a process that is to end
+// What a language that was told to end may still need.
+constexpr std::chrono::seconds kGrace{5};
+
+}  // namespace
+
+OutpStatisticsX::OutpStatisticsX(XConfigOptions* language_options, int backend_mode, bool backendDrives)
+    : StatisticsX(backendDrives), options(language_options), mode(backend_mode) {}
+
+OutpStatisticsX::~OutpStatisticsX() {
+  try {
+    stop_embedded_x();
+    EndProcess();
+  } catch (...) {  // nobody is left to be told
+  }
+}
+
+bool OutpStatisticsX::IsR() const { return options->XName() == "R"; }
+
+XPipeSuit* OutpStatisticsX::Suit() const {
+  XPipeManager* const manager = GetXPipeManager();
+  return manager != nullptr ? manager->getPipeSuit(options->XName()) : nullptr;
+}
+
+XPipes* OutpStatisticsX::CurrentPipes() const {
+  XPipeSuit* const suit = Suit();
+  return suit != nullptr ? suit->getXPipes() : nullptr;
+}
+
+std::string OutpStatisticsX::getBackendProcessName() const { return mode == 0 ? "REMOTE" : "LOCAL"; }
+
+std::string OutpStatisticsX::getMajorVersion() const {
+  const std::string version = "31.0.0.0";
+  return version.substr(0, version.find('.'));
+}
+
+void OutpStatisticsX::x_set_post_vexa_output(PostOutputFunction) {}
+
+// Once it has ended its number may be anybody's.
+bool OutpStatisticsX::ProcessAlive() {
+  if (process > 0 && !ChildAlive(process)) process = -1;
+  return process > 0;
+}
+
+bool OutpStatisticsX::isXProcessActive() { return !isVexaDrive() || ProcessAlive(); }
+
+// Ahead of a new start too: two processes would share the fifos. R sees the end of its input, and is heard
+// out meanwhile: a full pipe would keep it from ending.
+void OutpStatisticsX::EndProcess() {
+  to_language.Close();
+  const auto end = std::chrono::steady_clock::now() + kGrace;
+  while (ProcessAlive() && std::chrono::steady_clock::now() < end) {
+    pollfd look = {from_language.Number(), POLLIN, 0};
+    char dropped[4096];
+    if (poll(&look, 1, kLookMilliseconds) > 0 && read(look.fd, dropped, sizeof dropped) <= 0)
+      from_language.Close();
+  }
+  KillChild(process);
+  process = -1;
+  from_language.Close();
+}
+
+int OutpStatisticsX::x_pre_action() { return java ? setup_java_run() : setup_x_run(); }
+int OutpStatisticsX::x_post_action() { return java ? exit_java_run() : exit_x_run(); }
+int OutpStatisticsX::x_stop_embedded_x() { return stat_stop_x(); }
+
+// Java serves no commands.
+int OutpStatisticsX::SendCommand(DXCmdDispatcher::CmdKey key) {
+  XPipeSuit* const suit = Suit();
+  if (suit == nullptr) return CleXDErrorCode::kPipeFailed;
+  const SigpipeBlocked language_may_be_gone;
+  return suit->getCmdDispatcher(false)->sendCmd(key, {}, [this] { return !java && isXProcessActive(); });
+}
+
+int OutpStatisticsX::setup_x_run() {
+  if (IsR()) return Tell("prevexa()\n");
+  XPipes* const pipes = CurrentPipes();
+  if (pipes == nullptr) return CleXDErrorCode::kPipeFailed;
+  VexaPipe* const result_pipe = pipes->GetSyntaxResultPipe();
+  if (result_pipe->IsPipeCreated()) {
+    DxTrace("setup_x_run syntaxResultPipe has CreatePipe");
+  } else {
+    const int code = result_pipe->CreatePipe();
+    if (code != 0) {
+      DxTraceError("setup_x_run syntaxResultPipe CreatePipe", code);
+      return code;
+    }
+    result_pipe->DisconnectPipe();
+  }
+  int code = SendCommand(DXCmdDispatcher::kSetupDXRun);
+  DxTraceError("setup_x_run cmdDispatcher sendCmd", code);
+  if (code != 0) return code;
+  if (!result_pipe->IsWritePipeConnected()) result_pipe->ConnectPipe();
+  CleXDSmb listens;
+  return ReceiveAnswer(result_pipe, listens);
+}
+
+int OutpStatisticsX::exit_x_run() {
+  int code = 0;
+  if (IsR()) {
+    if (at_continuation_prompt) code = Tell("END\n");
+    return code != 0 ? code : Tell("postvexa()\n");
+  }
+  code = SendCommand(DXCmdDispatcher::kExitDxRun);
+  DxTraceError("exit_x_run cmdDispatcher sendCmd", code);
+  return code;
+}
+
+int OutpStatisticsX::x_execute_x(char* lines) {
+  const char* const text = lines != nullptr ? lines : "";
+  if (java) return ExecuteJava();
+  return IsR() ? ExecuteLines(text) : ExecuteBlock(text);
+}
+
+// The process ends when its work is done.
+int OutpStatisticsX::ExecuteJava() {
+  JavaPlugInSocket* const socket = GetJavaExtSocket();
+  JavaExtensionSmb message;
+  const int code = socket != nullptr ? SendData(socket, message) : CleXDErrorCode::kSocketFailed;
+  DxTraceError("x_execute_x SendData syntaxSocket", code);
+  while (code == 0 && isXProcessActive()) msleep(kLookMilliseconds);
+  return code;
+}
+
+int OutpStatisticsX::ExecuteBlock(const char* lines) {
+  XPipes* const pipes = CurrentPipes();
+  if (pipes == nullptr) return CleXDErrorCode::kPipeFailed;
+  VexaPipe* const syntax_pipe = pipes->GetSyntaxPipe();
+  CleXDSmb message;
+  message.SetString(lines);
+  int code = 0;
+  if (!syntax_pipe->IsWritePipeConnected())
+    code = syntax_pipe->OpenPipeToWriteWhile([this] { return isXProcessActive(); });
+  if (code == 0) {
+    const SigpipeBlocked language_may_be_gone;
+    code = SendData(syntax_pipe, message, false);
+  }
+  DxTraceError("x_execute_x SendData syntaxPipe", code);
+  if (code != 0) return code;
+  CleXDSmb answer;
+  code = ReceiveAnswer(pipes->GetSyntaxResultPipe(), answer);
+  DxTraceError("x_execute_x ReceiveData syntaxResultPipe", code);
+  return code;
+}
+
+// The code is the one that the answer carries. A language that goes ahead of its first answer gives 99107,
+// and later 99103, whoever else may hold its end of the fifo.
+int OutpStatisticsX::ReceiveAnswer(VexaPipe* pipe, CleXDSmb& answer) {
+  const auto active = [this] { return isXProcessActive(); };
+  if (!pipe->HasPipe()) {
+    const int code = pipe->OpenPipeToReadWhile(active);
+    if (code != 0) return code;
+  }
+  if (pipe->AwaitDataWhile(active) != 0) return CleXDErrorCode::kPeerClosed;
+  const int code = ReceiveData(pipe, answer, true);
+  return code != 0 ? code : answer.GetErrorCode();
+}
+
+int OutpStatisticsX::stat_stop_x() {
+  int code = 0;
+  if (IsR()) {
+    while (code == 0 && at_browser_prompt) code = Tell("Q\n");
+    code = execute_x_syntax("q()\n");
+  } else if (isXProcessActive()) {
+    code = SendCommand(DXCmdDispatcher::kStopDX);
+    DxTraceError("stat_stop_x cmdDispatcher sendCmd", code);
+  } else {
+    DxTrace("stat_stop_x: x process has already exited ");
+  }
+  if (XPipeSuit* const suit = Suit()) {
+    suit->stopMonitor(false);
+    suit->stopMonitor(true);
+  }
+  ProcessAlive();  // reaps it if it is that quick; nobody waits for it here
+  return code;
+}

@@ -1,0 +1,171 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "CleXDErrorCode.h"
+#include "DxTracer.h"
+#include "JavaExtensionSmb.h"
+#include "JavaPlugInSocket.h"
+#include "OutpStatisticsX.h"
+#include "XCmdArgument.h"
+#include "XConfigOptions.h"
+#include "child_process.h"
+#include "dxglobals.h"
+#include "msleep.h"
+#include "text.h"
+#include "xpipemanager.h"
+
+namespace {
+
+constexpr unsigned int kStartMilliseconds = 500;  // a program that fails at once has failed by then
+constexpr int kServerTries = 100;
+constexpr unsigned int kServerPauseMilliseconds = 100;
+
+std::string Under(std::string home, const std::string& relative) {
+  DecoratePathEnd(home);
+  return home + relative;
+}
+
+struct Ends {
+  Descriptor reading, writing;
+};
+
+// Both ends go when another program is executed. Without a pipe there is no language, and no way to tell why:
+// callers expect the process to end.
+Ends MakePipe() {
+  int ends[2];
+  if (pipe(ends) != 0) {
+    std::puts(std::strerror(errno));
+    std::exit(-1);
+  }
+  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
+  return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+// Ends at an earlier process lead nowhere, and what its fifos still hold is not for a new one: an orphan of
+// it may keep them alive. Ahead of the start, as the new process would take an end that goes later for its
+// own client's.
+void ForgetEarlierProcess(XPipeSuit& suit) {
+  XPipes* const pipes = suit.getXPipes();
+  for (VexaPipe* const pipe : {pipes->GetSyntaxPipe(), pipes->GetSyntaxResultPipe()}) {
+    if (!pipe->HasPipe()) continue;
+    pipe->RemoveFile(false);
+    pipe->ClosePipe();
+  }
+  if (!suit.HasCmdDispatcher()) return;
+  DXCmdDispatcher* const dispatcher = suit.getCmdDispatcher(false);
+  dispatcher->RemoveFiles(false);
+  dispatcher->Reopen();
+}
+
+}  // namespace
+
+int OutpStatisticsX::x_init_embedded_x(int argc, char** argv) {
+  const std::string first = argc > 0 ? argv[0] : "";
+  if (first == "JavaExtension") {
+    java = true;
+    return stat_start_java();
+  }
+  return IsR() ? start_x_process(argc, argv) : stat_start_x();
+}
+
+void OutpStatisticsX::StartProcess(const std::string& program, XCmdArgument& arguments,
+                                   const ChildStreams* streams) {
+  XCmdArgument environment;
+  pushEnv(environment);
+  char* no_arguments[] = {nullptr};
+  char** const argv = arguments.argv();
+  process = StartChild(program.c_str(), argv != nullptr ? argv : no_arguments, environment.argv(), streams);
+}
+
+int OutpStatisticsX::stat_start_x() {
+  static constexpr const char* kProgram = "startx";
+  XPipeManager* const manager = GetXPipeManager();
+  if (manager == nullptr) return CleXDErrorCode::kNoProcessObjects;
+  XCmdArgument arguments;
+  const std::string program = Under(GetVEXAHOME(), std::string("bin/") + kProgram);
+  arguments.pushArgument(program);
+  arguments.pushArgument(getBackendProcessName());
+  arguments.pushArgument(manager->getPipePath());
+  arguments.pushArgument(manager->getPipePid());
+  arguments.pushArgument(options->XName());
+  EndProcess();
+  XPipeSuit* const suit = Suit();
+  ForgetEarlierProcess(*suit);
+  StartProcess(program, arguments);
+  msleep(kStartMilliseconds);
+  int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
+  if (code == 0) code = AwaitServer(suit->getCmdDispatcher(false));
+  DxTraceError("stat_start_x result", code);
+  return code;
+}
+
+int OutpStatisticsX::AwaitServer(DXCmdDispatcher* dispatcher) {
+  dispatcher->connectPeer();
+  int code = SendCommand(DXCmdDispatcher::kTestCmd);
+  for (int tries = 1; code != 0 && tries < kServerTries; ++tries) {
+    msleep(kServerPauseMilliseconds);
+    if (!isXProcessActive()) return CleXDErrorCode::kProcessNotAlive;
+    code = SendCommand(DXCmdDispatcher::kTestCmd);
+  }
+  return code;
+}
+
+int OutpStatisticsX::stat_start_java() {
+  static constexpr const char* kProgram = "java";
+  XCmdArgument arguments;
+  const std::string program = Under(GetVEXAHOME(), std::string("JRE/bin/") + kProgram);
+  arguments.pushArgument(program);
+  arguments.pushArgument("com.kor.statistics.plugin.Extension");
+  arguments.pushArgument(getBackendProcessName());
+  EndProcess();
+  JavaPlugInSocket* const socket = GetJavaExtSocket();
+  if (socket == nullptr || socket->CreateSocket() != 0) return CleXDErrorCode::kSocketFailed;
+  arguments.pushArgument(std::to_string(socket->GetSocketPort()));
+  arguments.pushArgument(JavaExtensionSmb().GetCommandName());
+  StartProcess(program, arguments);
+  int code = socket->AcceptSocketWhile([this] { return ProcessAlive(); });
+  msleep(kStartMilliseconds);
+  if (!isXProcessActive()) code = CleXDErrorCode::kJavaNotAlive;
+  DxTraceError("stat_start_java result", code);
+  return code;
+}
+
+int OutpStatisticsX::start_x_process(int argc, char** argv) {
+  std::string program = Under(options->GetXHome(), "");
+  if (IsR()) program += "bin/R";
+  XCmdArgument arguments;
+  for (int i = 0; i < argc; ++i) arguments.pushArgument(argv[i]);
+  EndProcess();
+  {
+    Ends input = MakePipe();
+    Ends output = MakePipe();
+    const ChildStreams streams = {input.reading.Number(), output.writing.Number()};
+    StartProcess(program, arguments, &streams);
+    to_language = std::move(input.writing);
+    fcntl(to_language.Number(), F_SETFL, O_NONBLOCK);  // writing to R waits in poll
+    from_language = std::move(output.reading);
+  }
+  msleep(kStartMilliseconds);
+  int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
+  if (IsR()) code = InitialiseR();
+  DxTraceError("start_x_process result", code);
+  return code;
+}
+
+// R is asked for its code even if it cannot load the package: the second call says the more telling thing.
+int OutpStatisticsX::InitialiseR() {
+  at_browser_prompt = at_continuation_prompt = false;
+  const int code = get_x_result();
+  if (code != 0) return code;
+  Tell("library(vexastatistics)\n");
+  const XPipeManager* const manager = GetXPipeManager();
+  const std::string path = manager != nullptr ? manager->getPipePath() : "";
+  const std::string pid = manager != nullptr ? manager->getPipePid() : "";
+  return Tell("initRProcess('" + getBackendProcessName() + "', '" + path + "', '" + pid + "', '" +
+              options->XName() + "')\n");
+}

@@ -6,6 +6,7 @@
 #include "bulk_rows.h"
 #include "csv_reader.h"
 #include "csv_writer.h"
+#include "language_run.h"
 #include "side_file.h"
 #include "words.h"
 
@@ -137,10 +138,44 @@ int Run(Session& session, std::string_view text) {
   return get ? GetStream(session, *command) : SaveStream(session, *command);
 }
 
+// Takes a line off the text, without its end.
+std::string_view TakeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+// The language that a line "LANGUAGE name." opens a block of; empty for another line.
+std::string OpenedLanguage(std::string_view line) {
+  const auto words = SplitWords(Trimmed(line));
+  const bool opens = words && words->size() == 2 && SameName((*words)[0].text, "LANGUAGE") &&
+                     (*words)[1].text.ends_with('.');
+  return opens ? Upper((*words)[1].text.substr(0, (*words)[1].text.size() - 1)) : std::string();
+}
+
+// Takes the lines of a block and the one that closes it.
+int RunLanguageBlock(Session& session, const std::string& language, std::string_view& text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::string_view line = TakeLine(text);
+    if (SameName(Trimmed(line), "END LANGUAGE.")) return RunBlock(session, language, std::move(lines));
+    lines.emplace_back(line);
+  }
+  return engine_code::kBadCommand;
+}
+
 }  // namespace
 
 int RunCommands(Session& session, std::string_view text) {
   while (!text.empty()) {
+    std::string_view behind_line = text;
+    if (const std::string language = OpenedLanguage(TakeLine(behind_line)); !language.empty()) {
+      text = behind_line;
+      if (const int code = RunLanguageBlock(session, language, text)) return code;
+      continue;
+    }
     std::size_t end = 0;  // behind the command's last line
     std::string_view command;
     do {

@@ -6,6 +6,12 @@
 //   GET DATA /TYPE=BINARYSTREAM /SOCKET=port /VARIABLES=a b.
 //   SAVE /TYPE=CSV /FILE="result.csv" /DATASET=name /KEEP=a b.
 //   SAVE /TYPE=BINARYSTREAM /SOCKET=port /KEEP=a b.
+//
+// A block of another language stands between two lines of its own:
+//
+//   LANGUAGE PYTHON.
+//   print("lines of that language")
+//   END LANGUAGE.
 #ifndef COMMANDS_H
 #define COMMANDS_H
 

@@ -1,6 +1,5 @@
 #include "driver_link.h"
 
-#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -9,16 +8,17 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <stop_token>
 
-#include "CleXDErrorCode.h"
-#include "msleep.h"
-#include "sendreceive.h"
+#include "DxTracer.h"
+#include "VexaDXConfigReader.h"
+#include "dxglobals.h"
+#include "xpipemanager.h"
 
 namespace {
 
-constexpr unsigned kOpenPause = 5;  // milliseconds between two tries to open the replies
 constexpr std::chrono::milliseconds kLookPause(250);
 constexpr pid_t kNobody = -1;
 
@@ -33,56 +33,62 @@ pid_t FindDriver(const std::string& id) {
   return orphaned ? kNobody : parent;
 }
 
+// The fifos of this session, on whatever level and of whatever language: the id and the name of a language,
+// in capitals.
+void RemoveFifos(const std::string& directory, const std::string& id) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+    const std::string name = entry.path().filename();
+    const bool ours = name.starts_with(id) && name.find_first_of("0123456789abcdef", id.size()) != id.size();
+    if (ours && entry.is_fifo(error)) {
+      unlink(entry.path().c_str());
+    }
+  }
+}
+
 // By the parent and not by a signal: an ended process that nobody has waited for can still be signalled.
-void WatchDriver(const std::stop_token& link_ends, pid_t driver, const std::string& requests,
-                 const std::string& replies) {
+void WatchDriver(const std::stop_token& link_ends, pid_t driver, const std::string& directory,
+                 const std::string& id) {
   std::mutex mutex;
   std::condition_variable_any pause;
   std::unique_lock lock(mutex);
   while (!link_ends.stop_requested()) {
     if (getppid() != driver) {
-      unlink(requests.c_str());
-      unlink(replies.c_str());
+      RemoveFifos(directory, id);
       _exit(EXIT_FAILURE);
     }
     pause.wait_for(lock, link_ends, kLookPause, [] { return false; });
   }
 }
 
+// The pipes of the process, with a trace of its own: the driver writes one under the language's name.
+XPipes& OpenSession(const std::string& directory, const std::string& id, const std::string& xname) {
+  const char* const home = std::getenv("VEXA_HOME");
+  SetVEXAHOME(home);
+  auto* const tracer = new DxTracer;  // the process's from here on, to its end
+  const std::filesystem::path traces = VexaDXConfigReader::GetInstance()->GetTracePath();
+  if (!traces.empty()) tracer->open(traces / "BACKEND_trace.log");
+  SetDxTracer(tracer);
+  InitDxGlobal(directory, id, xname, home != nullptr ? home : "");
+  XPipeSuit* const suit = GetXPipeManager()->getPipeSuit(xname);
+  suit->increaseIndex();
+  return *suit->getXPipes();
+}
+
 }  // namespace
 
 DriverLink::DriverLink(const std::string& directory, const std::string& id, const std::string& xname)
-    : manager(directory, id), suit(manager.getPipeSuit(xname)) {
-  suit->increaseIndex();
-  watch = std::jthread(WatchDriver, FindDriver(id), Pipes().GetXDAPIPipe()->GetPipeName(),
-                       Pipes().GetXDAPIResultPipe()->GetPipeName());
+    : channel(OpenSession(directory, id, xname)) {
+  watch = std::jthread(WatchDriver, FindDriver(id), directory, id);
 }
 
-// Without blocking: a driver opens this fifo with its first request, and may never come to one.
-bool DriverLink::Listen() {
-  VexaPipe* requests = Pipes().GetXDAPIPipe();
-  return requests->CreatePipe() == 0 && requests->OpenPipeToUnBlockRead() == 0 &&
-         requests->MakeBlocking() == 0;
+DriverLink::~DriverLink() {
+  watch = {};
+  FinalizeDXGlobal();
 }
 
 bool DriverLink::Report(int code) {
-  VexaPipe* replies = Pipes().GetXDAPIResultPipe();
-  while (replies->OpenPipeToUnBlockWrite() != 0) {
-    if (access(replies->GetPipeName().c_str(), F_OK) != 0) return false;
-    msleep(kOpenPause);
-  }
   CleXDSmb first;
   first.SetErrorCode(code);
-  return replies->MakeBlocking() == 0 && Reply(first);
+  return channel.Reply(first);
 }
-
-bool DriverLink::NextRequest(CleXDSmb& request) {
-  VexaPipe* requests = Pipes().GetXDAPIPipe();
-  // A fifo that no writer has opened yet would read as ended, while poll stays silent.
-  pollfd look = {requests->Descriptor(), POLLIN, 0};
-  while (!driver_came) driver_came = poll(&look, 1, -1) > 0;
-  const int code = ReceiveData(requests, request);
-  return code != CleXDErrorCode::kPeerClosed && code != CleXDErrorCode::kPipeFailed;
-}
-
-bool DriverLink::Reply(CleXDSmb& reply) { return SendData(Pipes().GetXDAPIResultPipe(), reply) == 0; }

@@ -1,6 +1,5 @@
-// The line to the driver: the fifo of its requests, which the engine makes and reads, and the fifo of the
-// replies, which the driver makes and reads. One request and one reply at a time, in strict alternation. When
-// the link goes, the fifos go.
+// The engine's line to the process that drives it: the channel of the first nesting level and the first
+// message on it, which tells how the start went. When the link goes, the fifos go.
 //
 // The engine must not outlive its driver, and a blocked read or write can: a fork of a driver that died holds
 // the fifos open. So a thread looks from time to time whether the driver is still the parent of this process.
@@ -11,29 +10,23 @@
 #include <string>
 #include <thread>
 
-#include "CleXDSmb.h"
-#include "xpipemanager.h"
+#include "api_channel.h"
 
 class DriverLink {
  public:
   // Directory of the fifos with its final "/", the driver's process id in hexadecimal, the language's name.
   DriverLink(const std::string& directory, const std::string& id, const std::string& xname);
+  DriverLink(const DriverLink&) = delete;
+  DriverLink& operator=(const DriverLink&) = delete;
+  ~DriverLink();
 
-  // Makes the fifo of the requests and opens it for reading. False when that cannot be.
-  bool Listen();
   // Waits until the driver reads its replies, and sends the first message. False when there is no way to send
   // it.
   bool Report(int code);
-  // Waits for a request. False when the driver hung up.
-  bool NextRequest(CleXDSmb& request);
-  bool Reply(CleXDSmb& reply);
+  ApiChannel& Channel() { return channel; }
 
  private:
-  XPipes& Pipes() { return *suit->getXPipes(); }
-
-  XPipeManager manager;
-  XPipeSuit* suit;
-  bool driver_came = false;  // it has opened the fifo of the requests
+  ApiChannel channel;
   std::jthread watch;
 };
 

@@ -40,6 +40,7 @@ inline constexpr int kCaseTooLong = 2045;
 inline constexpr int kBadCommand = 2046;
 inline constexpr int kNoConnection = 2047;
 inline constexpr int kNoTempFile = 2048;
+inline constexpr int kNoLanguage = 2049;
 
 }  // namespace engine_code
 

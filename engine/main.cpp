@@ -3,14 +3,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <filesystem>
 #include <new>
 
+#include "VexaDXConfigReader.h"
 #include "csv_reader.h"
 #include "driver_link.h"
+#include "dxglobals.h"
 #include "options.h"
-#include "session.h"
+#include "serving.h"
 #include "side_file.h"
+#include "xpipemanager.h"
 
 namespace {
 
@@ -21,68 +24,33 @@ Dataset LoadData(const std::string& path) {
   return dataset;
 }
 
-// One line for each request, for whoever writes a binding: the number and what it was answered.
-class RequestLog {
- public:
-  RequestLog() = default;
-  explicit RequestLog(const std::string& path) {
-    if (path.empty()) return;
-    file.reset(std::fopen(path.c_str(), "we"));
-    if (!file) throw StartFailure(engine_code::kUnreadable, path + ": the log cannot be written");
-    std::setvbuf(file.get(), nullptr, _IOLBF, BUFSIZ);
-  }
-  void Note(Action action, int code) {
-    if (file) std::fprintf(file.get(), "action %d code %d\n", static_cast<int>(action), code);
-  }
-
- private:
-  struct Closer {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-  };
-  std::unique_ptr<std::FILE, Closer> file;
-};
-
-void ServeDriver(DriverLink& link, Session& session, RequestLog& log) {
-  CleXDSmb request;
-  CleXDSmb reply;
-  while (!session.ended) {
-    request.CleanUp();
-    request.SetCommandAction(Action::None);  // what a broken frame would leave from the last one
-    reply.CleanUp();
-    if (!link.NextRequest(request)) return;
-    const bool wanted = session.Serve(request, reply);
-    const std::unique_ptr<char[]> image(reply.GetBinaryData());  // a block never frees its binary string
-    log.Note(request.GetCommandAction(), reply.GetErrorCode());
-    if (wanted && !link.Reply(reply)) return;
-  }
-}
-
-// What the options ask for, or why that cannot be.
-struct Start {
-  int code = 0;
-  RequestLog log;
-};
-
-Start Prepare(const char* text, Session& session) {
-  Start start;
-  const auto refuse = [&](int code, const char* reason) {
+// Does what the options ask for. A code says why that cannot be.
+int Prepare(const char* text, Session& session) {
+  const auto refuse = [](int code, const char* reason) {
     std::fprintf(stderr, "vexaengine: %s\n", reason);
-    start.code = code;
+    return code;
   };
   try {
     session.options = ParseOptions(text);
-    start.log = RequestLog(session.options.log);
+    session.log = RequestLog(session.options.log);
     session.Data() = LoadData(session.options.data);
     session.output.files = session.options.output;
     if (!session.output.Write()) {
       throw StartFailure(engine_code::kUnreadable, session.output.files + ": the output cannot be written");
     }
   } catch (const StartFailure& failure) {
-    refuse(failure.code, failure.what());
+    return refuse(failure.code, failure.what());
   } catch (const std::bad_alloc&) {
-    refuse(engine_code::kUnreadable, "the data do not fit into memory");
+    return refuse(engine_code::kUnreadable, "the data do not fit into memory");
   }
-  return start;
+  return 0;
+}
+
+// A driver that can be handed lines of its language has made its fifo of the channel by now.
+bool HasChannel(const std::string& xname) {
+  const std::string prefix = GetXPipeManager()->getPipeSuit(xname)->getPipeNamePrefix();
+  return VexaDXConfigReader::GetInstance()->IsSupportLanguage(xname) &&
+         std::filesystem::exists(prefix + "_s");
 }
 
 }  // namespace
@@ -96,10 +64,12 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, SIG_IGN);   // meant for the driver, which may go on
   DriverLink link(argv[1], argv[2], argv[3]);
   Session session;
-  Start start = Prepare(argv[4], session);
-  if (start.code == 0 && !link.Listen()) return EXIT_FAILURE;
-  if (!link.Report(start.code) || start.code != 0) return EXIT_FAILURE;
-  ServeDriver(link, session, start.log);
+  session.driver_language = argv[3];
+  session.driver_channel = HasChannel(argv[3]);
+  const int code = Prepare(argv[4], session);
+  if (code == 0 && !link.Channel().Listen()) return EXIT_FAILURE;
+  if (!link.Report(code) || code != 0) return EXIT_FAILURE;
+  Serve(session, link.Channel());
   // Once the driver was answered that all is over, it may kill the engine in the middle of a file.
   return session.output_written || session.output.Write() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "arguments.h"
+#include "language_run.h"
 #include "words.h"
 
 namespace {
@@ -11,16 +12,22 @@ constexpr int kGoodbye = 998800;  // the integer of a driver's last message, whi
 
 int Accept(Session&, CleXDSmb&, CleXDSmb&) { return 0; }
 
-// The driver kills the engine soon after the reply: the output is written before that.
+int XDrives(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  reply.SetLong(session.x_drives ? 1 : 0);
+  return 0;
+}
+
+// The driver kills the engine soon after the reply: all that has to end does so before that.
 int End(Session& session, CleXDSmb&, CleXDSmb&) {
   session.ended = true;
+  StopLanguages(session);
   session.output_written = session.output.Write();
   return session.output_written ? 0 : engine_code::kUnreadable;
 }
 
 constexpr ActionEntry kLifeActions[] = {
     {Action::IsBackendReady, Answer<1>},
-    {Action::IsXDriven, Answer<1>},
+    {Action::IsXDriven, XDrives},
     {Action::StopVexa, End},
     {Action::StopReceiveXdApiThread, Accept},
 };

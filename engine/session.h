@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <pugixml.hpp>
+#include <set>
 #include <span>
 #include <string>
 
@@ -19,6 +20,7 @@
 #include "options.h"
 #include "output_document.h"
 #include "plain_text.h"
+#include "request_log.h"
 #include "stream_socket.h"
 
 using Action = CleXDSmb::CommandAction;
@@ -70,8 +72,14 @@ struct Session {
   std::string graphics_title, graphics_label;
   std::map<std::string, pugi::xml_document> snapshots;  // of the output, by handle
   std::size_t last_xml_length = 0;                      // of the XML given out last, in characters
-  bool output_written = false;                          // for the last time
-  bool ended = false;                                   // the driver said so
+  RequestLog log;
+  std::string driver_language;
+  bool driver_channel = false;      // the driver can be handed lines of its language
+  std::set<std::string> languages;  // that blocks have come for
+  int depth = 0;                    // blocks that are running, each within the one before
+  bool x_drives = true;         // requests come from the driver, not from a process that the engine started
+  bool output_written = false;  // for the last time
+  bool ended = false;           // the driver said so
 
   // Serves one request. False when the driver waits for no reply.
   bool Serve(CleXDSmb& request, CleXDSmb& reply);

@@ -74,6 +74,11 @@ int Setting(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   return 0;
 }
 
+int NestDepth(Session& session, CleXDSmb&, CleXDSmb& reply) {
+  reply.SetLong(session.depth);
+  return 0;
+}
+
 constexpr ActionEntry kActions[] = {
     {Action::SetXDriveMode, SetNumber<&Settings::drive_mode>},
     {Action::GetXDriveMode, GetNumbers<&Settings::drive_mode, &Settings::mode>},
@@ -93,7 +98,7 @@ constexpr ActionEntry kActions[] = {
     {Action::IsUTF8mode, Answer<1>},
     {Action::IsDistributedMode, Answer<0>},
     {Action::IsUseOrFilter, Answer<0>},
-    {Action::GetNestDepth, Answer<0>},
+    {Action::GetNestDepth, NestDepth},
 };
 
 }  // namespace

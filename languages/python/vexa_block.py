@@ -1,0 +1,112 @@
+"""Runs blocks of Python lines for the backend, in __main__, so that names live on from block to block. While a block
+runs, what it prints goes to the backend's output. The language library imports this module and calls it; a block has no
+need to.
+"""
+import atexit
+import ctypes
+import io
+import linecache
+import sys
+import time
+import traceback
+
+import __main__
+
+# What a block ends with, beside 0: an exception, lines that are no Python. sys.exit gives its own number.
+EXCEPTION, NOT_PYTHON = 3001, 3002
+
+_PostFunction = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_char_p, ctypes.c_int)
+_post = None
+_blocks = 0  # that were begun
+_running = 0  # each within the one before
+_PATIENCE = 1.0  # seconds
+
+
+def set_post(address):
+    """Takes the C function that hands text to the backend."""
+    global _post
+    _post = _PostFunction(address)
+
+
+class _Output(io.TextIOBase):
+    """A stream that posts whole lines, and the rest when it is flushed. What the backend does not take, because it is gone,
+    goes to the stream that was there before.
+    """
+
+    encoding = "utf-8"
+    errors = "surrogateescape"
+
+    def __init__(self, before):
+        self._before = before
+        self._pending = ""
+
+    def writable(self):
+        return True
+
+    def write(self, text):
+        lines, line_end, self._pending = (self._pending + text).rpartition("\n")
+        self._send(lines + line_end)
+        return len(text)
+
+    def flush(self):
+        text, self._pending = self._pending, ""
+        self._send(text)
+
+    def _send(self, text):
+        if not text:
+            return
+        image = text.encode(self.encoding, self.errors)
+        if (_post is None or _post(image, len(image)) != 0) and self._before is not None:
+            self._before.write(text)
+
+
+def _exit_code(value):
+    if value is None:
+        return 0
+    if isinstance(value, int):
+        return value
+    print(value, file=sys.stderr)
+    return EXCEPTION
+
+
+def _execute(text):
+    global _blocks
+    _blocks += 1
+    name = f"<block {_blocks}>"
+    linecache.cache[name] = (len(text), None, text.splitlines(True), name)  # for the lines of a traceback
+    try:
+        code = compile(text, name, "exec")
+    except (SyntaxError, ValueError) as error:
+        traceback.print_exception(error.with_traceback(None))
+        return NOT_PYTHON
+    try:
+        exec(code, __main__.__dict__)
+    except SystemExit as leaving:
+        return _exit_code(leaving.code)
+    except BaseException as error:
+        traceback.print_exception(error.with_traceback(error.__traceback__.tb_next))  # without the frame of this module
+        return EXCEPTION
+    return 0
+
+
+@atexit.register
+def _let_blocks_end():
+    """A program whose backend died goes on while the block, on another thread, has yet to learn of it."""
+    end = time.monotonic() + _PATIENCE
+    while _running > 0 and time.monotonic() < end:
+        time.sleep(0.01)
+
+
+def run(block):
+    """Runs a block, given as bytes, and returns its code."""
+    global _running
+    _running += 1
+    before = sys.stdout, sys.stderr
+    output, errors = sys.stdout, sys.stderr = _Output(sys.stdout), _Output(sys.stderr)
+    try:
+        return _execute(block.decode("utf-8", "surrogateescape"))
+    finally:
+        output.flush()
+        errors.flush()
+        sys.stdout, sys.stderr = before
+        _running -= 1

@@ -1,0 +1,226 @@
+// End to end: blocks of real Python that the staged engine runs, in processes of its own and back in the
+// process that drives it, and what is left when one of the processes dies.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "support/sandbox.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+constexpr const char* kAirQuality = VEXA_SOURCE_DIR "/examples/data/airquality.csv";
+constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
+
+// A plain interpreter cannot load a library with sanitizers, and one in a program that has them leaks by
+// design.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define NEEDS_PLAIN_PYTHON() GTEST_SKIP() << "Python is left out under sanitizers."
+#else
+#define NEEDS_PLAIN_PYTHON() static_cast<void>(0)
+#endif
+
+bool Comes(const std::function<bool()>& what) {
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!what()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(5ms);
+  }
+  return true;
+}
+
+class LanguageRunTest : public testing::Test {
+ protected:
+  Sandbox fifos, files;
+  std::size_t own_fifos = 0;
+
+  LanguageRunTest() {
+    signal(SIGPIPE, SIG_IGN);
+    SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
+    SetEnvironment("VEXADXTEMP", fifos.path().c_str());
+  }
+  void TearDown() override {
+    StopVexa();
+    EXPECT_TRUE(Comes([&] { return fifos.Entries().size() <= own_fifos; })) << fifos.Entries().front();
+    EXPECT_TRUE(Comes([] { return !IsBackendReady() && !HasChildren(); }));
+  }
+  void Start() { ASSERT_EQ(StartVexa((std::string("-data ") + kAirQuality).c_str()), 0); }
+  // A home like the staged one, with another line in Python's section.
+  void UseHomeWith(const std::string& setting) {
+    const fs::path staged = VEXA_STAGED_HOME, home = files.path() + "/home";
+    fs::create_directories(home / "bin");
+    fs::create_symlink(staged / "lib", home / "lib");
+    for (const char* program : {"vexaengine", "startx"})
+      fs::create_symlink(staged / "bin" / program, home / "bin" / program);
+    fs::copy_file(staged / "bin/StartXD", home / "bin/StartXD");
+    files.Write("home/bin/vexadxcfg.ini", ReadFile(staged / "bin/vexadxcfg.ini") + setting + "\n");
+    SetEnvironment("VEXA_HOME", home.c_str());
+  }
+  static int Run(const std::string& lines) {
+    const std::string text = "LANGUAGE PYTHON.\n" + lines + "\nEND LANGUAGE.\n";
+    return Submit(text.c_str(), static_cast<int>(text.size()));
+  }
+  // All that blocks have printed.
+  static std::string Printed() {
+    int error = 0;
+    EXPECT_EQ(CreateXPathDictionary("output"), 0);
+    void* const texts = EvaluateXPath("output", "", "//text/text()", &error);
+    std::string printed;
+    for (int i = 0; i < GetStringListLength(texts); ++i) printed += GetStringFromList(texts, i);
+    RemoveStringList(texts);
+    EXPECT_EQ(RemoveXPathHandle("output"), 0);
+    return printed;
+  }
+  // What a program prints, and its status behind that.
+  static std::string Output(const std::string& command) {
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string output;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
+    return output + "status " + std::to_string(pclose(pipe));
+  }
+  std::string RunScript(const std::string& script) {
+    return Output("exec python3 " + files.Write("script.py", script) + " 2>/dev/null");
+  }
+};
+
+constexpr const char* kOnMainThread =
+    "import os, threading, sys\n"
+    "sys.exit(threading.get_native_id() == os.getpid())";
+
+TEST_F(LanguageRunTest, BlocksKeepTheirStateAndEndWithTheirCodes) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_EQ(Run("import sys\nx = 20\nprint('one', end='')"), 0);
+  EXPECT_EQ(Run("raise ValueError(x)"), kException);
+  EXPECT_EQ(Run("print(1"), kNoPython);
+  EXPECT_EQ(Run("print('err', file=sys.stderr); sys.exit(x + 2)"), 22);
+  EXPECT_EQ(Run("sys.exit()"), 0);
+  EXPECT_EQ(Run(kOnMainThread), 0);
+  EXPECT_EQ(Run(""), 0);
+  const std::string printed = Printed();
+  EXPECT_TRUE(printed.starts_with("oneTraceback (most recent call last):\n  File \"<block 2>\", line 1, in "))
+      << printed;
+  EXPECT_NE(printed.find("    raise ValueError(x)\nValueError: 20\n"), std::string::npos) << printed;
+  EXPECT_TRUE(printed.ends_with("SyntaxError: '(' was never closed\nerr\n")) << printed;
+}
+
+TEST_F(LanguageRunTest, BlockUsesTheClientInterfaceOnALevelOfItsOwn) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_EQ(Run("import vexaxd\n"
+                "hot = [case['Day'] for case in vexaxd.cases('Temp', 'Day') if case['Temp'] > 96]\n"
+                "print(vexaxd.GetVariableName(3), vexaxd.GetNestDepth(), vexaxd.IsXDriven(), hot)"),
+            0);
+  EXPECT_EQ(Printed(), "Temp 1 False [28.0]\n");
+  int depth = -1;
+  EXPECT_EQ(GetNestDepth(&depth) + depth, 0);
+}
+
+TEST_F(LanguageRunTest, BlocksOfABlockRunWithinIt) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_EQ(Run("import vexaxd, sys\n"
+                "def block(lines): return 'LANGUAGE PYTHON.\\n' + lines + '\\nEND LANGUAGE.'\n"
+                "try: vexaxd.Submit(block('print(vexaxd.GetNestDepth()); sys.exit(5)'))\n"
+                "except vexaxd.Error as error: print('code', error.code)\n"
+                "print(vexaxd.GetNestDepth())"),
+            0);
+  EXPECT_EQ(Printed(), "2\ncode 5\n1\n");
+}
+
+TEST_F(LanguageRunTest, MainThreadRunsTheBlocksWhereTheConfigurationSaysSo) {
+  NEEDS_PLAIN_PYTHON();
+  UseHomeWith("STARTX_MAIN_THREAD=true");
+  Start();
+  EXPECT_EQ(Run(kOnMainThread), 1);
+  EXPECT_EQ(Run("raise SystemExit(9)"), 9);
+}
+
+TEST_F(LanguageRunTest, WhatCannotRunSaysSo) {
+  NEEDS_PLAIN_PYTHON();
+  UseHomeWith("PYTHON_LIBRARY=libnone.so");
+  Start();
+  EXPECT_EQ(Run("x = 1"), 3003);
+  const auto submit = [](const char* text) { return Submit(text, static_cast<int>(std::strlen(text))); };
+  EXPECT_EQ(submit("LANGUAGE COBOL.\nEND LANGUAGE."), 2049);
+  EXPECT_EQ(submit("LANGUAGE PYTHON.\nx = 1"), 2046);
+}
+
+// Where a process dies in a block that it runs itself, and where it is killed between two.
+TEST_F(LanguageRunTest, LanguageThatDiedIsStartedAnew) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_NE(Run("import os\nx = 1\nos.kill(os.getpid(), 9)"), 0);
+  EXPECT_EQ(Run("import os, sys\ntry: x\nexcept NameError: print(os.getpid(), end='')"), 0);
+  const std::string note = "PYTHON has ended, and what its blocks left there is gone.\n";
+  const std::string printed = Printed();
+  ASSERT_TRUE(printed.starts_with(note)) << printed;
+  const pid_t language = std::stoi(printed.substr(note.size()));
+  ASSERT_EQ(kill(language, SIGKILL), 0);
+  ASSERT_TRUE(Comes([&] {  // with all its threads, reaped or not
+    const std::string process = "/proc/" + std::to_string(language);
+    const bool last = ReadFile(process + "/status").find("Threads:\t1\n") != std::string::npos;
+    return !fs::exists(process) || (last && ReadFile(process + "/stat").find(") Z") != std::string::npos);
+  }));
+  EXPECT_EQ(Run("print('anew')"), 0);
+  EXPECT_TRUE(Printed().ends_with(note + "anew\n"));
+}
+
+TEST_F(LanguageRunTest, EngineThatDiesInABlockTakesTheLanguageAlong) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_EQ(Run("import os, signal, time\nos.kill(os.getppid(), signal.SIGKILL)\ntime.sleep(600)"),
+            kPeerClosed);
+  EXPECT_FALSE(IsBackendReady());
+  own_fifos = 2;  // those of this process go with it
+}
+
+TEST_F(LanguageRunTest, ExamplesShowBothWays) {
+  NEEDS_PLAIN_PYTHON();
+  const std::string data = std::string(" ") + kAirQuality;
+  EXPECT_EQ(Output("python3 " VEXA_SOURCE_DIR "/examples/nesting.py" + data),
+            "Ozone: mean 39.4867\nSolar_R: mean 187.392\nWind: mean 10.0118\nTemp: mean 77.8824\n"
+            "Month: mean 6.99346\nDay: mean 15.8039\ndeepest level 3\ncodes 10 20 30\nstatus 0");
+  const std::string printed = Output(VEXA_STAGED_HOME "/../examples/blocks" + data);
+  EXPECT_NE(printed.find("fault: code 3001\nafter: code 0\noutput:\n  153 cases, 14 of them hot\n"),
+            std::string::npos)
+      << printed;
+  EXPECT_TRUE(printed.ends_with("ZeroDivisionError: division by zero\n  not harmed: 14\nstatus 0"))
+      << printed;
+}
+
+constexpr const char* kScript = R"(import os, signal, sys, time
+sys.path.insert(0, os.environ["VEXA_HOME"] + "/lib/python")
+import vexaxd
+vexaxd.SetXNameAndSHome("PYTHON", os.environ["VEXA_HOME"])
+vexaxd.StartVexa()
+def run(lines): vexaxd.Submit("LANGUAGE PYTHON.\n" + lines + "\nEND LANGUAGE.\n")
+)";
+
+constexpr const char* kKillsEngine = R"py(
+from pathlib import Path
+engine, = (int(p) for p in Path("/proc/self/task/%d/children" % os.getpid()).read_text().split())
+try: run("run('os.kill(engine, 9)')")
+except vexaxd.Error as error: print(error.code)
+)py";
+
+// The process that drives and hosts: it leaves without a word, it is killed in a block, its engine is.
+TEST_F(LanguageRunTest, DriverThatEndsLeavesNothing) {
+  NEEDS_PLAIN_PYTHON();
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(RunScript(std::string(kScript) + "run('print(1)')"), "status 0");
+  EXPECT_EQ(RunScript(std::string(kScript) + "run('os.kill(os.getpid(), 9)')"), "status 9");
+  EXPECT_EQ(RunScript(std::string(kScript) + kKillsEngine), "99103\nstatus 0");
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 20s);
+}
+
+}  // namespace

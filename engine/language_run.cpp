@@ -6,17 +6,21 @@
 #include <cstdint>
 #include <thread>
 
+#include "CleXDErrorCode.h"
 #include "OutpStatisticsX.h"
 #include "VexaDXConfigReader.h"
 #include "XManager.h"
 #include "drivex.h"
 #include "dxglobals.h"
+#include "msleep.h"
 #include "serving.h"
 #include "xpipemanager.h"
 
 namespace {
 
 constexpr int kOnThisMachine = 1;
+constexpr int kEndLooks = 100;
+constexpr unsigned int kEndPause = 10;  // milliseconds
 
 // Becomes readable when something is over.
 class Bell {
@@ -40,7 +44,8 @@ bool DriverHosts(const Session& session, const std::string& language) {
 OutpStatisticsX* RuntimeOf(Session& session, const std::string& language, XConfigOptions* options) {
   XManager* const manager = GetXManager();
   if (auto* const runtime = dynamic_cast<OutpStatisticsX*>(manager->getStatisticsX(language))) {
-    if (!runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
+    const bool in_use = session.depth > 0;  // maybe by a block around this one
+    if (in_use || !runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
     session.output.Post(language + " has ended, and what its blocks left there is gone.\n");
     manager->destoryStatisticsX(language);
     GetXPipeManager()->removePipeSuit(language);  // its pipes lead to nobody
@@ -70,6 +75,13 @@ class RunningBlock {
   bool outer_x_drives;
 };
 
+// Of a process that ends its pipes go first. The next block is not for one that is about to be gone.
+void AwaitEnd(OutpStatisticsX& runtime, int code) {
+  const bool pipes_gone = code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed ||
+                          code == CleXDErrorCode::kProcessNotAlive;
+  for (int look = 0; pipes_gone && look < kEndLooks && runtime.isXProcessActive(); ++look) msleep(kEndPause);
+}
+
 }  // namespace
 
 int RunBlock(Session& session, const std::string& language, std::vector<std::string> lines) {
@@ -77,7 +89,8 @@ int RunBlock(Session& session, const std::string& language, std::vector<std::str
   if (!configuration->IsSupportLanguage(language)) return engine_code::kNoLanguage;
   session.languages.insert(language);
   XConfigOptions* const options = configuration->GetOptions(language);
-  auto* const driver = new DriveX(language, RuntimeOf(session, language, options), options);
+  OutpStatisticsX* const runtime = RuntimeOf(session, language, options);
+  auto* const driver = new DriveX(language, runtime, options);
   GetXManager()->addVexaDX(driver);  // which opens the level
   driver->setSyntax(lines);
   ApiChannel channel(*GetXPipeManager()->getPipeSuit(language)->getXPipes());
@@ -93,6 +106,7 @@ int RunBlock(Session& session, const std::string& language, std::vector<std::str
     run.join();
   }
   GetXManager()->destoryVexaDX(driver);
+  if (!DriverHosts(session, language)) AwaitEnd(*runtime, code);
   return code;
 }
 

@@ -19,13 +19,18 @@ struct Cell {
   Unit* value = nullptr;
 };
 
+// A cell that is there.
+Cell CellAt(Dataset& dataset, int row, int column) {
+  const Variable& variable = dataset.variables[static_cast<std::size_t>(column)];
+  return {&variable, dataset.Case(static_cast<std::size_t>(row)) + variable.first_unit};
+}
+
 int FindCell(Dataset& dataset, int row, int column, Cell& cell) {
   if (!IsRow(dataset, row)) return CleXDErrorCode::kRowOutOfRange;
   if (column < 0 || static_cast<std::size_t>(column) >= dataset.variables.size()) {
     return CleXDErrorCode::kIndexOutOfRange;
   }
-  cell.variable = &dataset.variables[static_cast<std::size_t>(column)];
-  cell.value = dataset.Case(static_cast<std::size_t>(row)) + cell.variable->first_unit;
+  cell = CellAt(dataset, row, column);
   return 0;
 }
 
@@ -169,11 +174,11 @@ int StoreCells(Session& session, CleXDSmb& request, CleXDSmb&) {
   const dataSet* change = changes.data();
   for (const Run& run : runs) {
     for (const dataSet* const end = change + run.length; change != end; ++change) {
-      FindCell(*run.dataset, change->caseIndex, change->varIndex, cell);
+      const Cell place = CellAt(*run.dataset, change->caseIndex, change->varIndex);
       if (change->valueType == 1) {
-        StoreText(*cell.variable, cell.value, change->stringValue);
+        StoreText(*place.variable, place.value, change->stringValue);
       } else {
-        *cell.value = UnitOf(change->numericValue);
+        *place.value = UnitOf(change->numericValue);
       }
     }
   }

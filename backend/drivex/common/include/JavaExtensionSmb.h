@@ -11,7 +11,7 @@
 class VEXA_API JavaExtensionSmb {
  public:
   JavaExtensionSmb();
-  ~JavaExtensionSmb();
+  ~JavaExtensionSmb() = default;
 
   // One directory, or a list of them with ":" between.
   void SetExtensionPath(std::string path) { m_extensionPath = std::move(path); }

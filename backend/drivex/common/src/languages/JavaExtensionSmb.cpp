@@ -10,7 +10,6 @@ std::string JavaExtensionSmb::m_commandName;
 void* JavaExtensionSmb::m_data = nullptr;
 
 JavaExtensionSmb::JavaExtensionSmb() = default;
-JavaExtensionSmb::~JavaExtensionSmb() = default;
 
 void JavaExtensionSmb::SetSendBuf(void* data) {
   void* copy = nullptr;

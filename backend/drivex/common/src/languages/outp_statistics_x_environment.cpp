@@ -27,12 +27,12 @@ std::string Inherited(const char* name) {
 
 std::string ExtensionJars() {
   const JavaExtensionSmb extension;
-  const std::string path = extension.GetExtensionPath();
+  std::string path = extension.GetExtensionPath();
   if (!extension.IsPackageMode()) return path;
   const std::string jar = "/" + extension.GetCommandName() + ".jar";
   std::string jars;
   for (const std::string& directory : GetListFromDelims(path, ":"))
-    jars += (jars.empty() ? "" : ":") + directory + jar;
+    jars.append(jars.empty() ? "" : ":").append(directory).append(jar);
   if (!path.empty() && path.back() == ':') jars += ":";
   return jars;
 }
@@ -51,7 +51,10 @@ void OutpStatisticsX::pushEnv(XCmdArgument& env) {
     if (!Configured(variable)) env.pushArgument(variable + "=" + value);
   };
 
-  for (const auto& [variable, value] : options->GetXEnvVars()) env.pushArgument(variable + "=" + value);
+  const auto push = [&](std::string entry, const std::string& value) {
+    env.pushArgument(entry.append("=").append(value));
+  };
+  for (const auto& [variable, value] : options->GetXEnvVars()) push(variable, value);
   push_unless_configured("VEXA_HOME", GetVEXAHOME());
   const XPipeManager* const manager = GetXPipeManager();
   push_unless_configured("VEXADXTEMP", manager != nullptr ? manager->getPipePath() : "");

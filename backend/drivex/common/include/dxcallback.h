@@ -20,8 +20,9 @@
 // characters fits, and its NUL goes behind them: the buffer has room for size + 1. A longer line is lost; the
 // result is 1 then and 0 otherwise.
 //
-// There is no console yet: StartConsole and WriteToConsole answer 1, as does ReadFromConsole; StopConsole
-// answers 0.
+// The console is one for the process, an XConsoleW with its codes. StartConsole opens it, and so does
+// WriteToConsole where there is none; ReadFromConsole answers 1 then. StopConsole closes it, and answers 0
+// where there is none. One thread of the language uses these four.
 #ifndef DXCALLBACK_H
 #define DXCALLBACK_H
 

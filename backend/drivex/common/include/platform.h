@@ -14,9 +14,11 @@ namespace platform {
 #ifdef __APPLE__
 inline constexpr const char* kLibrarySearchVariable = "DYLD_LIBRARY_PATH";
 inline constexpr const char* kLibrarySuffix = ".dylib";
+inline constexpr const char* kTerminal = "/usr/X11/bin/xterm";
 #else
 inline constexpr const char* kLibrarySearchVariable = "LD_LIBRARY_PATH";
 inline constexpr const char* kLibrarySuffix = ".so";
+inline constexpr const char* kTerminal = "/usr/bin/xterm";
 #endif
 inline constexpr const char* kLibraryPrefix = "lib";
 

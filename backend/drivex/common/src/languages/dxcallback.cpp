@@ -5,17 +5,18 @@
 #include <exception>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "DxTracer.h"
 #include "SyncSyntaxBuffer.h"
 #include "VexaDXConfigReader.h"
+#include "XConsoleW.h"
 #include "dxglobals.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
 namespace {
 
-constexpr int kConsoleNotStarted = 1;
 constexpr int kLineTooLong = 1;
 
 // Tells the reader that the block is over. It never reaches the language.
@@ -75,7 +76,8 @@ int DX_GetSyntaxLine(char* buffer, int size) {
       if (line.size() > room) {
         result = kLineTooLong;
       } else {
-        std::strcpy(buffer, line.c_str());  // the NUL of a line that fills the room stands behind it
+        std::memcpy(buffer, line.c_str(),
+                    line.size() + 1);  // the NUL of a line that fills the room stands behind it
       }
       // Looked at here, ahead of the response: a nested run that this very line leads to may be over before
       // the writer is awake.
@@ -124,13 +126,30 @@ int DX_SetSyntax(const char* lines) {
   return 0;
 }
 
-int DX_StartConsole() { return kConsoleNotStarted; }
+int DX_StartConsole() {
+  if (gConsole == nullptr) gConsole = new XConsoleW(false);
+  return gConsole->StartConsole();
+}
 
-int DX_StopConsole() { return 0; }
+int DX_StopConsole() {
+  if (gConsole == nullptr) return XConsoleW::kGood;
+  const int code = gConsole->StopConsole();
+  delete std::exchange(gConsole, nullptr);
+  return code;
+}
 
-int DX_WriteToConsole(const char*, int) { return DX_StartConsole(); }
+// Kept: only where there is no console is one started. One whose start failed answers that it is not started.
+int DX_WriteToConsole(const char* text, int length) {
+  if (gConsole == nullptr) {
+    const int code = DX_StartConsole();
+    if (code != XConsoleW::kGood) return code;
+  }
+  return gConsole->WriteToConsole(text, length);
+}
 
-int DX_ReadFromConsole(char*, int) { return kConsoleNotStarted; }
+int DX_ReadFromConsole(char* buffer, int size) {
+  return gConsole != nullptr ? gConsole->ReadFromConsole(buffer, size) : XConsoleW::kNotStarted;
+}
 
 void DX_RecordBrowserOutput(const char* text, unsigned long length,
                             int (*convert)(const char*, unsigned long, char*, unsigned long)) {

@@ -1,0 +1,161 @@
+// RConsole DIRECTORY ID CONSOLE HOME LANGUAGE [HOME]: the console of a language, in the terminal window that
+// XConsoleW opens for it. It shows texts, and reads lines with the editing and the history of GNU readline.
+// The home and the output language are for a console with files and texts of its own; this one has none.
+//
+// A line goes out with its "\n". Ctrl-D on an empty line gives the empty text, by which a read loop knows the
+// end of input from an empty line; the next read reads on. Ctrl-C drops what has been typed.
+//
+// It ends when it is told to, when its window is closed, and when its peer is gone, and takes its own fifo
+// along, ahead of its ends: the peer may open another console as soon as it sees this one gone.
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+// They want <cstdio>.
+#include <readline/history.h>
+#include <readline/readline.h>
+
+#include "CleXDSmb.h"
+#include "XConsoleW.h"
+#include "sendreceive.h"
+#include "xpipemanager.h"
+
+namespace {
+
+constexpr int kLevels = 10000;  // a level's number has up to four digits
+// A peer that lives opens its end about a second after it started the terminal.
+constexpr std::chrono::seconds kPatience{30};
+constexpr int kControlC = 'C' & 0x1f;
+
+VexaPipe* requests = nullptr;  // readline's callback has no argument for them
+VexaPipe* answers = nullptr;
+std::string prompt;  // what is shown of the current line
+
+[[noreturn]] void Leave(int status) {
+  requests->RemoveFile(false);
+  _exit(status);
+}
+
+bool TerminalGone() {
+  pollfd look = {STDIN_FILENO, 0, 0};
+  return poll(&look, 1, 0) > 0;
+}
+
+// Waits for something to read there; without a terminal or a peer there is nothing to wait for.
+void Await(int input) {
+  for (;;) {
+    pollfd looks[] = {{input, POLLIN, 0}, {answers->Descriptor(), 0, 0}, {STDIN_FILENO, 0, 0}};
+    const bool interrupted = poll(looks, 3, -1) == -1;
+    if (interrupted) {
+      rl_check_signals();  // the window may have another size
+    } else if (looks[1].revents != 0 || looks[2].revents != 0) {
+      Leave(EXIT_FAILURE);
+    } else if (looks[0].revents != 0) {
+      return;
+    }
+  }
+}
+
+int NextKey(FILE* keyboard) {
+  Await(fileno(keyboard));
+  return rl_getc(keyboard);
+}
+
+void Show(const std::string& text) {
+  for (std::size_t shown = 0; shown < text.size();) {
+    const ssize_t count = write(STDOUT_FILENO, text.data() + shown, text.size() - shown);
+    if (count > 0) {
+      shown += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      Leave(EXIT_FAILURE);
+    }
+  }
+  prompt += text;
+  prompt.erase(0, prompt.find_last_of("\n\r") + 1);
+}
+
+std::string ReadLine() {
+  rl_already_prompted = 1;
+  const std::unique_ptr<char, void (*)(void*)> line(readline(prompt.c_str()), std::free);
+  if (line == nullptr && TerminalGone()) Leave(EXIT_FAILURE);
+  prompt.clear();
+  if (line == nullptr) return Show("\n"), "";
+  if (*line != '\0') add_history(line.get());
+  return std::string(line.get()) + "\n";
+}
+
+void SetUpTerminal() {
+  std::setlocale(LC_ALL, "");
+  for (const int from_keyboard_or_peer : {SIGHUP, SIGINT, SIGQUIT, SIGTSTP, SIGPIPE})
+    std::signal(from_keyboard_or_peer, SIG_IGN);
+  termios settings;
+  if (tcgetattr(STDIN_FILENO, &settings) == 0) {
+    settings.c_cc[VINTR] = _POSIX_VDISABLE;  // Ctrl-C comes as a key
+    tcsetattr(STDIN_FILENO, TCSANOW, &settings);
+  }
+  rl_getc_function = NextKey;
+  rl_bind_key(kControlC, rl_kill_full_line);
+  rl_bind_key('\t', rl_insert);
+  rl_variable_bind("enable-bracketed-paste", "off");  // each line that is pasted is a line
+}
+
+// The arguments do not tell the level. It is the last one for which the peer has made the fifo of the
+// answers.
+void OpenLevel(XPipeSuit& suit) {
+  int last = 0;
+  for (int level = 0; level < kLevels; ++level) {
+    const std::string name = suit.getPipeNamePrefix() + std::to_string(level) + XPipes::SYNTAX_RESULT_PIPE;
+    if (access(name.c_str(), F_OK) == 0) last = level;
+  }
+  while (suit.getIndex() < last) suit.increaseIndex();
+  requests = suit.getXPipes()->GetSyntaxPipe();
+  answers = suit.getXPipes()->GetSyntaxResultPipe();
+}
+
+void Connect() {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto peer_alive = [&] { return !TerminalGone() && std::chrono::steady_clock::now() < end; };
+  CleXDSmb ready;
+  const bool connected = requests->CreatePipe() == 0 && requests->OpenPipeToUnBlockRead() == 0 &&
+                         requests->MakeBlocking() == 0 && answers->OpenPipeToWriteWhile(peer_alive) == 0 &&
+                         SendData(answers, ready) == 0;
+  if (!connected) Leave(EXIT_FAILURE);
+}
+
+[[noreturn]] void Serve() {
+  for (;;) {
+    CleXDSmb message;
+    Await(requests->Descriptor());
+    if (ReceiveData(requests, message) != 0) Leave(EXIT_FAILURE);
+    LongData& numbers = message.GetLongDataRef();
+    const int request = numbers.Empty() ? 0 : numbers[0];
+    Show(message.GetSingleString());
+    message.CleanUpAllData();
+    if (request == XConsoleW::kReadRequest) message.SetSingleString(ReadLine().c_str());
+    if (SendData(answers, message) != 0) Leave(EXIT_FAILURE);
+    if (request == XConsoleW::kStopRequest) Leave(EXIT_SUCCESS);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 6 && argc != 7) {
+    std::fprintf(stderr, "usage: RConsole DIRECTORY ID CONSOLE HOME LANGUAGE [HOME]\n");
+    return EXIT_FAILURE;
+  }
+  XPipeManager manager(argv[1], argv[2]);
+  SetUpTerminal();
+  OpenLevel(*manager.getPipeSuit(argv[3]));
+  Connect();
+  Serve();
+}

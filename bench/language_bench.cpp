@@ -1,13 +1,16 @@
 // Blocks of another language that the practice engine runs in a process of its own: what an empty block
 // costs, in raw exchanges, and whether a call of the client API from within a block costs what it costs
-// outside.
+// outside. Where there is R: what its lines cost beside the same lines piped into the same R by a shell.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "ratio_table.h"
 #include "raw_fifo.h"
@@ -20,8 +23,8 @@ constexpr std::size_t kRequest = 52, kReply = 56;  // GetVariableCount
 
 RawPingPong* raw;
 
-int Run(const std::string& lines) {
-  const std::string text = "LANGUAGE BENCH.\n" + lines + "\nEND LANGUAGE.\n";
+int Run(const std::string& lines, const std::string& language = "BENCH") {
+  const std::string text = "LANGUAGE " + language + ".\n" + lines + "\nEND LANGUAGE.\n";
   return Submit(text.c_str(), static_cast<int>(text.size()));
 }
 
@@ -57,6 +60,80 @@ void CallsInABlock(benchmark::State& state) {
 }
 BENCHMARK(CallsInABlock)->Unit(benchmark::kMillisecond);
 
+#ifdef VEXA_BENCH_R_HOME
+
+constexpr int kRLines = 1000;
+
+std::string TrivialLines() {
+  std::string lines;
+  for (int i = 0; i < kRLines; ++i) lines += "x <- " + std::to_string(i) + "\n";
+  return lines;
+}
+
+// An R that a shell pipes lines into. It stays, as the one of the blocks does: neither figure has R's start
+// in it.
+class PipedR {
+ public:
+  PipedR() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) std::abort();
+    output = ends[0];
+    const int saved = dup(STDOUT_FILENO);
+    dup2(ends[1], STDOUT_FILENO);  // which popen hands on
+    input = popen("cat | " VEXA_BENCH_R_HOME "/bin/R --silent --no-save --no-restore", "we");
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    close(ends[1]);
+  }
+  PipedR(const PipedR&) = delete;
+  PipedR& operator=(const PipedR&) = delete;
+  ~PipedR() {
+    pclose(input);
+    close(output);
+  }
+  // False if R ends before the lines are done.
+  bool Run(const std::string& lines) {
+    std::fputs((lines + "cat('do', 'ne\\n', sep = '')\n").c_str(), input);  // which is not its own echo
+    std::fflush(input);
+    std::string end;
+    for (char got[4096]; !end.ends_with("done\n> ");) {
+      const ssize_t count = read(output, got, sizeof got);
+      if (count <= 0) return false;
+      end = (end + std::string(got, static_cast<std::size_t>(count)));
+      if (end.size() > 16) end.erase(0, end.size() - 16);
+    }
+    return true;
+  }
+
+ private:
+  FILE* input;
+  int output;
+};
+
+void BlockOfR(benchmark::State& state) {
+  const std::string lines = TrivialLines();
+  for (auto _ : state) {
+    if (Run(lines, "R") != 0) state.SkipWithError("the block failed");
+  }
+}
+BENCHMARK(BlockOfR)->Unit(benchmark::kMillisecond);
+
+void PipedIntoR(benchmark::State& state) {
+  static PipedR piped;
+  const std::string lines = TrivialLines();
+  for (auto _ : state) {
+    if (!piped.Run(lines)) state.SkipWithError("R has ended");
+  }
+}
+BENCHMARK(PipedIntoR)->Unit(benchmark::kMillisecond);
+
+constexpr const char* kSectionOfR =
+    "[R]\nHOME=" VEXA_BENCH_R_HOME "\nARGS=R --silent --no-save --no-restore\nR_LIBS=" VEXA_BENCH_R_LIBRARY
+    "\n";
+#else
+constexpr const char* kSectionOfR = "";
+#endif
+
 // A home like the staged one, in which the language of this benchmark is the one that is supported.
 void MakeHome(const std::filesystem::path& home) {
   const std::filesystem::path staged = VEXA_STAGED_HOME;
@@ -72,8 +149,8 @@ void MakeHome(const std::filesystem::path& home) {
     }
   }
   std::filesystem::create_symlink(VEXA_BENCH_LANGUAGE, home / "lib/libbench_language.so");
-  std::ofstream(home / "bin/vexadxcfg.ini")
-      << "[SUPPORTED_LANG]\nX=BENCH\n[BENCH]\nLIB_NAME=bench_language\nHOME=/usr\n";
+  std::ofstream(home / "bin/vexadxcfg.ini") << "[SUPPORTED_LANG]\nX=BENCH;R\n"
+                                            << kSectionOfR << "[BENCH]\nLIB_NAME=bench_language\nHOME=/usr\n";
 }
 
 }  // namespace
@@ -94,10 +171,14 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "the language cannot be started: %d\n", code);
     return 1;
   }
-  const int result = RunRatioTable(
-      argc, argv,
-      {{"an empty block in startx, one core / one raw ping-pong", "EmptyBlock", "RawExchange", 0},
-       {"100,000 calls in a block / outside, one core", "CallsInABlock", "CallsOutside", 1.1}});
+  std::vector<RatioRow> rows = {
+      {"an empty block in startx, one core / one raw ping-pong", "EmptyBlock", "RawExchange", 0},
+      {"100,000 calls in a block / outside, one core", "CallsInABlock", "CallsOutside", 1.1}};
+#ifdef VEXA_BENCH_R_HOME
+  if (Run("", "R") == 0)
+    rows.push_back({"1,000 lines of R in a block / piped, one core", "BlockOfR", "PipedIntoR", 1.5});
+#endif
+  const int result = RunRatioTable(argc, argv, rows);
   StopVexa();
   std::filesystem::remove_all(home);
   return result;

@@ -41,6 +41,8 @@ inline constexpr int kBadCommand = 2046;
 inline constexpr int kNoConnection = 2047;
 inline constexpr int kNoTempFile = 2048;
 inline constexpr int kNoLanguage = 2049;
+inline constexpr int kNotDone = 2050;
+inline constexpr int kLanguageBusy = 2051;
 
 }  // namespace engine_code
 

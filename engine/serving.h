@@ -6,7 +6,7 @@
 #include "session.h"
 
 // Until the session ends, the other side says that it is done with this level or hangs up, or `wake`, a
-// descriptor, can be read; -1 for none.
-void Serve(Session& session, ApiChannel& channel, int wake = -1);
+// descriptor, can be read; -1 for none. Whether it said so.
+bool Serve(Session& session, ApiChannel& channel, int wake = -1);
 
 #endif

@@ -1,24 +1,18 @@
 // End to end: blocks of real Python that the staged engine runs, in processes of its own and back in the
 // process that drives it, and what is left when one of the processes dies.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <functional>
-#include <thread>
 
-#include "support/sandbox.h"
-#include "vexaxd_p.h"
+#include "support/block_run.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-constexpr const char* kAirQuality = VEXA_SOURCE_DIR "/examples/data/airquality.csv";
 constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
 
 // A plain interpreter cannot load a library with sanitizers, and one in a program that has them leaks by
@@ -29,31 +23,9 @@ constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
 #define NEEDS_PLAIN_PYTHON() static_cast<void>(0)
 #endif
 
-bool Comes(const std::function<bool()>& what) {
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!what()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(5ms);
-  }
-  return true;
-}
-
-class LanguageRunTest : public testing::Test {
+class LanguageRunTest : public BlockRunTest {
  protected:
-  Sandbox fifos, files;
-  std::size_t own_fifos = 0;
-
-  LanguageRunTest() {
-    signal(SIGPIPE, SIG_IGN);
-    SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
-    SetEnvironment("VEXADXTEMP", fifos.path().c_str());
-  }
-  void TearDown() override {
-    StopVexa();
-    EXPECT_TRUE(Comes([&] { return fifos.Entries().size() <= own_fifos; })) << fifos.Entries().front();
-    EXPECT_TRUE(Comes([] { return !IsBackendReady() && !HasChildren(); }));
-  }
-  void Start() { ASSERT_EQ(StartVexa((std::string("-data ") + kAirQuality).c_str()), 0); }
+  LanguageRunTest() : BlockRunTest("PYTHON") {}
   // A home like the staged one, with another line in Python's section.
   void UseHomeWith(const std::string& setting) {
     const fs::path staged = VEXA_STAGED_HOME, home = files.path() + "/home";
@@ -62,30 +34,11 @@ class LanguageRunTest : public testing::Test {
     for (const char* program : {"vexaengine", "startx"})
       fs::create_symlink(staged / "bin" / program, home / "bin" / program);
     fs::copy_file(staged / "bin/StartXD", home / "bin/StartXD");
-    files.Write("home/bin/vexadxcfg.ini", ReadFile(staged / "bin/vexadxcfg.ini") + setting + "\n");
+    const std::string section = "[PYTHON]\n";
+    std::string configuration = ReadFile(staged / "bin/vexadxcfg.ini");
+    configuration.insert(configuration.find(section) + section.size(), setting + "\n");
+    files.Write("home/bin/vexadxcfg.ini", configuration);
     SetEnvironment("VEXA_HOME", home.c_str());
-  }
-  static int Run(const std::string& lines) {
-    const std::string text = "LANGUAGE PYTHON.\n" + lines + "\nEND LANGUAGE.\n";
-    return Submit(text.c_str(), static_cast<int>(text.size()));
-  }
-  // All that blocks have printed.
-  static std::string Printed() {
-    int error = 0;
-    EXPECT_EQ(CreateXPathDictionary("output"), 0);
-    void* const texts = EvaluateXPath("output", "", "//text/text()", &error);
-    std::string printed;
-    for (int i = 0; i < GetStringListLength(texts); ++i) printed += GetStringFromList(texts, i);
-    RemoveStringList(texts);
-    EXPECT_EQ(RemoveXPathHandle("output"), 0);
-    return printed;
-  }
-  // What a program prints, and its status behind that.
-  static std::string Output(const std::string& command) {
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string output;
-    for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
-    return output + "status " + std::to_string(pclose(pipe));
   }
   std::string RunScript(const std::string& script) {
     return Output("exec python3 " + files.Write("script.py", script) + " 2>/dev/null");

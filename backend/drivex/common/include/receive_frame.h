@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"

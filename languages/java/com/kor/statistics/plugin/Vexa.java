@@ -1,0 +1,67 @@
+package com.kor.statistics.plugin;
+
+/**
+ * The client interface of the backend, as far as extensions have it: the active dataset, output and commands. Variables
+ * are told by their index, from 0. Any thread may call; one call is served at a time. A code other than 0 is thrown as
+ * {@link VexaException}.
+ */
+public final class Vexa {
+  private Vexa() {}
+
+  /** The number of variables. */
+  public static int variableCount() {
+    return Native.variableCount();
+  }
+
+  /** The number of cases; -1 when the backend does not know it. */
+  public static long rowCount() {
+    return Native.rowCount();
+  }
+
+  /** The name of a variable. */
+  public static String variableName(int variable) {
+    return Native.text(Native.variableName(variable));
+  }
+
+  /** The type of a variable: 0 numeric, otherwise the width of its texts in bytes. */
+  public static int variableType(int variable) {
+    return Native.variableType(variable);
+  }
+
+  /**
+   * The index of a variable. Case does not count.
+   *
+   * @throws IllegalArgumentException when there is no variable of the name
+   */
+  public static int variable(String name) {
+    for (int variable = 0, count = variableCount(); variable < count; ++variable) {
+      if (variableName(variable).equalsIgnoreCase(name)) return variable;
+    }
+    throw new IllegalArgumentException("there is no variable " + name);
+  }
+
+  /** Opens a walk over the cases. One at a time. */
+  public static Cases cases() {
+    return new Cases();
+  }
+
+  /** Puts text into the output as it is, without a line end. */
+  public static void post(String text) {
+    Native.post(Native.utf8(text));
+  }
+
+  /** Runs command syntax, blocks of languages included. Their code is that of the exception. */
+  public static void submit(String commands) {
+    Native.submit(Native.utf8(commands));
+  }
+
+  /** Opens a procedure: output stands under its name until {@link #endProcedure}. */
+  public static void startProcedure(String name) {
+    Native.startProcedure(Native.utf8(name));
+  }
+
+  /** Closes the open procedure. */
+  public static void endProcedure() {
+    Native.endProcedure();
+  }
+}

@@ -1,0 +1,25 @@
+package com.kor.statistics.plugin;
+
+/** A call of the client interface ended with a code other than 0. */
+public final class VexaException extends RuntimeException {
+  private static final long serialVersionUID = 1;
+
+  private final String function;
+  private final int code;
+
+  VexaException(String function, int code) {
+    super(function + ": code " + code);
+    this.function = function;
+    this.code = code;
+  }
+
+  /** The function of the C interface that failed, such as {@code "GetVariableName"}. */
+  public String function() {
+    return function;
+  }
+
+  /** Its code, for instance 10 for an index out of range and 24 for a wrong type; 17 when the run is over. */
+  public int code() {
+    return code;
+  }
+}

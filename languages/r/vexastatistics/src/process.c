@@ -1,0 +1,100 @@
+#include <R.h>
+#include <R_ext/Rdynload.h>
+#include <dirent.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "shim.h"
+#include "vexaxd_p.h"
+
+static const unsigned kGraceSeconds = 2;
+
+static pthread_t r_thread;
+static pid_t r_process;  // a fork of it has no say
+static pid_t starter;
+static void (*interrupt)(int);  // R's own handler
+static char fifo_directory[4096];
+static char fifo_prefix[256];  // of this language's levels
+
+static void RemoveFifos(void) {
+  if (getpid() != r_process) return;
+  DIR* const directory = opendir(fifo_directory);
+  if (directory == NULL) return;
+  const size_t length = strlen(fifo_prefix);
+  for (const struct dirent* entry; (entry = readdir(directory)) != NULL;) {
+    const char* const level = entry->d_name + length;
+    if (strncmp(entry->d_name, fifo_prefix, length) == 0 && *level >= '0' && *level <= '9')
+      unlinkat(dirfd(directory), entry->d_name, 0);
+  }
+  closedir(directory);
+}
+
+// Whatever R is busy with when its starter goes, nobody waits for it any more. At a prompt it ends by itself;
+// a computation is interrupted, so that it comes to one; what cannot be interrupted is not waited for.
+static void* EndWithStarter(void* unused) {
+  struct pollfd look = {(int)syscall(SYS_pidfd_open, starter, 0), POLLIN, 0};
+  if (look.fd != -1 && getppid() == starter) {
+    while (poll(&look, 1, -1) != 1) {
+    }
+  }
+  RemoveFifos();
+  if (!AtPrompt()) {
+    signal(SIGINT, interrupt);
+    pthread_kill(r_thread, SIGINT);
+  }
+  sleep(kGraceSeconds);
+  _exit(EXIT_FAILURE);
+  return unused;
+}
+
+// With no signal of R's: their handlers are for R's thread.
+static void WatchStarter(void) {
+  pthread_t watch;
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  if (pthread_create(&watch, NULL, EndWithStarter, NULL) == 0) pthread_detach(watch);
+  pthread_sigmask(SIG_SETMASK, &before, NULL);
+}
+
+static const char* TextOf(SEXP text) {
+  if (!Rf_isString(text) || Rf_length(text) != 1) Rf_error("initRProcess takes four texts");
+  return CHAR(STRING_ELT(text, 0));
+}
+
+SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
+  const char* const application = TextOf(name);
+  snprintf(fifo_directory, sizeof fifo_directory, "%s", TextOf(path));
+  snprintf(fifo_prefix, sizeof fifo_prefix, "%s%s", TextOf(id), TextOf(language));
+  signal(SIGPIPE, SIG_IGN);             // a backend that is gone shows as a failed call
+  interrupt = signal(SIGINT, SIG_IGN);  // meant for the program that drives the backend
+  InitXProcess(application, TextOf(path), TextOf(id), TextOf(language), "");
+  r_thread = pthread_self();
+  r_process = getpid();
+  atexit(RemoveFifos);
+  starter = getppid();
+  WatchStarter();
+  TakeConsole();
+  return R_NilValue;
+}
+
+#define ENTRY(entry, count) .name = #entry, .fun = (DL_FUNC)&entry, .numArgs = count
+
+static const R_CallMethodDef kEntries[] = {
+    {ENTRY(C_init_process, 4)},  {ENTRY(C_begin_block, 0)},     {ENTRY(C_end_block, 0)},
+    {ENTRY(C_count, 1)},         {ENTRY(C_variable_text, 2)},   {ENTRY(C_variable_number, 2)},
+    {ENTRY(C_weight, 0)},        {ENTRY(C_split_names, 0)},     {ENTRY(C_text, 2)},
+    {ENTRY(C_end_procedure, 0)}, {ENTRY(C_start_procedure, 2)}, {ENTRY(C_xpath, 3)},
+    {ENTRY(C_open_cursor, 0)},   {ENTRY(C_close_cursor, 0)},    {ENTRY(C_read_cases, 4)},
+    {ENTRY(C_table, 4)},         {ENTRY(C_format, 2)},          {NULL}};
+
+void R_init_vexastatistics(DllInfo* library) {
+  R_registerRoutines(library, NULL, kEntries, NULL, NULL);
+  R_useDynamicSymbols(library, FALSE);
+}

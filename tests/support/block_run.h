@@ -1,0 +1,86 @@
+// Blocks of other languages that the staged engine runs, from start to end of a session in a test's own
+// process: at the end of a test no fifo is left and no child.
+#ifndef SUPPORT_BLOCK_RUN_H
+#define SUPPORT_BLOCK_RUN_H
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "support/sandbox.h"
+#include "vexaxd_p.h"
+
+constexpr const char* kAirQuality = VEXA_SOURCE_DIR "/examples/data/airquality.csv";
+
+// Whether that came true within ten seconds.
+inline bool Comes(const std::function<bool()>& what) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!what()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// Dead with all its threads, reaped or not.
+inline bool HasEnded(pid_t process) {
+  const std::string directory = "/proc/" + std::to_string(process);
+  const std::string stat = ReadFile(directory + "/stat");
+  std::error_code gone;
+  const auto threads = std::distance(std::filesystem::directory_iterator(directory + "/task", gone), {});
+  return stat.empty() || (stat.find(") Z") != std::string::npos && threads <= 1);
+}
+
+class BlockRunTest : public testing::Test {
+ protected:
+  Sandbox fifos, files;
+  std::size_t own_fifos = 0;  // that stay until this process goes
+
+  explicit BlockRunTest(std::string of_language) : block_language(std::move(of_language)) {
+    signal(SIGPIPE, SIG_IGN);
+    SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
+    SetEnvironment("VEXADXTEMP", fifos.path().c_str());
+  }
+  void TearDown() override {
+    StopVexa();
+    EXPECT_TRUE(Comes([&] { return fifos.Entries().size() <= own_fifos; })) << fifos.Entries().front();
+    EXPECT_FALSE(HasChildren());
+  }
+  static void Start() { ASSERT_EQ(StartVexa((std::string("-data ") + kAirQuality).c_str()), 0); }
+  int Run(const std::string& lines) const {
+    const std::string text = "LANGUAGE " + block_language + ".\n" + lines + "\nEND LANGUAGE.\n";
+    return Submit(text.c_str(), static_cast<int>(text.size()));
+  }
+  // All that blocks have printed.
+  static std::string Printed() {
+    int error = 0;
+    EXPECT_EQ(CreateXPathDictionary("output"), 0);
+    void* const texts = EvaluateXPath("output", "", "//text/text()", &error);
+    std::string printed;
+    for (int i = 0; i < GetStringListLength(texts); ++i) printed += GetStringFromList(texts, i);
+    RemoveStringList(texts);
+    EXPECT_EQ(RemoveXPathHandle("output"), 0);
+    return printed;
+  }
+  // What a program prints, and its status behind that.
+  static std::string Output(const std::string& command) {
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string output;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
+    return output + "status " + std::to_string(pclose(pipe));
+  }
+
+ private:
+  const std::string block_language;
+};
+
+#endif

@@ -151,16 +151,12 @@ int RunBlock(Session& session, const std::string& language, std::vector<std::str
   return code;
 }
 
-// The driver may kill this process once it was answered, so the fifos of the languages go here.
-// A process that died earlier has left fifos, and the engine may be killed before it could remove them at its
-// own end.
+// The driver may kill this process once it was answered, so the fifos of the languages go here; those of a
+// process that has died are nobody else's to remove.
 void StopLanguages(const Session& session) {
   GetXManager()->stopX();
   for (const std::string& language : session.languages) {
     if (!DriverHosts(session, language)) GetXPipeManager()->removePipeSuit(language);
-  }
-  for (const std::string& language : VexaDXConfigReader::GetInstance()->GetSupportLanguage()) {
-    if (language != session.driver_language) GetXPipeManager()->getPipeSuit(language)->RemoveFiles(false);
   }
   if (!session.driver_channel) return;
   GetXPipeManager()

@@ -91,6 +91,17 @@ std::string Format::Text() const {
   return text;
 }
 
+bool Format::WidthFits() const {
+  constexpr int kMaxNumberWidth = 40;
+  return width >= 1 &&
+         width <= (type == FormatType::Text ? static_cast<int>(kMaxTextWidth) : kMaxNumberWidth);
+}
+
+bool Format::DecimalsFit() const {
+  constexpr int kMaxDecimals = 16;
+  return decimals >= 0 && decimals <= (type == FormatType::Text ? 0 : std::min(kMaxDecimals, width - 1));
+}
+
 Variable::Variable(std::string variable_name, int text_width)
     : name(std::move(variable_name)), width(text_width) {
   if (!IsText()) return;

@@ -54,6 +54,9 @@ struct Format {
   int width = 8;
   int decimals = 2;
   std::string Text() const;  // "F8.2", "A9"
+  // What the type allows: a width of 1 to 40 for numbers; decimals within the width, which must fit.
+  bool WidthFits() const;
+  bool DecimalsFit() const;
 };
 
 // The letters of a format type, and back. Nothing found is null.

@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr int kMaxNumberWidth = 40;
-constexpr int kMaxDecimals = 16;
-
 int SetLabel(Variable& variable, Arguments& arguments) {
   const std::string* label = arguments.TakeText();
   if (label == nullptr) return engine_code::kBadRequest;
@@ -47,11 +44,7 @@ int SetFormat(Variable& variable, Arguments& arguments) {
   const Format format = {static_cast<FormatType>(numbers[0]), numbers[1], numbers[2]};
   if (FormatLetters(format.type) == nullptr) return engine_code::kBadRequest;
   if ((format.type == FormatType::Text) != variable.IsText()) return CleXDErrorCode::kWrongType;
-  const int widest = variable.IsText() ? static_cast<int>(kMaxTextWidth) : kMaxNumberWidth;
-  const int most_decimals = variable.IsText() ? 0 : std::min(kMaxDecimals, format.width - 1);
-  if (format.width < 1 || format.width > widest || format.decimals < 0 || format.decimals > most_decimals) {
-    return engine_code::kBadRequest;
-  }
+  if (!format.WidthFits() || !format.DecimalsFit()) return engine_code::kBadRequest;
   variable.format = format;
   return 0;
 }

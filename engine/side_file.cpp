@@ -12,8 +12,6 @@
 namespace {
 
 constexpr std::size_t kMissingTextBytes = kUnitBytes;
-constexpr int kMaxNumberWidth = 40;
-constexpr int kMaxDecimals = 16;
 
 struct BadStatement : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -92,13 +90,10 @@ Format ParseFormat(const std::string& text) {
 void SetFormat(Variable& variable, Words arguments) {
   ExpectCount(arguments, 1, 1);
   const Format format = ParseFormat(arguments[0].text);
-  const bool text_format = format.type == FormatType::Text;
-  if (text_format != variable.IsText()) throw BadStatement("this format does not fit the variable's type");
-  const int widest = text_format ? static_cast<int>(kMaxTextWidth) : kMaxNumberWidth;
-  if (format.width < 1 || format.width > widest) throw BadStatement("the width is out of range");
-  const int most_decimals = text_format ? 0 : std::min(kMaxDecimals, format.width - 1);
-  if (format.decimals < 0 || format.decimals > most_decimals)
-    throw BadStatement("the decimals are out of range");
+  if ((format.type == FormatType::Text) != variable.IsText())
+    throw BadStatement("this format does not fit the variable's type");
+  if (!format.WidthFits()) throw BadStatement("the width is out of range");
+  if (!format.DecimalsFit()) throw BadStatement("the decimals are out of range");
   variable.format = format;
 }
 

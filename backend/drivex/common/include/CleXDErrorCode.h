@@ -38,6 +38,11 @@ class VEXA_API CleXDErrorCode {
   static constexpr int kSocketFailed = 99122;     // any other failure of the socket
   static constexpr int kJavaNotAlive = 99123;     // the Java process just started has ended
 
+  static constexpr int kInterrupted = 99124;  // the wait of a call was given up, as the interrupt check asked
+  static constexpr int kRunUnderWay =
+      99125;                               // a block of the session before is still running in this process
+  static constexpr int kTooLarge = 99126;  // a message over 2 GiB, or one that memory does not hold
+
   static constexpr int kPythonRefuses = 999988;  // in the place of a 1 with which PYTHON's pre_action refuses
 
   // The two codes by which the backend says that the data, or a split of it, ended. They can come with a last

@@ -359,12 +359,16 @@ class VEXA_API CleXDSmb {
 
   // --- Receiving, for the transport and the case cursor ---
 
-  // ParseBuf for bytes from outside: no byte beyond image + length is read; a count that runs past the end
-  // stops the walk, and the slots behind it stay empty.
-  void ParseFrame(const char* image, std::size_t length);
-  // The same for a frame in a buffer of its own, which the block takes over: a void block is used where it
-  // lies.
-  void ParseFrame(FrameBuffer buffer, std::size_t length);
+  // ParseBuf for bytes from outside: no byte beyond image + length is read; a count that runs past the end,
+  // or past what memory is given to a peer's counts, stops the walk, and the slots behind it stay empty.
+  // False, and the lists are empty, when memory runs out.
+  bool ParseFrame(const char* image, std::size_t length);
+  // The same for an image that lies in a buffer, which the block takes over: a void block is used where it
+  // lies, aligned to 16 bytes.
+  bool ParseFrame(FrameBuffer buffer, const char* image, std::size_t length);
+  // How far behind an aligned address an image has to begin for its void block to be aligned, as far as the
+  // first bytes of the image can tell.
+  static std::size_t FrameShift(const char* image, std::size_t length);
   // Gives the block a buffer to receive into, for ReserveFrame to hand out again, enlarged if it has to be.
   // The data of the result is null when there is no memory.
   void OfferFrame(FrameBuffer buffer) { offered = std::move(buffer); }
@@ -383,7 +387,7 @@ class VEXA_API CleXDSmb {
   bool ParseBinaryString(ImageReader& reader);
   bool ParseWideString(ImageReader& reader);
   void FreeImage();
-  void CopyVoidData(const char* bytes);
+  bool CopyVoidData(const char* bytes);
   void FreeVoidData();
 
   char* sendBuffer = nullptr;  // from malloc, or small_image

@@ -3,16 +3,23 @@
 // close-on-exec, and the fifo's file: the end that goes away takes the file with it, whoever made it. Only in
 // a fork of the process that made the object does the file stay.
 //
+// An end is opened on nothing but a fifo of this process's own user, and closed to all others: anything else
+// under the name, a symbolic link included, gives 99104 (see kOtherUsers). The operations that the interface
+// names do one system call each, and a signal ends them. What moves whole frames waits in poll and goes on
+// after a signal.
+//
 // Codes: 0, 99103 (peer closed), 99104 (any other failure), 99106 (no name).
 #ifndef VEXAPIPE_H
 #define VEXAPIPE_H
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
 
+#include "patience.h"
 #include "vexa_api.h"
 
 class WakeUp;
@@ -65,10 +72,26 @@ class VEXA_API VexaPipe {
   // Closes the end; the file stays. An errno when `close` failed.
   int ClosePipe();
 
+  // In the environment, and not empty: the peer runs as another user on purpose. Fifos are then made as the
+  // umask has it, and those of other users are good enough.
+  static constexpr const char* kOtherUsers = "VEXA_OTHER_USERS";
+
+  // --- The road of whole frames: each wait lasts as long as its patience, and no signal ends it ---
+
+  // OpenPipeToWrite and OpenPipeToRead, where they are not open. The end does not block from here on.
+  int OpenToWrite(const Patience& patience);
+  int OpenToRead(const Patience& patience);
+  // Sends all of it. `sent` takes how far it came: where that is more than 0 and less than `length`, the
+  // frame is broken.
+  int Send(const char* data, std::size_t length, std::size_t& sent, const Patience& patience);
+  // What is there, at most `room` bytes, as soon as there is something; 0 bytes when all writers are gone. In
+  // the middle of a frame more is likely to be there already.
+  int Receive(char* to, std::size_t room, unsigned long& got, bool within_frame, const Patience& patience);
+
   // --- For waits that must not outlive the peer ---
 
-  // OpenPipeToRead and OpenPipeToWrite, given up with 99107 as soon as `peer_alive` says that nobody will
-  // come. The reader also waits for the first bytes, or for the writer's end.
+  // OpenToRead and OpenToWrite, given up with 99107 as soon as `peer_alive` says that nobody will come. The
+  // reader also waits for the first bytes, or for the writer's end.
   int OpenPipeToReadWhile(const std::function<bool()>& peer_alive);
   int OpenPipeToWriteWhile(const std::function<bool()>& peer_alive);
   // For an end that is open already: waits in the same way for bytes or for the writer's end.
@@ -87,12 +110,15 @@ class VEXA_API VexaPipe {
 
  private:
   int OpenEnd(int flags);
+  int MakeUnblocking();
+  int AwaitReadable(const Patience& patience) const;
   int WriteEndOpened(const char* operation, int fd);
 
   std::int32_t pipeFd = -1;
   std::string pipeName;
   bool writeConnected = false;
   bool pipeCreated = false;
+  bool blocks = true;  // a system call on the open end may wait
   const WakeUp* reads_end = nullptr;
   pid_t owner;  // the process that made this object
 };

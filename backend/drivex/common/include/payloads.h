@@ -76,6 +76,8 @@ class VEXA_API TypedPayload : public DataType {
   void Write(ImageWriter& writer) const;
   // Appends as far as the reader's bytes reach. False when the counts ask for more than there is.
   bool Parse(ImageReader& reader);
+  // Passes over an image. False when it is not all there.
+  static bool Skip(ImageReader& reader);
 
  protected:
   // The lists of an ordinary request are filled without growing step by step.

@@ -21,10 +21,16 @@ class WakeUp {
   // Waits until the descriptor can be read or its writer hung up. False when this was signalled and there is
   // nothing to read.
   bool AwaitReadable(int descriptor) const;
+  // For a wait of one's own: readable once this is signalled; -1 where there was none to be had, and then the
+  // milliseconds between two looks at Signalled, otherwise -1.
+  int Descriptor() const { return ends[0]; }
+  int LookMilliseconds() const { return ends[0] == -1 ? kLookMilliseconds : -1; }
   // Waits at most that long for the signal. Whether it has come.
   bool AwaitSignal(int milliseconds) const;
 
  private:
+  static constexpr int kLookMilliseconds = 100;
+
   int ends[2];  // of a pipe; a byte in it is the signal
   std::atomic<bool> signalled = false;
   pid_t owner;

@@ -132,9 +132,10 @@ int SendData(JavaPlugInSocket* socket, CleXDSmb& block) {
 }
 
 int ReceiveData(JavaPlugInSocket* socket, CleXDSmb& block) {
-  return ReceiveFrame(block, Code::kSocketFailed, [socket](char* to, int room, unsigned long& got) {
-    return socket->ReadData(to, room, got);
-  });
+  FrameProgress progress;
+  return ReceiveFrame(
+      block, Code::kSocketFailed, progress,
+      [socket](char* to, int room, unsigned long& got, bool) { return socket->ReadData(to, room, got); });
 }
 
 int SendData(JavaPlugInSocket* socket, JavaExtensionSmb& message) {

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cwchar>
+#include <new>
 
 #include "image.h"
 
@@ -9,6 +10,11 @@ namespace {
 
 constexpr std::size_t kWord = CleXDSmb::LONG_LEN;
 constexpr std::size_t kHeader = 3 * kWord;
+constexpr std::size_t kAlignment = 16;
+// An empty list takes four bytes of an image and many more of memory.
+constexpr std::size_t kMostLists = std::size_t{1} << 20;
+
+std::size_t Misalignment(const char* bytes) { return reinterpret_cast<std::uintptr_t>(bytes) % kAlignment; }
 
 // Most slots of most messages are empty: these look ahead of a call.
 template <class Payload>
@@ -47,7 +53,7 @@ template <class Payload>
 bool ParseLists(ImageReader& reader, std::vector<Payload>& lists) {
   if (reader.SkipEmpty()) return true;
   std::size_t count = 0;
-  if (!reader.Count(kWord, count)) return false;
+  if (!reader.Count(kWord, count) || (!reader.Trusted() && count > kMostLists)) return false;
   for (; count != 0; --count) {
     Payload list;
     const bool whole = list.Parse(reader);
@@ -55,6 +61,19 @@ bool ParseLists(ImageReader& reader, std::vector<Payload>& lists) {
     if (!whole) return false;
   }
   return true;
+}
+
+template <class Payload>
+bool SkipLists(ImageReader& reader) {
+  std::size_t count = 0;
+  if (!reader.Count(kWord, count)) return false;
+  while (count != 0 && Payload::Skip(reader)) --count;
+  return count == 0;
+}
+
+bool SkipBytes(ImageReader& reader, std::size_t width) {
+  std::size_t count = 0;
+  return reader.Count(width, count) && reader.Bytes(count * width) != nullptr;
 }
 
 }  // namespace
@@ -97,7 +116,9 @@ void CleXDSmb::SetBinaryString(const char* bytes, int length) {
 }
 
 void CleXDSmb::SetVoidData(void* data, int length) {
-  FreeVoidData();
+  if (data != voidData || data == nullptr) {
+    FreeVoidData();
+  }
   voidData = static_cast<char*>(data);
   voidDataLength = length;
 }
@@ -173,17 +194,38 @@ int CleXDSmb::ParseBuf(void* image) {
   return 0;
 }
 
-void CleXDSmb::ParseFrame(const char* image, std::size_t length) {
+bool CleXDSmb::ParseFrame(const char* image, std::size_t length) try {
   ImageReader reader(image, length);
-  if (const char* bytes = ParseSections(reader)) CopyVoidData(bytes);
+  const char* bytes = ParseSections(reader);
+  return bytes == nullptr || CopyVoidData(bytes);
+} catch (const std::bad_alloc&) {
+  CleanUpAllData();
+  return false;
 }
 
-void CleXDSmb::ParseFrame(FrameBuffer buffer, std::size_t length) {
-  ImageReader reader(buffer.data(), length);
+bool CleXDSmb::ParseFrame(FrameBuffer buffer, const char* image, std::size_t length) try {
+  ImageReader reader(image, length);
   const char* bytes = ParseSections(reader);
-  if (bytes == nullptr) return;
+  if (bytes == nullptr) return true;
+  if (Misalignment(bytes) != 0) return CopyVoidData(bytes);
   voidData = const_cast<char*>(bytes);
   frame = std::move(buffer);
+  return true;
+} catch (const std::bad_alloc&) {
+  CleanUpAllData();
+  return false;
+}
+
+std::size_t CleXDSmb::FrameShift(const char* image, std::size_t length) {
+  ImageReader reader(image, length);
+  const bool reached = reader.Bytes(kHeader) != nullptr && LongData::Skip(reader) &&
+                       DoubleData::Skip(reader) && StringData::Skip(reader) && StructData::Skip(reader) &&
+                       SkipLists<LongData>(reader) && SkipLists<DoubleData>(reader) &&
+                       SkipLists<StringData>(reader) && SkipBytes(reader, 1) &&
+                       SkipBytes(reader, sizeof(wchar_t)) && reader.Bytes(kWord) != nullptr;
+  if (!reached) return 0;
+  const std::size_t behind = static_cast<std::size_t>(reader.position() - image) % kAlignment;
+  return (kAlignment - behind) % kAlignment;
 }
 
 FrameBuffer CleXDSmb::ReserveFrame(std::size_t size) {
@@ -249,16 +291,17 @@ bool CleXDSmb::ParseWideString(ImageReader& reader) {
   return true;
 }
 
-void CleXDSmb::CopyVoidData(const char* bytes) {
+bool CleXDSmb::CopyVoidData(const char* bytes) {
   const std::size_t length = static_cast<std::size_t>(voidDataLength);
   FrameBuffer copy = ReserveFrame(length);
   if (copy.data() == nullptr) {
     voidDataLength = 0;
-    return;
+    return false;
   }
   std::memcpy(copy.data(), bytes, length);
   voidData = copy.data();
   frame = std::move(copy);
+  return true;
 }
 
 void CleXDSmb::FreeVoidData() {

@@ -35,6 +35,7 @@ class ImageReader {
   ImageReader(const char* position, std::size_t available) : position_(position), remaining_(available) {}
 
   const char* position() const { return position_; }
+  bool Trusted() const { return remaining_ == kTrusted; }
   bool Has(std::size_t count) const { return count <= remaining_; }
   // Passes over a count of 0.
   bool SkipEmpty() {

@@ -45,6 +45,19 @@ bool ReadElement(ImageReader& reader, dataSet& record) {
          reader.Value(record.numericValue) && ReadElement(reader, record.stringValue);
 }
 
+bool SkipElement(ImageReader& reader, const std::string*) {
+  std::int32_t length = 0;
+  return reader.Value(length) && length >= 0 && reader.Bytes(static_cast<std::size_t>(length)) != nullptr;
+}
+bool SkipElement(ImageReader& reader, const dataSet*) {
+  const std::string* const text = nullptr;
+  return SkipElement(reader, text) && reader.Bytes(3 * kWord + sizeof(double)) != nullptr &&
+         SkipElement(reader, text);
+}
+
+// A text takes four bytes of an image or more, and eight times that of memory.
+constexpr std::size_t kMostElements = std::size_t{1} << 22;
+
 template <class Element>
 constexpr bool kFixedWidth = std::is_arithmetic_v<Element>;
 
@@ -81,6 +94,7 @@ bool TypedPayload<Element>::Parse(ImageReader& reader) {
     if (count != 0)
       std::memcpy(values.data() + before, reader.Bytes(count * sizeof(Element)), count * sizeof(Element));
   } else {
+    if (!reader.Trusted() && count > kMostElements) return false;
     constexpr std::size_t kReservedAtMost = 64;  // of a count that is the peer's
     values.reserve(values.size() + std::min(count, kReservedAtMost));
     for (; count != 0; --count) {
@@ -90,6 +104,18 @@ bool TypedPayload<Element>::Parse(ImageReader& reader) {
     }
   }
   return true;
+}
+
+template <class Element>
+bool TypedPayload<Element>::Skip(ImageReader& reader) {
+  std::size_t count = 0;
+  if (!reader.Count(ElementLength(Element()), count)) return false;
+  if constexpr (kFixedWidth<Element>)
+    return reader.Bytes(count * sizeof(Element)) != nullptr;
+  else {
+    while (count != 0 && SkipElement(reader, static_cast<const Element*>(nullptr))) --count;
+    return count == 0;
+  }
 }
 
 template <class Element>

@@ -6,11 +6,6 @@
 
 #include <cerrno>
 
-namespace {
-// Between two looks at the flag, where there was no descriptor to be had.
-constexpr int kLookMilliseconds = 100;
-}  // namespace
-
 WakeUp::WakeUp() : owner(getpid()) {
   if (pipe(ends) != 0) ends[0] = ends[1] = -1;
   for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
@@ -39,7 +34,7 @@ bool WakeUp::AwaitReadable(int descriptor) const {
     // What is there to be read goes first: the last message of a peer is not lost.
     pollfd looks[] = {{descriptor, POLLIN, 0}, {ends[0], POLLIN, 0}};
     const bool last_look = signalled;
-    const int ready = poll(looks, 2, last_look ? 0 : ends[0] == -1 ? kLookMilliseconds : -1);
+    const int ready = poll(looks, 2, last_look ? 0 : LookMilliseconds());
     if (ready > 0 && looks[0].revents != 0) return true;
     if (last_look) return false;
   }

@@ -7,18 +7,20 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <mutex>
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
 #include "XPipes.h"
-#include "msleep.h"
 #include "wake_up.h"
 
 namespace {
 
 constexpr mode_t kFifoMode = 0777;
+constexpr mode_t kOwnersAlone = 0600;
 constexpr int kCreateFileTries = 11;
-constexpr int kPeerLookMilliseconds = 20;  // between two looks at whether the peer is still there
+constexpr int kOpenPauseMilliseconds = 5;  // between two looks at whether the reader has come
 
 // A larger kernel buffer saves wake-ups on bulk data. What crosses the wire stays the same, and a system that
 // refuses loses nothing.
@@ -27,6 +29,37 @@ void EnlargeBuffer([[maybe_unused]] int fd) {
   constexpr int kKernelBuffer = 1 << 18;  // still within a core's cache, on both ends of the copy
   fcntl(fd, F_SETPIPE_SZ, kKernelBuffer);
 #endif
+}
+
+bool PeerMayBeAnotherUser() {
+  const char* const value = std::getenv(VexaPipe::kOtherUsers);
+  return value != nullptr && *value != '\0';
+}
+
+// Makes the fifo private from its first moment on. The umask is the whole process's, and is back at once.
+int MakeFifo(const char* name) {
+  static std::mutex& one_at_a_time = *new std::mutex;
+  if (PeerMayBeAnotherUser()) return mkfifo(name, kFifoMode);
+  const std::lock_guard lock(one_at_a_time);
+  const mode_t before = umask(~kOwnersAlone & kFifoMode);
+  const int result = mkfifo(name, kFifoMode);
+  const int reason = errno;
+  umask(before);
+  errno = reason;
+  return result;
+}
+
+// Whether what was opened is a fifo that nobody else can have a hand in. One of ours that a peer left open to
+// others is closed to them. errno says why not.
+bool IsPrivateFifo(int fd) {
+  struct stat file = {};
+  if (fstat(fd, &file) != 0) return false;
+  errno = EINVAL;
+  if (!S_ISFIFO(file.st_mode)) return false;
+  if (PeerMayBeAnotherUser()) return true;
+  errno = EPERM;
+  if (file.st_uid != geteuid()) return false;
+  return (file.st_mode & kFifoMode & ~kOwnersAlone) == 0 || fchmod(fd, kOwnersAlone) == 0;
 }
 
 }  // namespace
@@ -50,7 +83,7 @@ const char* VexaPipe::GetPipeName(int& length) const {
 int VexaPipe::CreatePipe() {
   if (pipeName.empty()) return CleXDErrorCode::kPipeNameMissing;
   if (access(pipeName.c_str(), F_OK) == 0) return 0;
-  if (mkfifo(pipeName.c_str(), kFifoMode) != 0) {
+  if (MakeFifo(pipeName.c_str()) != 0) {
     DxTraceError(pipeName + " CreateNamedPipe", errno);
     return CleXDErrorCode::kPipeFailed;
   }
@@ -61,11 +94,19 @@ int VexaPipe::CreatePipe() {
 // The descriptor of a new end, or -1 with errno. Takes the place of an end that was open: the new one is
 // there before the old one goes, so that the peer never sees the last writer leave.
 int VexaPipe::OpenEnd(int flags) {
-  const int fd = open(pipeName.c_str(), flags | O_CLOEXEC);
+  const int fd = open(pipeName.c_str(), flags | O_CLOEXEC | O_NOFOLLOW);
   if (fd == -1) return -1;
+  if (!IsPrivateFifo(fd)) {
+    const int reason = errno;
+    close(fd);
+    DxTraceError(pipeName + " is no fifo of this user alone", reason);
+    errno = reason;
+    return -1;
+  }
   EnlargeBuffer(fd);
   if (pipeFd != -1) close(pipeFd);
   pipeFd = fd;
+  blocks = (flags & O_NONBLOCK) == 0;
   return fd;
 }
 
@@ -151,35 +192,97 @@ int VexaPipe::ClosePipe() {
 int VexaPipe::MakeBlocking() {
   const int flags = fcntl(pipeFd, F_GETFL);
   if (flags == -1 || fcntl(pipeFd, F_SETFL, flags & ~O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
+  blocks = true;
   return 0;
 }
 
-int VexaPipe::OpenPipeToReadWhile(const std::function<bool()>& peer_alive) {
-  if (HasPipe()) return 0;
-  if (OpenEnd(O_RDONLY | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
-  if (AwaitDataWhile(peer_alive) == 0) return MakeBlocking();
-  ClosePipe();
-  return CleXDErrorCode::kProcessNotAlive;
+int VexaPipe::MakeUnblocking() {
+  const int flags = fcntl(pipeFd, F_GETFL);
+  if (flags == -1 || fcntl(pipeFd, F_SETFL, flags | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
+  blocks = false;
+  return 0;
 }
 
-int VexaPipe::AwaitDataWhile(const std::function<bool()>& peer_alive) const {
-  for (bool alive = true;;) {
-    pollfd look = {pipeFd, POLLIN, 0};
-    if (poll(&look, 1, alive ? kPeerLookMilliseconds : 0) > 0) return 0;
-    if (!alive)  // looked once more after the death: a last message is not lost
-      return CleXDErrorCode::kProcessNotAlive;
-    alive = peer_alive();
+int VexaPipe::OpenToWrite(const Patience& patience) {
+  if (writeConnected) return 0;
+  int fd;
+  while ((fd = OpenEnd(O_WRONLY | O_NONBLOCK)) == -1 && (errno == ENXIO || errno == EINTR)) {
+    const int code = patience.ask ? patience.ask() : 0;
+    if (code != 0) return code;
+    Pause(kOpenPauseMilliseconds);
   }
+  return WriteEndOpened(" OpenPipeToWrite", fd);
+}
+
+int VexaPipe::OpenToRead(const Patience& patience) {
+  if (HasPipe()) return 0;
+  if (OpenEnd(O_RDONLY | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
+  const int code = AwaitReadable(patience);
+  if (code != 0) ClosePipe();
+  return code;
+}
+
+// A wake-up that ends the reads ends this wait as well.
+int VexaPipe::AwaitReadable(const Patience& patience) const {
+  if (reads_end == nullptr) return AwaitEvents(pipeFd, POLLIN, patience);
+  Patience ended = patience;
+  ended.descriptor = reads_end->Descriptor();
+  ended.look = reads_end->LookMilliseconds();
+  ended.ask = [wake = reads_end, ask = patience.ask] {
+    if (wake->Signalled()) return CleXDErrorCode::kPipeFailed;
+    return ask ? ask() : 0;
+  };
+  return AwaitEvents(pipeFd, POLLIN, ended);
+}
+
+int VexaPipe::Send(const char* data, std::size_t length, std::size_t& sent, const Patience& patience) {
+  sent = 0;
+  if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
+  if (blocks && patience.ask && MakeUnblocking() != 0) return CleXDErrorCode::kPipeFailed;
+  do {
+    const std::size_t chunk = std::min<std::size_t>(length - sent, XPipes::PIPE_BUF_SIZE);
+    const ssize_t count = write(pipeFd, data + sent, chunk);
+    if (count >= 0) {
+      sent += static_cast<std::size_t>(count);
+    } else if (errno == EAGAIN) {
+      const int code = AwaitEvents(pipeFd, POLLOUT, patience);
+      if (code != 0) return code;
+    } else if (errno != EINTR) {
+      return CleXDErrorCode::kPipeFailed;
+    }
+  } while (sent < length);
+  return 0;
+}
+
+int VexaPipe::Receive(char* to, std::size_t room, unsigned long& got, bool within_frame,
+                      const Patience& patience) {
+  if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
+  // A read that blocks, and that nothing else may end, is a wait as good as any.
+  const bool plain = blocks && !patience.ask && reads_end == nullptr;
+  for (bool look = !within_frame || blocks;; look = true) {
+    if (look && !plain) {
+      const int code = AwaitReadable(patience);
+      if (code != 0) return code;
+    }
+    const ssize_t count = read(pipeFd, to, room);
+    if (count >= 0) {
+      got = static_cast<unsigned long>(count);
+      return 0;
+    }
+    if (errno != EINTR && errno != EAGAIN) return CleXDErrorCode::kPipeFailed;
+  }
+}
+
+int VexaPipe::OpenPipeToReadWhile(const std::function<bool()>& peer_alive) {
+  return OpenToRead(WhileAlive(peer_alive, CleXDErrorCode::kProcessNotAlive));
 }
 
 int VexaPipe::OpenPipeToWriteWhile(const std::function<bool()>& peer_alive) {
-  int fd;
-  while ((fd = OpenEnd(O_WRONLY | O_NONBLOCK)) == -1 && errno == ENXIO) {
-    if (!peer_alive()) return CleXDErrorCode::kProcessNotAlive;
-    msleep(kPeerLookMilliseconds / 4);
-  }
-  const int code = WriteEndOpened(" OpenPipeToWrite", fd);
-  return code == 0 ? MakeBlocking() : code;
+  return OpenToWrite(WhileAlive(peer_alive, CleXDErrorCode::kProcessNotAlive));
+}
+
+int VexaPipe::AwaitDataWhile(const std::function<bool()>& peer_alive) const {
+  return AwaitReadable(WhileAlive(peer_alive, CleXDErrorCode::kProcessNotAlive));
 }
 
 bool VexaPipe::PeerHungUp() const {

@@ -1,34 +1,94 @@
 #include "sendreceive.h"
 
-#include "CleXDErrorCode.h"
-#include "receive_frame.h"
+#include <algorithm>
+#include <cstring>
 
-int SendData(VexaPipe* pipe, CleXDSmb& block) {
+#include "CleXDErrorCode.h"
+
+using Code = CleXDErrorCode;
+
+int SendData(VexaPipe* pipe, CleXDSmb& block, std::size_t& sent, const Patience& patience) {
+  sent = 0;
   block.ContructSendData();
   int length = 0;
   const char* image = block.GetSendBuf(length);
-  if (image == nullptr) return CleXDErrorCode::kPipeFailed;
-  unsigned long written = 0;
-  const int code = pipe->WriteData(image, length, &written);
+  if (image == nullptr) return Code::kTooLarge;
+  const int code = pipe->Send(image, static_cast<std::size_t>(length), sent, patience);
   if (code == 0) block.CleanUp();
   return code;
 }
 
+int ReceiveData(VexaPipe* pipe, CleXDSmb& block, FrameProgress& progress, const Patience& patience) {
+  return ReceiveFrame(block, Code::kPeerClosed, progress,
+                      [&](char* to, int room, unsigned long& got, bool within_frame) {
+                        return pipe->Receive(to, static_cast<std::size_t>(room), got, within_frame, patience);
+                      });
+}
+
+int SendData(VexaPipe* pipe, CleXDSmb& block) {
+  std::size_t sent = 0;
+  return SendData(pipe, block, sent, {});
+}
+
 int ReceiveData(VexaPipe* pipe, CleXDSmb& block) {
-  return ReceiveFrame(block, CleXDErrorCode::kPeerClosed, [pipe](char* to, int room, unsigned long& got) {
-    return pipe->ReadData(room, to, got);
-  });
+  FrameProgress progress;
+  return ReceiveData(pipe, block, progress, {});
 }
 
 int SendData(VexaPipe* pipe, CleXDSmb& block, bool) {
-  if (!pipe->IsWritePipeConnected()) {
-    const int code = pipe->OpenPipeToWrite();
-    if (code != 0) return code;
-  }
-  return SendData(pipe, block);
+  const int code = pipe->OpenToWrite({});
+  return code != 0 ? code : SendData(pipe, block);
 }
 
 int ReceiveData(VexaPipe* pipe, CleXDSmb& block, bool) {
-  const int code = pipe->OpenPipeToRead();
+  const int code = pipe->OpenToRead({});
   return code != 0 ? code : ReceiveData(pipe, block);
+}
+
+int SendDataWhile(VexaPipe* pipe, CleXDSmb& block, const std::function<bool()>& peer_alive) {
+  const int code = pipe->OpenPipeToWriteWhile(peer_alive);
+  std::size_t sent = 0;
+  return code != 0 ? code : SendData(pipe, block, sent, WhileAlive(peer_alive, Code::kPeerClosed));
+}
+
+int ReceiveDataWhile(VexaPipe* pipe, CleXDSmb& block, const std::function<bool()>& peer_alive) {
+  const int opened = pipe->OpenPipeToReadWhile(peer_alive);
+  if (opened != 0) return opened;
+  FrameProgress progress;
+  const int code = ReceiveData(pipe, block, progress, WhileAlive(peer_alive, Code::kPeerClosed));
+  if (progress.broken == 0) return code;
+  block.CleanUpAllData();
+  return progress.broken;
+}
+
+int FrameReader::Fill(VexaPipe* pipe, bool within_frame, const Patience& patience) {
+  ahead.resize(XPipes::PIPE_BUF_SIZE);
+  used = 0;
+  unsigned long count = 0;
+  const int code = pipe->Receive(ahead.data(), ahead.size(), count, within_frame, patience);
+  ahead.resize(code == 0 ? count : 0);
+  return code;
+}
+
+// Once the length is known, no read asks for more than the rest of the frame.
+int FrameReader::Receive(VexaPipe* pipe, CleXDSmb& block, const Patience& patience) {
+  FrameProgress progress;
+  std::size_t given = 0;
+  const int code = ReceiveFrame(block, Code::kPeerClosed, progress,
+                                [&](char* to, int wanted, unsigned long& got, bool within_frame) {
+                                  std::size_t room = static_cast<std::size_t>(wanted);
+                                  if (given < sizeof progress.head) {
+                                    room = sizeof progress.head - given;
+                                    const int failed = Pending() ? 0 : Fill(pipe, within_frame, patience);
+                                    if (failed != 0) return failed;
+                                  } else if (!Pending()) {
+                                    return pipe->Receive(to, room, got, within_frame, patience);
+                                  }
+                                  got = std::min(room, ahead.size() - used);
+                                  std::memcpy(to, ahead.data() + used, got);
+                                  used += got;
+                                  given += got;
+                                  return 0;
+                                });
+  return progress.broken != 0 ? progress.broken : code;
 }

@@ -15,6 +15,7 @@
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
 #include "dxglobals.h"
+#include "fifo_files.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -33,19 +34,6 @@ pid_t FindDriver(const std::string& id) {
   return orphaned ? kNobody : parent;
 }
 
-// The fifos of this session, on whatever level and of whatever language: the id and the name of a language,
-// in capitals.
-void RemoveFifos(const std::string& directory, const std::string& id) {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-    const std::string name = entry.path().filename();
-    const bool ours = name.starts_with(id) && name.find_first_of("0123456789abcdef", id.size()) != id.size();
-    if (ours && entry.is_fifo(error)) {
-      unlink(entry.path().c_str());
-    }
-  }
-}
-
 // By the parent and not by a signal: an ended process that nobody has waited for can still be signalled.
 void WatchDriver(const std::stop_token& link_ends, pid_t driver, const std::string& directory,
                  const std::string& id) {
@@ -54,7 +42,7 @@ void WatchDriver(const std::stop_token& link_ends, pid_t driver, const std::stri
   std::unique_lock lock(mutex);
   while (!link_ends.stop_requested()) {
     if (getppid() != driver) {
-      RemoveFifos(directory, id);
+      RemoveFifosOf(directory, id);
       _exit(EXIT_FAILURE);
     }
     pause.wait_for(lock, link_ends, kLookPause, [] { return false; });

@@ -161,10 +161,10 @@ TEST_F(Lifecycle, BackendKilledInTheMiddleOfAReply) {
           Octal("\x28\x23\0\0\x08\0\0\0\0\0\0\0"s) + " >&3\nkill -9 $$\n");
   int code = -1;
   ASSERT_EQ(StartVexa(nullptr), 0);
-  EXPECT_EQ(GetRowCount(&code), -1);
-  EXPECT_EQ(code, 0);  // the header's own code: what did not come reads as empty
-  EXPECT_EQ(GetRowCount(&code), -1);
-  EXPECT_EQ(code, 99103);
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_EQ(GetRowCount(&code), -1);
+    EXPECT_EQ(code, 99103) << "a half answer is none, whatever its header says";
+  }
   // Its end of the fifo closes a moment before it can be reaped.
   while (HasChildren()) EXPECT_FALSE(IsBackendReady());
   EXPECT_FALSE(isVexaRunning);

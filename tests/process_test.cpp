@@ -93,22 +93,40 @@ TEST(Child, IsDeadOnceItHasEnded) {
   EXPECT_FALSE(HasChildren());
 }
 
-TEST(Child, IsEndedBesideAnother) {
-  const pid_t other = Fork(pause), child = Fork(pause);
+TEST(Child, IsEndedAndLeavesTheStatusOfAnother) {
+  const pid_t other = Fork([] { _exit(5); }), child = Fork(pause);
   EXPECT_TRUE(ChildAlive(child));
-  kill(other, SIGKILL);
   AwaitEnd(other);
-  EndChild(child);
+  KillChild(child);
   EXPECT_FALSE(ChildAlive(child));
+  int status = 0;
+  EXPECT_EQ(waitpid(other, &status, 0), other);
+  EXPECT_EQ(WEXITSTATUS(status), 5);
   EXPECT_FALSE(HasChildren());
+}
+
+TEST(Child, OfTheParentLivesInAForkAndIsNotItsToKill) {
+  const pid_t child = Fork(pause);
+  int status = 0;
+  SetBackendProcess(child);
+  const pid_t fork_of_us = Fork([&] {
+    const bool lived = ChildAlive(child) && !BackendHasEnded();
+    KillChild(child);
+    _exit(lived && ChildAlive(child) ? 7 : 1);
+  });
+  EXPECT_EQ(waitpid(fork_of_us, &status, 0), fork_of_us);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+  KillChild(child);
+  EXPECT_TRUE(BackendHasEnded());
+  SetBackendProcess(-1);
 }
 
 TEST(Child, NobodyIsSignalledWhereThereIsNone) {
   bystander = Fork(pause);
-  for (const pid_t none : {-1, 0}) EndChild(none);
+  for (const pid_t none : {-1, 0}) KillChild(none);
   EXPECT_EQ(group_signals, 0);
   EXPECT_TRUE(ChildAlive(bystander));
-  EndChild(bystander);
+  KillChild(bystander);
 }
 
 TEST(Pause, LastsAndEndsAtASignal) {

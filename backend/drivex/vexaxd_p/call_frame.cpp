@@ -8,18 +8,14 @@
 
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
-#include "child_process.h"
+#include "call_road.h"
 #include "dxglobals.h"
 #include "language_creation.h"
-#include "sendreceive.h"
 #include "text.h"
 #include "vexa_assert.h"
 #include "xpipemanager.h"
 
 namespace {
-
-// Reaps nobody: the caller may be a language's thread.
-bool BackendAlive() { return !BackendHasEnded(); }
 
 // What a reply lacks reads as.
 constexpr std::int32_t kNoLong = 0;
@@ -90,30 +86,40 @@ int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe) {
 
 int SendXDApi(CleXDSmb& request, VexaPipe* xdApiPipe) {
   VEXA_ASSERT(xdApiPipe);
-  if (processId != -1 && !xdApiPipe->IsWritePipeConnected()) {
-    const int code = xdApiPipe->OpenPipeToWriteWhile(BackendAlive);
-    if (code != 0) return code;
-  }
-  return SendData(xdApiPipe, request, false);
+  const int code = xdApiPipe->IsWritePipeConnected()
+                       ? 0
+                       : xdApiPipe->OpenToWrite(CallPatience(CleXDErrorCode::kProcessNotAlive));
+  return code != 0 ? code : SendOnRoad(*xdApiPipe, request, CallPatience(CleXDErrorCode::kPeerClosed));
 }
 
 int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
   myPipeSuit->getXPipes();
   VEXA_ASSERT(xdApiResultPipe);
   if (!xdApiResultPipe->IsWritePipeConnected()) xdApiResultPipe->ConnectPipe();
-  if (processId != -1 && !xdApiResultPipe->HasPipe()) {
-    const int code = xdApiResultPipe->OpenPipeToReadWhile(BackendAlive);
+  if (!xdApiResultPipe->HasPipe()) {
+    const int code = xdApiResultPipe->OpenToRead(CallPatience(CleXDErrorCode::kProcessNotAlive));
+    if (code == CleXDErrorCode::kProcessNotAlive) xdApiResultPipe->ClosePipe();
+    if (code == CleXDErrorCode::kInterrupted) xdApiResultPipe->Debt().owed = true;
     if (code != 0) return code;
   }
-  return ReceiveData(xdApiResultPipe, reply, true);
+  return ReceiveOnRoad(*xdApiResultPipe, reply, CallPatience(CleXDErrorCode::kPeerClosed));
+}
+
+int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe) {
+  VexaPipe* apiPipe = nullptr;
+  GetXDApiPipes(&apiPipe, &resultPipe);
+  const int code = SettleDebts(*apiPipe, *resultPipe);
+  return code != 0 ? code : SendXDApi(request, apiPipe);
 }
 
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
   request.SetCommandAction(action);
-  VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
-  GetXDApiPipes(&apiPipe, &resultPipe);
-  SendXDApi(request, apiPipe);  // a failure shows in the read, which tells a dead peer from a living one
+  const int sent = SendRequest(request, resultPipe);
+  // A failed pipe shows in the read, which tells a dead peer from a living one. What never went out has no
+  // reply.
+  if (sent != 0 && sent != CleXDErrorCode::kPipeFailed && sent != CleXDErrorCode::kProcessNotAlive)
+    return sent;
   const int code = ReceiveXDApiResult(reply, resultPipe);
   return code != 0 ? code : reply.GetErrorCode();
 }

@@ -38,6 +38,9 @@ int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe);
 // other end, they give 99107.
 int SendXDApi(CleXDSmb& request, VexaPipe* xdApiPipe);
 int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe);
+// Sends the request behind whatever the last exchange left undone, and finds the pipe of its reply. 99103 and
+// 99124: see call_road.h.
+int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe);
 
 // Fills vexa_pipe_path from the first of VEXADXTEMP, TEMP, TMP, tmp that exists, even if it is empty; else
 // "/tmp/".
@@ -47,8 +50,8 @@ void IntializePipeInfo();
 // This process's id as the fifos' names have it.
 std::string ProcessIdText();
 
-// Sends the request and receives the reply. The read is tried whether the send went well or not, and its code
-// counts.
+// Sends the request and receives the reply. The read is tried whether the pipe took the request or not, and
+// its code counts; a request that could not be built or was given up gives its own.
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
 
 // --- What may cross the wire ---

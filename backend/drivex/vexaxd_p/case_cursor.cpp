@@ -57,10 +57,8 @@ int FetchBlock(CursorDataSmb& cursor) {
   request.SetCommandAction(Action::NextCaseBlock);
   request.SetLong(CasesWanted(cursor));
   request.SetLong(cursor.GetOneCaseSize());
-  VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
-  GetXDApiPipes(&apiPipe, &resultPipe);
-  const int sent = SendXDApi(request, apiPipe);
+  const int sent = SendRequest(request, resultPipe);
   if (sent != 0) return sent;
 
   CleXDSmb reply;

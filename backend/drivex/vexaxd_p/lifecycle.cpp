@@ -1,7 +1,9 @@
 // The beginning and the end of a session with the backend.
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -13,17 +15,22 @@
 #include "XCmdArgument.h"
 #include "XManager.h"
 #include "call_frame.h"
+#include "call_road.h"
 #include "child_process.h"
 #include "drivex.h"
 #include "dxglobals.h"
+#include "fifo_files.h"
 #include "language_creation.h"
-#include "msleep.h"
 #include "platform.h"
 #include "text.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
 namespace {
+
+constexpr int kStartMilliseconds = 1000;  // a program that fails at once has failed by then
+constexpr int kStopMilliseconds = 1000;
+constexpr int kCommandThreadMilliseconds = 2000;
 
 struct StartOptions {
   std::string home;
@@ -99,26 +106,39 @@ XCmdArgument& FillEnvironment(XCmdArgument& environment, const std::string& home
   return environment;
 }
 
-// Ends of an earlier backend that died lead to nobody. Closed, they are found again by name, and a fifo that
-// went with that backend is made anew. Its nested runs are over; a session begins at the first level.
-void DropStaleEnds() {
-  EndCommandThread();
-  if (myPipeSuit == nullptr || myPipeSuit->getIndex() < 0) return;
+// Blocks that an earlier backend handed over, and that its end has not ended. Each call of theirs fails by
+// now. They use the pipes, so no session begins before they are over: 99125 where they are not in time.
+int AwaitRunsOfDeadSession() {
+  constexpr int kMilliseconds = 2000;
   while (myPipeSuit->getIndex() > 0) {
     DriveX* const driver = GetXManager()->getBackVexaDX();
-    if (driver == nullptr || !driver->isStopped()) break;
+    if (driver == nullptr) break;
+    if (!driver->AwaitStopped(kMilliseconds)) return CleXDErrorCode::kRunUnderWay;
     GetXManager()->destoryVexaDX(driver);
   }
+  return 0;
+}
+
+// Ends of an earlier backend that died lead to nobody. Closed, they are found again by name, and a fifo that
+// went with that backend is made anew. Its nested runs are over; a session begins at the first level.
+int DropStaleEnds() {
+  if (cmdThread != nullptr && !cmdThread->EndWithin(kCommandThreadMilliseconds))
+    return CleXDErrorCode::kRunUnderWay;
+  EndCommandThread();
+  if (myPipeSuit == nullptr || myPipeSuit->getIndex() < 0) return 0;
+  const int code = AwaitRunsOfDeadSession();
+  if (code != 0) return code;
   XPipes* pipes = myPipeSuit->getXPipes();
   pipes->GetXDAPIPipe()->ClosePipe();
   pipes->GetXDAPIResultPipe()->ClosePipe();
+  return 0;
 }
 
 // The child's id is forgotten before the wait for it.
 void EndBackend() {
   const pid_t child = processId;
   SetBackend(-1);
-  EndChild(child);
+  KillChild(child);
 }
 
 // The channel on which the backend asks for runs; null for a language that takes none.
@@ -139,12 +159,12 @@ void ServeCommands(DXCmdDispatcher* dispatcher) {
 // The backend, told to stop, tells the command thread. One that has ended tells nobody any more.
 void AwaitCommandThread() {
   constexpr int kLooks = 50;
-  constexpr unsigned int kPauseMilliseconds = 100;
+  constexpr int kPauseMilliseconds = 100;
   if (cmdThread == nullptr) return;
   // A thread that has not come to its loop yet counts as well.
   for (int look = 0; look < kLooks && cmdThread->HasThread(); ++look) {
-    if (BackendHasEnded()) cmdThread->EndServing();
-    msleep(kPauseMilliseconds);
+    if (processId == -1 || BackendHasEnded()) cmdThread->EndServing();
+    Pause(kPauseMilliseconds);
   }
   if (cmdThread->HasThread()) DxTrace("Cmd Dispatcher thread can't exit timely.");
 }
@@ -161,12 +181,30 @@ int SetVexaRunning(bool running) {
   return 0;
 }
 
+namespace {
+
+// The backend's own word; false with a code where it cannot be had.
+struct Answer {
+  int code = 0;
+  bool yes = false;
+};
+
+Answer Ask(Action question) {
+  ApiCall call(question);
+  return {call.code(), call.code() == 0 && call.Long(0) != 0};
+}
+
+Answer AskWhetherReady() {
+  if (processId != -1) SetRunning(BackendAlive());
+  if (std::getenv("VEXA_RUNNING") != nullptr) SetRunning(true);
+  return isVexaRunning ? Ask(Action::IsBackendReady) : Answer{};
+}
+
+}  // namespace
+
 bool IsBackendReady() {
   AcquireBuffer();
-  if (processId != -1) SetRunning(ChildAlive(processId));
-  if (std::getenv("VEXA_RUNNING") != nullptr) SetRunning(true);
-  bool ready = false;
-  if (isVexaRunning) ready = ApiCall(Action::IsBackendReady).Long(0) != 0;
+  const bool ready = AskWhetherReady().yes;
   ReleaseBuffer();
   return ready;
 }
@@ -178,17 +216,19 @@ bool IsXDriven() {
     return true;
   }
   AcquireBuffer();
-  isxdriven = ApiCall(Action::IsXDriven).Long(0) != 0;
+  isxdriven = Ask(Action::IsXDriven).yes;
   ReleaseBuffer();
   return isxdriven;
 }
 
-int StartVexa(const char* commandLine) {
-  if (IsBackendReady()) return 0;
-  AcquireBuffer();
-  const StartOptions options = ReadOptions(commandLine);
-  DropStaleEnds();
+namespace {
+
+// Makes the fifos, starts the program and hears its report. Whatever fails, what was begun is there still.
+int BringUp(const StartOptions& options) {
+  const int stale = DropStaleEnds();
+  if (stale != 0) return stale;
   IntializePipeInfo();
+  RemoveStaleFifos(vexa_pipe_path);
   DxTrace("call StartVEXA");
   const std::string home = options.home.empty() ? GetVEXAHOME() : options.home;
   DXCmdDispatcher* const dispatcher = OpenCommandChannel();
@@ -204,7 +244,6 @@ int StartVexa(const char* commandLine) {
   if (access(script.c_str(), F_OK) != 0) {
     std::printf("No %s file exists\n", script.c_str());
     std::fflush(stdout);
-    ReleaseBuffer();
     return CleXDErrorCode::kBackendNotRunning;
   }
   XCmdArgument arguments;
@@ -217,11 +256,8 @@ int StartVexa(const char* commandLine) {
   FillEnvironment(environment, home);
   SetBackend(StartChild(script.c_str(), arguments.argv(), environment.argv()));
 
-  sleep(1);
-  if (!ChildAlive(processId)) {
-    ReleaseBuffer();
-    return CleXDErrorCode::kProcessNotAlive;
-  }
+  Pause(kStartMilliseconds);
+  if (!BackendAlive()) return CleXDErrorCode::kProcessNotAlive;
   SetRunning(true);
 
   // The first message is the backend's report on its own start; no request goes before it.
@@ -235,20 +271,75 @@ int StartVexa(const char* commandLine) {
     EndBackend();
     SetRunning(false);
   }
+  return code;
+}
+
+}  // namespace
+
+int StartVexa(const char* commandLine) {
+  const Answer ready = AskWhetherReady();
+  if (ready.yes) return 0;
+  if (ready.code == CleXDErrorCode::kInterrupted) return ready.code;  // there is one, and it is busy
+  AcquireBuffer();
+  if (processId != -1) EndBackend();  // one that lives and is not ready any more would share the fifos
+  const int code = BringUp(ReadOptions(commandLine));
+  if (code != 0 && code != CleXDErrorCode::kRunUnderWay) RemoveFifos();
   ReleaseBuffer();
   return code;
 }
 
-void StopVexa() {
-  if (!IsBackendReady() || !IsXDriven()) return;
+namespace {
+
+// A reply that is still owed to a call that was given up, or none at all, must not keep a session from its
+// end.
+bool BackendCanBeAsked() {
+  constexpr std::chrono::seconds kPatience(1);
+  if (myPipeSuit == nullptr || processId == -1) return true;
+  VexaPipe* apiPipe = nullptr;
+  VexaPipe* resultPipe = nullptr;
+  GetXDApiPipes(&apiPipe, &resultPipe);
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const Patience bounded = {
+      [end] { return std::chrono::steady_clock::now() < end ? 0 : CleXDErrorCode::kInterrupted; }, 100,
+      BackendExit()};
+  return SettleDebts(*apiPipe, *resultPipe, bounded) == 0;
+}
+
+// The question or its answer did not come through.
+bool NotReached(int code) {
+  return code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed ||
+         code == CleXDErrorCode::kProcessNotAlive || code == CleXDErrorCode::kInterrupted;
+}
+
+enum class Driven { kNot, kAsked, kSilent };
+
+// Whether this process drives a backend that is to be stopped. One that was started here and does not answer
+// any more, or not in time, is ended without a word.
+Driven DrivesBackend() {
+  if (!BackendCanBeAsked()) return Driven::kSilent;
+  const Answer ready = AskWhetherReady();
+  if (ready.yes && IsXDriven()) return Driven::kAsked;
+  return NotReached(ready.code) && processId != -1 ? Driven::kSilent : Driven::kNot;
+}
+
+// Whether the backend that this process started has died. One that no longer answers may be about to.
+bool BackendHasDied(Driven driven) {
+  constexpr int kMilliseconds = 200;
+  pollfd exit = {BackendExit(), POLLIN, 0};
+  if (driven == Driven::kSilent && exit.fd != -1) poll(&exit, 1, kMilliseconds);
+  return processId != -1 && !BackendAlive();
+}
+
+void EndSession(bool asked) {
   AcquireBuffer();
-  Call(Action::StopVexa);
+  if (asked) asked = !NotReached(Call(Action::StopVexa));
   ReleaseBuffer();
   VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
   resultPipe->DisconnectPipe();
   resultPipe->ClosePipe();
+  if (!asked) EndBackend();  // nothing else tells its languages, and the blocks that it runs here
   myPipeSuit->stopMonitor(false);
   myPipeSuit->stopMonitor(true);
   if (nestability) {
@@ -259,14 +350,29 @@ void StopVexa() {
     myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
     myPipeSuit->decreaseIndex();
   }
+  RemoveFifos();
   myPipeSuit = nullptr;
   GetXPipeManager()->cleanup();
   FinalizeDXGlobal();
   EndBackend();
   DxTrace("stopvexa");
   ResetStaticVars();
-  msleep(1000);
+  Pause(kStopMilliseconds);
   SetRunning(false);
+}
+
+}  // namespace
+
+void StopVexa() {
+  const Driven driven = DrivesBackend();
+  const bool died = driven != Driven::kAsked && BackendHasDied(driven);
+  if (driven != Driven::kNot && !died) return EndSession(driven == Driven::kAsked);
+  if (!died) return;
+  // There is nobody to stop. What it left goes all the same.
+  EndBackend();
+  SetRunning(false);
+  DropStaleEnds();
+  RemoveFifos();
 }
 
 int StopReceiveXdApiThread() { return Call(Action::StopReceiveXdApiThread); }

@@ -4,11 +4,13 @@
 
 #include "CmdReceiveThread.h"
 #include "call_frame.h"
+#include "call_road.h"
 #include "child_process.h"
 #include "commit_case_data.h"
 #include "cursor_data_smb.h"
 #include "datastep_smb.h"
 #include "dxglobals.h"
+#include "fifo_files.h"
 #include "result_texts.h"
 #include "sigpipe.h"
 #include "xpipemanager.h"
@@ -49,23 +51,18 @@ namespace {
 pid_t session_owner = -1;
 
 // Tells the backend that the process that drives it is going away. No reply is read. The backend may be gone
-// already: a broken pipe must not change how the process ends.
+// already, or busy with a call that was given up: neither a broken pipe nor a full one must change how the
+// process ends.
 void SayGoodbye() {
   constexpr long kDriverLeaves = 998800;
   const SigpipeBlocked quiet;
+  const Patience none = {[] { return CleXDErrorCode::kInterrupted; }, 0, -1};
   CleXDSmb farewell;
   VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
   farewell.SetLong(kDriverLeaves);
-  SendXDApi(farewell, apiPipe);
-}
-
-// All fifos under this process's own id are its own to remove. Those under another id belong to the process
-// that this one works for, apart from the ones made here.
-void RemoveFifos() {
-  XPipeManager* manager = GetXPipeManager();
-  if (manager != nullptr) manager->RemoveFiles(manager->getPipePid() != ProcessIdText());
+  if (!apiPipe->Debt().Any() && apiPipe->OpenToWrite(none) == 0) SendOnRoad(*apiPipe, farewell, none);
 }
 
 // A thread that does not end in time goes with the process.
@@ -98,6 +95,15 @@ void SetRunning(bool running) {
 void SetCursor(CursorDataSmb* cursor) {
   curCaseData = cursor;
   SetRunning(isVexaRunning);
+}
+
+// All fifos under this process's own id are its own to remove. Those under another id belong to the process
+// that this one works for, apart from the ones made here.
+void RemoveFifos() {
+  const XPipeManager* const manager = GetXPipeManager();
+  if (manager == nullptr) return;
+  if (manager->getPipePid() != ProcessIdText()) return manager->RemoveFiles(true);
+  RemoveFifosOf(manager->getPipePath(), manager->getPipePid());
 }
 
 void SetBackend(pid_t child) {

@@ -95,6 +95,9 @@ void SetCursor(CursorDataSmb* cursor);
 
 // Writes processId.
 void SetBackend(pid_t child);
+// Removes the files of the session's fifos: all under this process's own id, and of another id those made
+// here.
+void RemoveFifos();
 // Ends the command thread, if there is one, and waits for its end.
 void EndCommandThread();
 

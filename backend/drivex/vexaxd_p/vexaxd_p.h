@@ -7,10 +7,12 @@
  * and returns the value. Codes of the library: 10 index out of range, 17 the backend is not running, 24 wrong
  * type of value, 56, 57, 87, 89
  * and 97 as the cells of data steps tell, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint
- * without a name, 99107 the process just started has ended. Any other code is the backend's own and handed on
- * as it is; 23 and 67 say that the data, or a split of it, ended. "Guarded" functions return 17 at once, and
- * send nothing, while no backend runs; the others go to the pipes, and in a process that has no backend at
- * all they wait there for one.
+ * without a name, 99107 the process just started has ended, 99124 the wait was given up
+ * (VexaSetInterruptCheck), 99125 a block of an earlier session is still running in this process, 99126 a
+ * message would be over 2 GiB or larger than memory. Any other code is the backend's own and handed on as it
+ * is; 23 and 67 say that the data, or a split of it, ended. "Guarded" functions return 17 at once, and send
+ * nothing, while no backend runs; the others go to the pipes, and in a process that has no backend at all
+ * they wait there for one.
  *
  * A write to a backend that has died raises SIGPIPE: programs that want a code instead ignore that signal.
  *
@@ -67,6 +69,16 @@ VEXA_API void StopVexa(void);
 /* Sets whether guarded functions go through. For hosts that are themselves started by the backend. Returns 0.
  */
 VEXA_API int SetVexaRunning(bool running);
+
+/* Sets a function that says whether to give up the wait of a call: asked about ten times a second, and after
+ * each signal, with `context`, on the thread of the call, while its reply is due (or its request does not go
+ * out). Once it returns other than 0 the call ends with 99124; what the backend was asked to do goes on
+ * there, and its reply is read and dropped ahead of the next call, which so waits for it. The function must
+ * not call this interface. A walk over the cases whose NextCase was given up cannot go on, since cases are
+ * lost: each further step gives 99124 until the cursor is made anew. StopVexa after such a call waits a
+ * second for the reply and then ends the backend all the same. HasProcedure is never given up. Null, the
+ * default, takes the function back. */
+VEXA_API void VexaSetInterruptCheck(int (*check)(void*), void* context);
 
 /* Asks the backend to end the thread that reads requests. Returns the code. Not guarded. */
 VEXA_API int StopReceiveXdApiThread(void);

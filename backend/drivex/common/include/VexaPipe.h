@@ -19,6 +19,7 @@
 #include <functional>
 #include <string>
 
+#include "frame_progress.h"
 #include "patience.h"
 #include "vexa_api.h"
 
@@ -78,7 +79,8 @@ class VEXA_API VexaPipe {
 
   // --- The road of whole frames: each wait lasts as long as its patience, and no signal ends it ---
 
-  // OpenPipeToWrite and OpenPipeToRead, where they are not open. The end does not block from here on.
+  // OpenPipeToWrite and OpenPipeToRead, where they are not open; the reader also waits for the first bytes,
+  // or for the writer's end. The end does not block from here on.
   int OpenToWrite(const Patience& patience);
   int OpenToRead(const Patience& patience);
   // Sends all of it. `sent` takes how far it came: where that is more than 0 and less than `length`, the
@@ -88,10 +90,13 @@ class VEXA_API VexaPipe {
   // the middle of a frame more is likely to be there already.
   int Receive(char* to, std::size_t room, unsigned long& got, bool within_frame, const Patience& patience);
 
+  // What the user of this end has left unfinished on it.
+  FrameDebt& Debt() { return debt; }
+
   // --- For waits that must not outlive the peer ---
 
-  // OpenToRead and OpenToWrite, given up with 99107 as soon as `peer_alive` says that nobody will come. The
-  // reader also waits for the first bytes, or for the writer's end.
+  // OpenToRead and OpenToWrite, given up with 99107 as soon as `peer_alive` says that nobody will come. Then
+  // the end is closed.
   int OpenPipeToReadWhile(const std::function<bool()>& peer_alive);
   int OpenPipeToWriteWhile(const std::function<bool()>& peer_alive);
   // For an end that is open already: waits in the same way for bytes or for the writer's end.
@@ -120,6 +125,7 @@ class VEXA_API VexaPipe {
   bool pipeCreated = false;
   bool blocks = true;  // a system call on the open end may wait
   const WakeUp* reads_end = nullptr;
+  FrameDebt debt;
   pid_t owner;  // the process that made this object
 };
 

@@ -19,22 +19,23 @@ struct ChildStreams {
 pid_t StartChild(const char* program, char* const* argv, char* const* envp,
                  const ChildStreams* streams = nullptr);
 
-// Whether the child runs. Reaps it first: an ended child that nobody has waited for would still answer a
-// signal.
+// Whether the process runs. A child is reaped first: an ended child that nobody has waited for would still
+// answer a signal. In a fork of the process that started it, where it is no child, the signal is all there
+// is.
 bool ChildAlive(pid_t child);
 
-// The same question without reaping, for threads that wait for the backend while another one reaps it:
-// whether the backend that this process started, as SetBackendProcess said last, has ended. False where there
-// is none: then nothing is known.
+// The backend that this process started, -1 for none. These two are called while nobody else waits for it;
+// BackendAlive is ChildAlive of it.
 void SetBackendProcess(pid_t child);
+bool BackendAlive();
+// The opposite question without reaping, for threads that wait for the backend while another one reaps it.
+// False where there is none: then nothing is known.
 bool BackendHasEnded();
+// For poll: readable once it has ended. -1 where there is none, or no such descriptor.
+int BackendExit();
 
-// Kills the child if it runs, then waits for any child, and for this one if it was another that the wait
-// found: callers rely on the first wait, and nothing of ours is left after the second. Does not wait for
-// strangers when there was nothing to kill.
-void EndChild(pid_t child);
-
-// Kills the child if it runs, and reaps it; no other child is touched.
+// Kills the child if it runs, and reaps it. No other child is touched, and nobody who is no child of this
+// process.
 void KillChild(pid_t child);
 
 #endif

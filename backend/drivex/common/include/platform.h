@@ -4,9 +4,12 @@
 
 #include <dlfcn.h>
 #include <string.h>
+#include <sys/types.h>
 #include <unistd.h>
 #ifdef __APPLE__
 #include <crt_externs.h>
+#else
+#include <sys/syscall.h>
 #endif
 
 namespace platform {
@@ -33,6 +36,15 @@ inline const char* ErrorText(int code) {
 #else
   const char* text = strerrordesc_np(code);
   return text != nullptr ? text : "Unknown error";
+#endif
+}
+
+// A descriptor that becomes readable when the process has ended; -1 where there is none to be had.
+inline int OpenProcess([[maybe_unused]] pid_t process) {
+#ifdef SYS_pidfd_open
+  return static_cast<int>(syscall(SYS_pidfd_open, process, 0));  // close-on-exec from birth
+#else
+  return -1;
 #endif
 }
 

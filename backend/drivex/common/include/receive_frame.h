@@ -11,15 +11,8 @@
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
 #include "XPipes.h"
+#include "frame_progress.h"
 #include "vexa_assert.h"
-
-// How far a frame has come.
-struct FrameProgress {
-  std::size_t received = 0;
-  std::size_t length = 0;  // 0 until the first word has come
-  char head[CleXDSmb::LONG_LEN] = {};
-  int broken = 0;  // the code of the transport, where the frame did not come whole
-};
 
 // `read(to, room, got, within_frame)` reads up to `room` bytes and gives a code; 0 bytes are the end of the
 // stream, for which `closed` stands. The result is the error code of the frame's header as soon as that has

@@ -1,6 +1,7 @@
 #include "child_process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@ namespace {
 constexpr int kNotExecuted = 255;
 
 std::atomic<pid_t> backend = -1;
+std::atomic<int> backend_exit = -1;  // readable once it has ended; -1 where there is no such descriptor
 
 void WriteLine(const char* text) {
   // A result that nobody could act on: the child is about to end.
@@ -75,32 +77,45 @@ pid_t StartChild(const char* program, char* const* argv, char* const* envp, cons
   return child;
 }
 
-bool ChildAlive(pid_t child) { return child > 0 && Wait(child, WNOHANG) == 0; }
+bool ChildAlive(pid_t child) {
+  if (child <= 0) return false;
+  const pid_t found = Wait(child, WNOHANG);
+  if (found == 0) return true;
+  // No child of this process, which may be a fork of its parent, or reaped by somebody else.
+  return found == -1 && (kill(child, 0) == 0 || errno != ESRCH);
+}
 
-void SetBackendProcess(pid_t child) { backend = child; }
+void SetBackendProcess(pid_t child) {
+  if (const int spent = backend_exit.exchange(-1); spent != -1) close(spent);
+  backend = child;
+  if (child > 0) backend_exit = platform::OpenProcess(child);
+}
 
 bool BackendHasEnded() {
   const pid_t child = backend;
   if (child <= 0) return false;
+  pollfd exit = {backend_exit, POLLIN, 0};
+  if (exit.fd != -1) return poll(&exit, 1, 0) > 0;
   siginfo_t info = {};
   int found;
   do {
     found = waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT);
   } while (found == -1 && errno == EINTR);
-  return found == -1 || info.si_pid == child;  // reaped, or waiting to be
+  if (found == -1) return kill(child, 0) == -1 && errno == ESRCH;
+  return info.si_pid == child;
 }
 
-void EndChild(pid_t child) {
-  if (!ChildAlive(child)) {
-    Wait(-1, WUNTRACED | WNOHANG);
-    return;
-  }
-  kill(child, SIGKILL);
-  if (Wait(-1, WUNTRACED) != child) Wait(child, 0);
+int BackendExit() { return backend_exit; }
+
+bool BackendAlive() {
+  const bool alive = ChildAlive(backend);
+  if (alive) return true;
+  if (const int spent = backend_exit.exchange(-1); spent != -1) close(spent);
+  return false;
 }
 
 void KillChild(pid_t child) {
-  if (!ChildAlive(child)) return;
+  if (child <= 0 || Wait(child, WNOHANG) != 0) return;
   kill(child, SIGKILL);
   Wait(child, 0);
 }

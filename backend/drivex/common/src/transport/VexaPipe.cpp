@@ -185,6 +185,7 @@ int VexaPipe::ClosePipe() {
   pipeFd = -1;
   writeConnected = false;
   pipeCreated = false;
+  debt = {};
   DxTraceError(pipeName + " ClosePipe", code);
   return code;
 }
@@ -217,9 +218,7 @@ int VexaPipe::OpenToWrite(const Patience& patience) {
 int VexaPipe::OpenToRead(const Patience& patience) {
   if (HasPipe()) return 0;
   if (OpenEnd(O_RDONLY | O_NONBLOCK) == -1) return CleXDErrorCode::kPipeFailed;
-  const int code = AwaitReadable(patience);
-  if (code != 0) ClosePipe();
-  return code;
+  return AwaitReadable(patience);
 }
 
 // A wake-up that ends the reads ends this wait as well.
@@ -274,7 +273,9 @@ int VexaPipe::Receive(char* to, std::size_t room, unsigned long& got, bool withi
 }
 
 int VexaPipe::OpenPipeToReadWhile(const std::function<bool()>& peer_alive) {
-  return OpenToRead(WhileAlive(peer_alive, CleXDErrorCode::kProcessNotAlive));
+  const int code = OpenToRead(WhileAlive(peer_alive, CleXDErrorCode::kProcessNotAlive));
+  if (code != 0) ClosePipe();
+  return code;
 }
 
 int VexaPipe::OpenPipeToWriteWhile(const std::function<bool()>& peer_alive) {

@@ -1,0 +1,26 @@
+// How far a frame has come, and what is left of one whose wait was given up.
+#ifndef FRAME_PROGRESS_H
+#define FRAME_PROGRESS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+struct FrameProgress {
+  std::size_t received = 0;
+  std::size_t length = 0;  // 0 until the first word has come
+  char head[sizeof(std::int32_t)] = {};
+  int broken = 0;  // the code of the transport, where the frame did not come whole
+};
+
+// Of one endpoint; gone when it is closed.
+struct FrameDebt {
+  bool Any() const { return broken || owed || !unsent.empty(); }
+
+  bool broken = false;  // a frame was cut: what comes behind it cannot be told apart any more
+  std::string unsent;   // the rest of a frame that was partly sent, to go ahead of the next one
+  bool owed = false;    // a frame is still to come that nobody waits for, and has come as far as:
+  FrameProgress progress;
+};
+
+#endif

@@ -1,0 +1,126 @@
+#include "call_road.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include "CleXDErrorCode.h"
+#include "child_process.h"
+#include "sendreceive.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+using Code = CleXDErrorCode;
+
+constexpr int kAskMilliseconds = 100;
+
+using InterruptCheck = int (*)(void*);
+std::atomic<InterruptCheck> interrupt_check = nullptr;
+std::atomic<void*> interrupt_context = nullptr;
+thread_local bool not_interrupted = false;
+
+template <int gone>
+int Ask() {
+  const InterruptCheck check = not_interrupted ? nullptr : interrupt_check.load();
+  if (check != nullptr && check(interrupt_context) != 0) return Code::kInterrupted;
+  return BackendHasEnded() ? gone : 0;
+}
+
+// What is left of a request that was given up goes first: the backend is in the middle of reading it.
+int SendRest(VexaPipe& requests, const Patience& patience) {
+  std::string& rest = requests.Debt().unsent;
+  std::size_t sent = 0;
+  const int code = requests.Send(rest.data(), rest.size(), sent, patience);
+  rest.erase(0, sent);
+  return code;
+}
+
+// Reads on in the frame, and keeps none of it.
+int DropFrame(VexaPipe& replies, FrameProgress& progress, const Patience& patience) {
+  char dropped[XPipes::PIPE_BUF_SIZE];
+  while (progress.length == 0 || progress.received < progress.length) {
+    const bool in_head = progress.received < sizeof progress.head;
+    char* const to = in_head ? progress.head + progress.received : dropped;
+    const std::size_t room = in_head ? sizeof progress.head - progress.received
+                                     : std::min(progress.length - progress.received, sizeof dropped);
+    unsigned long got = 0;
+    const int code = replies.Receive(to, room, got, progress.received != 0, patience);
+    if (code != 0) return code;
+    if (got == 0) return Code::kPeerClosed;
+    progress.received += got;
+    if (in_head && progress.received == sizeof progress.head) {
+      std::int32_t length = 0;
+      std::memcpy(&length, progress.head, sizeof length);
+      progress.length = static_cast<std::size_t>(std::max<std::int32_t>(length, sizeof length));
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+void VexaSetInterruptCheck(int (*check)(void*), void* context) {
+  interrupt_check = nullptr;
+  interrupt_context = context;
+  interrupt_check = check;
+}
+
+Patience CallPatience(int gone) {
+  const bool asked = interrupt_check.load(std::memory_order_relaxed) != nullptr;
+  return {gone == Code::kPeerClosed ? Ask<Code::kPeerClosed> : Ask<Code::kProcessNotAlive>,
+          asked ? kAskMilliseconds : -1, BackendExit()};
+}
+
+int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience) {
+  FrameDebt& sending = requests.Debt();
+  FrameDebt& receiving = replies.Debt();
+  if (sending.broken || receiving.broken) return Code::kPeerClosed;
+  int code = 0;
+  if (!sending.unsent.empty()) {
+    receiving.owed = true;
+    code = SendRest(requests, patience);
+  }
+  if (code == 0 && receiving.owed) {
+    code = replies.OpenToRead(patience);
+    if (code == 0) code = DropFrame(replies, receiving.progress, patience);
+    if (code == 0) receiving = {};
+  }
+  if (code == 0 || code == Code::kInterrupted) return code;
+  receiving.broken = true;
+  return Code::kPeerClosed;
+}
+
+int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience) {
+  std::size_t sent = 0;
+  const int code = SendData(&requests, request, sent, patience);
+  if (code == 0 || sent == 0) return code;
+  if (code == Code::kInterrupted) {
+    int length = 0;
+    const char* const image = request.GetSendBuf(length);
+    requests.Debt().unsent.assign(image + sent, static_cast<std::size_t>(length) - sent);
+    return code;
+  }
+  requests.Debt().broken = true;
+  return Code::kPeerClosed;
+}
+
+// A success in a reply that broke off is none.
+int ReceiveOnRoad(VexaPipe& replies, CleXDSmb& reply, const Patience& patience) {
+  FrameProgress progress;
+  const int code = ReceiveData(&replies, reply, progress, patience);
+  if (progress.broken == 0) return code;
+  if (progress.broken == Code::kInterrupted) {
+    reply.CleanUpAllData();
+    reply.SetErrorCode(Code::kInterrupted);
+    replies.Debt().owed = true;
+    replies.Debt().progress = progress;
+    return Code::kInterrupted;
+  }
+  replies.Debt().broken = progress.received != 0;
+  const int told = progress.length != 0 ? reply.GetErrorCode() : progress.broken;
+  return told != 0 ? told : Code::kPeerClosed;
+}
+
+NotInterrupted::NotInterrupted() : outer(not_interrupted) { not_interrupted = true; }
+NotInterrupted::~NotInterrupted() { not_interrupted = outer; }

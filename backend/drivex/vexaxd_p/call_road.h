@@ -1,0 +1,45 @@
+// The road of a call: how long it waits for its backend, and what a call that did not come to its end leaves
+// on the pipes for the next one. A request is on its way once its first byte was written. From then on a
+// reply is due, and nobody but its own call may take it:
+//
+//   the wait was given up     what is left of the request is sent, and the reply read and dropped, ahead of
+//   the next
+//                             exchange on these pipes
+//   a frame was cut           no byte behind it can be told apart: 99103 until the end is closed
+#ifndef CALL_ROAD_H
+#define CALL_ROAD_H
+
+#include "CleXDErrorCode.h"
+#include "CleXDSmb.h"
+#include "VexaPipe.h"
+#include "patience.h"
+
+// Of a call: until the backend that this process started has ended, which gives `gone`, or the interrupt
+// check says so, which gives 99124.
+Patience CallPatience(int gone);
+
+// Whether an exchange may begin on these pipes, once what the last one left is done with. 0, 99103 or 99124.
+int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience);
+inline int SettleDebts(VexaPipe& requests, VexaPipe& replies) {
+  if (!requests.Debt().Any() && !replies.Debt().Any()) [[likely]]
+    return 0;
+  return SettleDebts(requests, replies, CallPatience(CleXDErrorCode::kPeerClosed));
+}
+
+// Send the request and receive the reply on ends that are open, and note down what is left over.
+int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience);
+int ReceiveOnRoad(VexaPipe& replies, CleXDSmb& reply, const Patience& patience);
+
+// While it lives, calls of this thread do not ask the interrupt check: their callers cannot be told.
+class NotInterrupted {
+ public:
+  NotInterrupted();
+  NotInterrupted(const NotInterrupted&) = delete;
+  NotInterrupted& operator=(const NotInterrupted&) = delete;
+  ~NotInterrupted();
+
+ private:
+  const bool outer;
+};
+
+#endif

@@ -1,3 +1,4 @@
+#include <climits>
 #include <cmath>
 #include <cstring>
 
@@ -151,9 +152,12 @@ TEST_F(CursorTest, ABlockShorterThanItsCountHasNoCasesBehindItsEnd) {
   peer.Expects(227, Longs{1310720, 16}).Answers(Longs{3}, Void{Numbers({1, 2, 3})});
   EXPECT_EQ(NextCase(), 0);
   EXPECT_EQ(Number(1), 2.0);
-  for (int step = 0; step < 2; ++step) {
-    EXPECT_EQ(NextCase(), 0);
-    EXPECT_EQ(NumberCode(), 10) << "half a case is none";
+  peer.Expects(227, Longs{1310720, 16}).Answers(Longs{INT_MIN}, Void{Numbers({1, 2})});
+  EXPECT_EQ(NextCase(), 0) << "half a case is none: the next block is asked for";
+  for (const int told : {1, INT_MAX}) {
+    peer.Expects(227, Longs{1310720, 16}).Answers(Longs{told}, Void{Numbers({1})});
+    EXPECT_EQ(NextCase(), 99104);
+    EXPECT_EQ(NumberCode(), 10);
   }
 }
 

@@ -10,6 +10,7 @@
 namespace {
 
 const Strings d{"d"};
+constexpr int kRowTooLarge = 97;
 
 class CellAccess : public DataStepTest {
  protected:
@@ -80,16 +81,15 @@ TEST_F(CellAccess, PendingWritesGoOutAheadOfReadsAndEnds) {
     Image request;
     std::function<void()> call;
   } rows[] = {
-      {MakeImage(181, d, Longs{1, 0}), [&] { GetNCellValue("d", (1L << 32) + 1, 0, &missing, &error); }},
+      {MakeImage(181, d, Longs{1, 0}), [&] { GetNCellValue("d", 1, 0, &missing, &error); }},
       {MakeImage(182, d, Longs{1, 0}), [&] { GetCCellValue("d", 1, 0, &missing, &error); }},
       {MakeImage(221, d, Longs{0, 1}), [&] { FetchDatastep("d", 1, 0, &error), ClearDatastepBatch(); }},
       {MakeImage(145, d), [] { CloseDataset("d"); }},
       {MakeImage(133), [] { EndDataStep(); }}};
   OpenThreeRows();
-  casecountVec[0] = 1L << 33;  // more rows than a request can name
   for (const auto& row : rows) {
     SCOPED_TRACE(row.request.action);
-    EXPECT_EQ(SetCCellValue("d", 2, 1, "text") + SetNCellValue("d", (1L << 32) + 1, 0, 1.5), 0);
+    EXPECT_EQ(SetCCellValue("d", 2, 1, "text") + SetNCellValue("d", 1, 0, 1.5), 0);
     peer.Expects(228, Records{{"d", 2, 1, 1, 0.0, "text"}, {"d", 1, 0, 0, 1.5, ""}}).Answers(Error{kRefused});
     peer.Expects(row.request).Answers(Error{kRefused});
     row.call();
@@ -143,10 +143,30 @@ TEST_F(CellAccess, CellsOfABatchAreReadWithoutARequestAndOthersAsNothing) {
   int types[] = {5, 5};
   GetVarTypeInDSCache(types, 2, &(error = 5));
   EXPECT_TRUE(types[0] == 0 && types[1] == 9 && error == 0);
-  for (const long row : {3L, 7L, LONG_MIN, LONG_MAX}) {
+  for (const long row : {3L, 7L, 1L << 31, LONG_MIN, LONG_MAX}) {
     EXPECT_EQ(GetNCellValueCache("d", row, 0, &(missing = 5), &error), 0.0);
     EXPECT_EQ(GetCCellValueCache("d", row, 0, &missing, &error), nullptr);
-    EXPECT_TRUE(missing == 0 && error == 0);
+    EXPECT_EQ(missing, 0);
+    EXPECT_EQ(error, row == 3 || row == 7 ? 0 : kRowTooLarge);
+  }
+}
+
+TEST_F(CellAccess, ARowThatTheWireDoesNotHoldIsNoOtherRow) {
+  OpenThreeRows();
+  casecountVec[0] = 1L << 33;
+  const long row = (1L << 32) + 1;
+  GetNCellValue("d", row, 0, &missing, &(error = 0));
+  EXPECT_EQ(error, kRowTooLarge);
+  GetCCellValue("d", row, 0, &missing, &(error = 0));
+  EXPECT_EQ(error, kRowTooLarge);
+  FetchDatastep("d", row, 0, &(error = 0));
+  EXPECT_EQ(error, kRowTooLarge);
+  int variable = 0;
+  for (const int code :
+       {SetNCellValue("d", row, 0, 1.5), SetCCellValue("d", row, 1, "text"), InsertCase("d", row),
+        DeleteCase("d", row), SetCaseValue("d", row, false, nullptr, 0),
+        SetCasePartValue("d", row, &variable, false, 1)}) {
+    EXPECT_EQ(code, kRowTooLarge);
   }
 }
 

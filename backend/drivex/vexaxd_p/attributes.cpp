@@ -7,13 +7,13 @@ namespace {
 
 void ResponseSetCall(Action action, const char* setName, char** setText1, int* setValue1, char** setText2,
                      int* setValue2, void** members, int* errCode) {
-  ApiCall call(action, setName);
-  StoreCode(errCode, call.code());
-  if (call.code() != 0) return;
-  call.TakeResults(Out(setValue1), Out(setValue2));
-  *setText1 = NewText(call.Text(0));
-  *setText2 = NewText(call.Text(1));
-  *members = NewStringList(call.reply().GetStringDataRef(), 2);
+  const auto deliver = [=](ApiCall& call) {
+    call.TakeResults(Out(setValue1), Out(setValue2));
+    *setText1 = NewText(call.Text(0));
+    *setText2 = NewText(call.Text(1));
+    *members = NewStringList(call.reply().GetStringDataRef(), 2);
+  };
+  StoreCode(errCode, DeliveringCall(action, deliver, setName));
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // Bulk data past the messages: through temp files of the backend's, and through a socket on which it streams
 // cases.
-#include <unistd.h>
-
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -12,6 +10,8 @@
 #include "vexaxd_p.h"
 
 namespace {
+
+constexpr int kBeforeLoading = 1000;  // milliseconds, in which the program accepts the connection
 
 std::string OrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
@@ -33,7 +33,7 @@ std::int32_t TransportDataThread::Run() {
   running = true;
   std::string command;
   if (getData) {
-    sleep(1);
+    Pause(kBeforeLoading);
     Queue("GET DATA /TYPE=BINARYSTREAM /SOCKET=" + socket + " /VARIABLES=" + variables + ".");
     Queue("CACHE.");
     command = "EXECUTE.";
@@ -59,10 +59,12 @@ int AcceptSocket() { return GuardedCall(Action::AcceptSocket); }
 
 int TransportData(const char* socket, const char* variables, bool getData) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  auto transport = std::make_unique<TransportDataThread>(socket, variables, OneBit(getData));
-  transport->Start(0);
-  KeepUntilEnded(std::move(transport));
-  return 0;
+  return CodeOf([&] {
+    auto transport = std::make_unique<TransportDataThread>(socket, variables, OneBit(getData));
+    if (!transport->Start(0)) return CleXDErrorCode::kThreadNotStarted;
+    KeepUntilEnded(std::move(transport));
+    return 0;
+  });
 }
 
 int SaveDataToTempFile(const char* name, int* vars, int count) {
@@ -75,9 +77,10 @@ int GetDataFromTempFile(const char* name, int first, int second) {
 
 int* GetSplitEndIndex(int* count, int* errCode) {
   StoreCode(errCode, 0);
-  ApiCall call(Action::GetSplitEndIndex);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? TakeLongs(call, count) : nullptr;
+  int* ends = nullptr;
+  const auto take = [&](ApiCall& call) { ends = TakeLongs(call, count); };
+  StoreCode(errCode, DeliveringCall(Action::GetSplitEndIndex, take));
+  return ends;
 }
 
 int* GetTrendsInfoInDS(const char* name, int* count, int* errCode) {
@@ -86,7 +89,8 @@ int* GetTrendsInfoInDS(const char* name, int* count, int* errCode) {
     StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
     return nullptr;
   }
-  ApiCall call(Action::GetTrendsInfoInDS, name);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? TakeLongs(call, count) : nullptr;
+  int* info = nullptr;
+  const auto take = [&](ApiCall& call) { info = TakeLongs(call, count); };
+  StoreCode(errCode, DeliveringCall(Action::GetTrendsInfoInDS, take, name));
+  return info;
 }

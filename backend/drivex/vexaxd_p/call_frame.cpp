@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
@@ -34,6 +35,16 @@ void OpenFirstLevel() {
 }
 
 }  // namespace
+
+int CodeOfException() {
+  try {
+    throw;
+  } catch (const RowOutOfRange&) {
+    return CleXDErrorCode::kRowOutOfRange;
+  } catch (const std::exception&) {
+    return CleXDErrorCode::kTooLarge;
+  }
+}
 
 std::string ProcessIdText() {
   char text[16];
@@ -147,7 +158,9 @@ void AddArgument(CleXDSmb& request, TextList list) {
 }
 
 void AddArgument(CleXDSmb& request, VoidCopy block) {
+  int filled = 0;
   request.AllocVoidData(block.size);
+  if (request.GetVoidData(filled) == nullptr) throw std::bad_alloc();
   if (block.data != nullptr) request.SaveDataIntoVoidData(block.data, block.size);
 }
 

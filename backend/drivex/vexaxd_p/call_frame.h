@@ -15,6 +15,8 @@
 #define CALL_FRAME_H
 
 #include <cstdint>
+#include <exception>
+#include <limits>
 #include <string>
 
 #include "CleXDErrorCode.h"
@@ -53,6 +55,34 @@ std::string ProcessIdText();
 // Sends the request and receives the reply. The read is tried whether the pipe took the request or not, and
 // its code counts; a request that could not be built or was given up gives its own.
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
+
+// The question or its answer did not come through. A loop of questions ends with it.
+inline bool NotReached(int code) {
+  return code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed ||
+         code == CleXDErrorCode::kProcessNotAlive || code == CleXDErrorCode::kInterrupted ||
+         code == CleXDErrorCode::kTooLarge;
+}
+
+// --- No exception leaves the library ---
+
+// A row that the wire's 32 bits do not hold, and that would go out as another one.
+struct RowOutOfRange : std::exception {};
+inline bool FitsWire(long row) {
+  return row >= std::numeric_limits<std::int32_t>::min() && row <= std::numeric_limits<std::int32_t>::max();
+}
+
+// The code of whatever is being thrown: as a rule memory has run out.
+int CodeOfException();
+
+// Runs it, and returns its code.
+template <class Work>
+int CodeOf(Work work) noexcept {
+  try {
+    return work();
+  } catch (...) {
+    return CodeOfException();
+  }
+}
 
 // --- What may cross the wire ---
 
@@ -106,7 +136,10 @@ struct VoidCopy {
 };
 
 inline void AddArgument(CleXDSmb& request, int value) { request.SetLong(value); }
-inline void AddArgument(CleXDSmb& request, long value) { request.SetLong(value); }
+inline void AddArgument(CleXDSmb& request, long row) {
+  if (!FitsWire(row)) throw RowOutOfRange();
+  request.SetLong(row);
+}
 inline void AddArgument(CleXDSmb& request, double value) { request.SetDouble(value); }
 inline void AddArgument(CleXDSmb& request, const char* text) { request.SetString(text); }
 inline void AddArgument(CleXDSmb& request, Flag flag) { request.SetLong(flag.value); }
@@ -127,8 +160,10 @@ class ApiCall {
   // Does the whole exchange.
   template <class... Arguments>
   explicit ApiCall(Action action, Arguments... arguments) {
-    (AddArgument(request, arguments), ...);
-    status = Exchange(action, request, reply_block);
+    status = CodeOf([&] {
+      (AddArgument(request, arguments), ...);
+      return Exchange(action, request, reply_block);
+    });
   }
 
   int code() const { return status; }
@@ -192,20 +227,29 @@ int LongCall(Action action, int failure, int* errCode, Arguments... arguments) {
   return call.code() == 0 ? call.Long(0) : failure;
 }
 
+// Does the exchange and then `deliver` with it, where that went well. The code of both.
+template <class Deliver, class... Arguments>
+int DeliveringCall(Action action, Deliver deliver, Arguments... arguments) {
+  ApiCall call(action, arguments...);
+  return call.code() != 0 ? call.code() : CodeOf([&] { return deliver(call), 0; });
+}
+
 // Returns the first text through stringResult, stores the status. `failure` is the text on failure.
 template <class... Arguments>
 const char* TextCall(Action action, const char* failure, int* errCode, Arguments... arguments) {
-  ApiCall call(action, arguments...);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? KeepText(call.Text(0)) : failure;
+  const char* text = failure;
+  const auto keep = [&](ApiCall& call) { text = KeepText(call.Text(0)); };
+  StoreCode(errCode, DeliveringCall(action, keep, arguments...));
+  return text;
 }
 
 // Returns the texts of the reply as a string list handle, stores the status. Null on failure.
 template <class... Arguments>
 void* ListCall(Action action, int* errCode, Arguments... arguments) {
-  ApiCall call(action, arguments...);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? NewStringList(call.reply().GetStringDataRef()) : nullptr;
+  void* list = nullptr;
+  const auto take = [&](ApiCall& call) { list = NewStringList(call.reply().GetStringDataRef()); };
+  StoreCode(errCode, DeliveringCall(action, take, arguments...));
+  return list;
 }
 
 #endif

@@ -34,14 +34,16 @@ void AddCase(CleXDSmb& request) {
 int SetVarNameAndType(char** names, int* types, int numOfVar) {
   VEXA_ASSERT(numOfVar > 0);
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  CleXDSmb request;
-  CleXDSmb reply;
-  for (int i = 0; i < numOfVar; ++i) {
-    request.SetLong(types[i]);
-    request.SetString(names[i]);
-  }
-  request.SetLong(numOfVar);
-  return Exchange(Action::SetVarNameAndType, request, reply);
+  return CodeOf([=] {
+    CleXDSmb request;
+    CleXDSmb reply;
+    for (int i = 0; i < numOfVar; ++i) {
+      request.SetLong(types[i]);
+      request.SetString(names[i]);
+    }
+    request.SetLong(numOfVar);
+    return Exchange(Action::SetVarNameAndType, request, reply);
+  });
 }
 
 int SetVarLabel(const char* name, const char* label) { return GuardedCall(Action::SetVarLabel, name, label); }
@@ -89,24 +91,29 @@ int EndChanges() { return GuardedCall(Action::EndChanges); }
 
 int SetValueNumeric(const char* name, double value) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  CacheCommitCaseData& values = CaseBeingBuilt();
-  values.numericNames.emplace_back(name != nullptr ? name : "");
-  values.numericValues.push_back(value);
-  return 0;
+  return CodeOf([=] {
+    CacheCommitCaseData& values = CaseBeingBuilt();
+    values.numericValues.reserve(values.numericValues.size() + 1);  // both go in, or neither
+    values.numericNames.emplace_back(name != nullptr ? name : "");
+    values.numericValues.push_back(value);
+    return 0;
+  });
 }
 
 int SetValueChar(const char* name, const char* value, int length) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  CacheCommitCaseData& values = CaseBeingBuilt();
-  values.stringNames.emplace_back(name != nullptr ? name : "");
-  const bool empty = value == nullptr || length <= 0;
-  values.stringValues.emplace_back(empty ? std::string()
-                                         : std::string(value, static_cast<std::size_t>(length)));
-  return 0;
+  return CodeOf([=] {
+    CacheCommitCaseData& values = CaseBeingBuilt();
+    const bool empty = value == nullptr || length <= 0;
+    std::string text = empty ? std::string() : std::string(value, static_cast<std::size_t>(length));
+    values.stringValues.reserve(values.stringValues.size() + 1);  // both go in, or neither
+    values.stringNames.emplace_back(name != nullptr ? name : "");
+    values.stringValues.push_back(std::move(text));
+    return 0;
+  });
 }
 
-int CommitCaseRecord() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+static int CommitRecord() {
   CleXDSmb request;
   CleXDSmb reply;
   AddCase(request);
@@ -124,16 +131,24 @@ int CommitCaseRecord() {
     curCaseData->SetLastError(0);
     curCaseData->SetCurCasePos(-1);  // so that the next step goes to the first case of this block
   }
+  return code;
+}
+
+int CommitCaseRecord() {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  const int code = CodeOf(CommitRecord);
   DropCaseBeingBuilt();
   return code;
 }
 
 int CommitNewCase() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  CleXDSmb request;
-  CleXDSmb reply;
-  AddCase(request);
-  const int code = Exchange(Action::CommitNewCase, request, reply);
+  const int code = CodeOf([] {
+    CleXDSmb request;
+    CleXDSmb reply;
+    AddCase(request);
+    return Exchange(Action::CommitNewCase, request, reply);
+  });
   DropCaseBeingBuilt();
   return code;
 }
@@ -142,16 +157,18 @@ int CommitManyCases(char** names, int* types, void* data, int numOfVar, int data
   CleXDSmb request;
   request.SetVoidData(data, dataLength);  // the caller's no more, whatever comes of it
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  CleXDSmb reply;
-  LongData type_list;
-  for (int i = 0; i < numOfVar; ++i) {
-    request.SetString(names[i]);
-    type_list.SetValue(types[i]);
-  }
-  request.SetLong(numOfVar);
-  request.SetLong(caseCount);
-  request.SetLongArray(type_list);
-  const int code = Exchange(Action::CommitManyCases, request, reply);
+  const int code = CodeOf([&] {
+    CleXDSmb reply;
+    LongData type_list;
+    for (int i = 0; i < numOfVar; ++i) {
+      request.SetString(names[i]);
+      type_list.SetValue(types[i]);
+    }
+    request.SetLong(numOfVar);
+    request.SetLong(caseCount);
+    request.SetLongArray(type_list);
+    return Exchange(Action::CommitManyCases, request, reply);
+  });
   DropCaseBeingBuilt();
   return code;
 }

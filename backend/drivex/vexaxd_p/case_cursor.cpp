@@ -28,20 +28,23 @@ int CaseUnits(int varType) {
   return (varType - 1) / 8 + 1;
 }
 
-void AskForVariable(int index, VarInfo* info) {
+// Both codes count: the first that says that nobody answers any more.
+int AskForVariable(int index, VarInfo* info) {
   int code = 0;
   info->varType = GetVariableTypeInProcDS(index, &code);
+  if (NotReached(code)) return code;
   if (info->varType != 0) {
-    GetVarCMissingValues(index, &info->missingFormat, info->missing1.bytes, info->missing2.bytes,
-                         info->missing3.bytes);
+    return GetVarCMissingValues(index, &info->missingFormat, info->missing1.bytes, info->missing2.bytes,
+                                info->missing3.bytes);
   } else {
     double missing1 = 0.0;
     double missing2 = 0.0;
     double missing3 = 0.0;
-    GetVarNMissingValues(index, &info->missingFormat, &missing1, &missing2, &missing3);
+    code = GetVarNMissingValues(index, &info->missingFormat, &missing1, &missing2, &missing3);
     info->missing1 = AsOBS(missing1);
     info->missing2 = AsOBS(missing2);
     info->missing3 = AsOBS(missing3);
+    return code;
   }
 }
 
@@ -70,9 +73,11 @@ int FetchBlock(CursorDataSmb& cursor) {
   if (code == 0 || (at_end && cases >= 1)) {
     cursor.SetReceivedCases(cases);
     cursor.TakeBlock(reply.TakeVoidBlock());
+    if (cases >= 1 && !cursor.HasCase()) return CleXDErrorCode::kPipeFailed;  // told and not there
     cursor.SetLastError(code);  // the end is told when the last case of the block has been stepped over
     return 0;
   }
+  if (code == CleXDErrorCode::kInterrupted) cursor.Lose();
   cursor.SetReceivedCases(-1);  // the block in hand went with its room
   cursor.SetLastError(0);
   return code;
@@ -81,13 +86,22 @@ int FetchBlock(CursorDataSmb& cursor) {
 [[gnu::noinline]] int LeaveCase() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   if (curCaseData == nullptr) return Call(Action::NextCase);
+  if (curCaseData->Lost()) return CleXDErrorCode::kInterrupted;
   const int code = curCaseData->NextCase();
-  return code != CursorDataSmb::NO_CACHE_DATA ? code : FetchBlock(*curCaseData);
+  if (code != CursorDataSmb::NO_CACHE_DATA) return code;
+  return CodeOf([] { return FetchBlock(*curCaseData); });
 }
 
 [[gnu::noinline]] int GetOtherValue(unsigned int index, double* value, int* missing) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (curCaseData != nullptr) return curCaseData->GetNumericValue(index, *value, *missing);
+  if (curCaseData != nullptr) {
+    double number = 0.0;
+    int state = 0;
+    const int code = curCaseData->GetNumericValue(index, number, state);
+    if (code == 0 && value != nullptr) *value = number;
+    if (code == 0) StoreCode(missing, state);
+    return code;
+  }
   return Call(Action::GetNumericValue, static_cast<int>(index), Out(missing), Out(value));
 }
 
@@ -102,14 +116,16 @@ int FetchBlock(CursorDataSmb& cursor) {
 
 }  // namespace
 
-void IntializeCursorData(const char* accessType) {
+// Asks for the variables one by one. A code when nobody answers any more, or memory runs out; then there is
+// no cursor.
+static int FillCursor(const char* accessType) {
   CursorDataSmb& cursor = MakeOverwritingCursor();
   int code = 0;
   const int count = GetVariableCountInProcDS(&code);
   std::int64_t units = 0;
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && !NotReached(code); ++i) {
     VarInfo* info = cursor.NewVarInfo();
-    AskForVariable(i, info);
+    code = AskForVariable(i, info);
     cursor.GetObsIndex().push_back(static_cast<std::int32_t>(units));
     cursor.AddVarInfo(info);
     units += CaseUnits(info->varType);
@@ -117,12 +133,20 @@ void IntializeCursorData(const char* accessType) {
   constexpr std::int64_t kMostUnits = INT_MAX / static_cast<int>(sizeof(OBS));
   cursor.SetOneCaseSize(static_cast<int>(std::min(units, kMostUnits)) * static_cast<int>(sizeof(OBS)));
   cursor.SetAccessType(AccessTypeOf(accessType));
+  return NotReached(code) ? code : 0;
 }
+
+static int MakeCursor(const char* accessType) {
+  const int code = CodeOf([=] { return FillCursor(accessType); });
+  if (code != 0) RemoveCursor();
+  return code;
+}
+
+void IntializeCursorData(const char* accessType) { MakeCursor(accessType); }
 
 int MakeCaseCursor(const char* accessType) {
   const int code = GuardedCall(Action::MakeCaseCursor, accessType);
-  if (code == 0) IntializeCursorData(accessType);
-  return code;
+  return code != 0 ? code : MakeCursor(accessType);
 }
 
 // An ordinary step and an ordinary cell are straight lines; everything else, the guard included, is asked
@@ -130,8 +154,8 @@ int MakeCaseCursor(const char* accessType) {
 int NextCase() { return readableCursor->StepAhead() ? 0 : LeaveCase(); }
 
 int GetNumericValue(unsigned int index, double* value, int* missing) {
-  if (readableCursor->ReadPlainNumber(index, *value)) [[likely]] {
-    *missing = kValid;
+  if (value != nullptr && readableCursor->ReadPlainNumber(index, *value)) [[likely]] {
+    StoreCode(missing, kValid);
     return 0;
   }
   return GetOtherValue(index, value, missing);
@@ -139,7 +163,12 @@ int GetNumericValue(unsigned int index, double* value, int* missing) {
 
 int GetStringValue(unsigned int index, char** value, int length, int* missing) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (curCaseData != nullptr) return curCaseData->GetStringValue(index, *value, length, *missing);
+  if (curCaseData != nullptr) {
+    int state = 0;
+    const int code = curCaseData->GetStringValue(index, *value, length, state);
+    if (code == 0) StoreCode(missing, state);
+    return code;
+  }
   ApiCall call(Action::GetStringValue, static_cast<int>(index), length);
   if (call.code() != 0) return call.code();
   call.TakeResults(Out(missing));
@@ -173,7 +202,7 @@ int HasCursor(int* hasCursor) {
 int IsEndSplit(int* isEnd) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   if (curCaseData != nullptr && curCaseData->HasData()) {
-    *isEnd = 0;
+    StoreCode(isEnd, 0);
     return 0;
   }
   ApiCall call(Action::IsEndSplit);

@@ -1,6 +1,7 @@
 // Cells of the datasets of a data step: one at a time, from a batch of rows, or within one case that is kept
 // here.
 #include <cstring>
+#include <memory>
 
 #include "call_frame.h"
 #include "dataset_catalogue.h"
@@ -17,7 +18,8 @@ int CheckCell(std::string_view name, long row, int column) {
   if (!isProcedure) return CleXDErrorCode::kNoStepOpen;
   const int entry = FindInCatalogue(name);
   if (entry < 0) return CleXDErrorCode::kUnknownDataset;
-  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)]) return CleXDErrorCode::kRowOutOfRange;
+  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)] || !FitsWire(row))
+    return CleXDErrorCode::kRowOutOfRange;
   const bool there = column >= 0 && column < varcountVec[static_cast<std::size_t>(entry)];
   return there ? 0 : CleXDErrorCode::kIndexOutOfRange;
 }
@@ -25,14 +27,20 @@ int CheckCell(std::string_view name, long row, int column) {
 // Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
 int QueueCell(std::string_view name, long row, int column, int type, double number, const char* text) {
   const int code = dataVec.size() >= kMostPendingWrites ? CommitDataSet() : 0;
-  dataSet& cell = dataVec.emplace_back();
-  cell.datasetName = name;
-  cell.caseIndex = static_cast<std::int32_t>(row);
-  cell.varIndex = column;
-  cell.valueType = type;
-  cell.numericValue = number;
-  if (text != nullptr) cell.stringValue = text;
-  return code;
+  const std::size_t before = dataVec.size();
+  const int queued = CodeOf([&] {
+    dataSet& cell = dataVec.emplace_back();
+    cell.datasetName = name;
+    cell.caseIndex = static_cast<std::int32_t>(row);
+    cell.varIndex = column;
+    cell.valueType = type;
+    cell.numericValue = number;
+    if (text != nullptr) cell.stringValue = text;
+    return 0;
+  });
+  if (queued == 0) return code;
+  dataVec.resize(before);
+  return queued;
 }
 
 // Adds to the case count of the dataset's first entry.
@@ -70,11 +78,13 @@ double GetNCellValue(const char* name, long row, int column, int* missing, int* 
 
 const char* GetCCellValue(const char* name, long row, int column, int* missing, int* errCode) {
   FlushPendingWrites();
-  ApiCall call(Action::GetCCellValue, name, row, column);
-  StoreCode(errCode, call.code());
-  if (call.code() != 0) return nullptr;
-  call.TakeResults(Out(missing));
-  return KeepText(call.Text(0));
+  const char* text = nullptr;
+  const auto take = [&](ApiCall& call) {
+    text = KeepText(call.Text(0));
+    call.TakeResults(Out(missing));
+  };
+  StoreCode(errCode, DeliveringCall(Action::GetCCellValue, take, name, row, column));
+  return text;
 }
 
 int SetNCellValue(const char* name, long row, int column, double value) {
@@ -99,30 +109,34 @@ int DeleteCase(const char* name, long row) {
   return ChangeCaseCount(GuardedCall(Action::DeleteCase, name, row), name, -1);
 }
 
-// Kept: ends with code 0, a failed fetch included; the cells that are then read tell.
+// Kept: ends with code 0, a failed fetch included; the cells that are then read tell. A code for what cannot
+// be asked.
 void FetchDatastep(const char* name, long row, int, int* errCode) {
   if (!isVexaRunning) return StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
   FlushPendingWrites();
-  CleXDSmb request;
-  request.SetString(name);
-  request.SetLong(IsBatchOf(name) ? 1 : 0);
-  request.SetLong(row);
-  auto* batch = new DatastepSmb;
-  Exchange(Action::FetchDatastep, request, *batch);
-  int cleared = 0;
-  batch->SetrowInfo(batch->LongAt(0), cleared);
-  batch->SetvarCount(batch->LongAt(1), cleared);
-  StoreCode(errCode, cleared);
-  DropBatch();
-  DSNameBatch = NewText(std::string(OrEmpty(name)));
-  DatastepBatch = batch;
+  StoreCode(errCode, CodeOf([=] {
+              CleXDSmb request;
+              AddArgument(request, name);
+              AddArgument(request, IsBatchOf(name) ? 1 : 0);
+              AddArgument(request, row);
+              auto batch = std::make_unique<DatastepSmb>();
+              Exchange(Action::FetchDatastep, request, *batch);
+              int cleared = 0;
+              batch->SetrowInfo(batch->LongAt(0), cleared);
+              batch->SetvarCount(batch->LongAt(1), cleared);
+              char* const fetched = NewText(std::string(OrEmpty(name)));
+              DropBatch();
+              DSNameBatch = fetched;
+              DatastepBatch = batch.release();
+              return cleared;
+            }));
 }
 
 double GetNCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
-  int code = 0;
+  int code = FitsWire(row) ? 0 : CleXDErrorCode::kRowOutOfRange;
   int state = 0;
   double value = 0.0;
-  if (batch != nullptr)
+  if (batch != nullptr && code == 0)
     value = static_cast<DatastepSmb*>(batch)->GetNCellValue(name, row, column, state, code);
   StoreCode(errCode, code);
   StoreCode(missing, state);
@@ -130,11 +144,16 @@ double GetNCellValueBatch(const char* name, long row, int column, int* missing, 
 }
 
 char* GetCCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
-  int code = 0;
+  int code = FitsWire(row) ? 0 : CleXDErrorCode::kRowOutOfRange;
   int state = 0;
   char* value = nullptr;
-  if (batch != nullptr)
-    value = static_cast<DatastepSmb*>(batch)->GetCCellValue(name, row, column, state, code);
+  if (batch != nullptr && code == 0) {
+    code = CodeOf([&] {
+      int read = 0;
+      value = static_cast<DatastepSmb*>(batch)->GetCCellValue(name, row, column, state, read);
+      return read;
+    });
+  }
   StoreCode(errCode, code);
   StoreCode(missing, state);
   return value;
@@ -164,10 +183,14 @@ void ClearDatastepBatch() {
 }
 
 void GetRowList(const char* name, long row, int column, long* first, long* last, long* third, int* errCode) {
+  const auto store = [](long* target, int value) {
+    if (target != nullptr) *target = value;
+  };
   if (!FetchUnlessHeld(name, row, column, errCode)) return;
-  *first = DatastepBatch->LongAt(0);
-  *last = DatastepBatch->LongAt(-2);
-  *third = DatastepBatch->LongAt(-1);
+  if (!FitsWire(row)) return;
+  store(first, DatastepBatch->LongAt(0));
+  store(last, DatastepBatch->LongAt(-2));
+  store(third, DatastepBatch->LongAt(-1));
   StoreCode(errCode, 0);
 }
 
@@ -179,13 +202,14 @@ void GetVarTypeInDSCache(int* types, int count, int* errCode) {
 void GetCaseValue(const char* name, int row, bool flag, int* size, int* errCode) {
   DatastepDataSmb* record = FindRecord(name);
   if (record == nullptr) return;
-  ApiCall call(Action::GetCaseValue, name, row, Flag(flag));
-  StoreCode(errCode, call.code());
-  if (call.code() != 0) return;
   int length = 0;
-  const void* block = call.reply().GetVoidData(length);
-  record->SetCaseValue(block, length);
-  *size = length;
+  const auto take = [&](ApiCall& call) {
+    const void* block = call.reply().GetVoidData(length);
+    record->SetCaseValue(block, length);
+  };
+  const int code = DeliveringCall(Action::GetCaseValue, take, name, row, Flag(flag));
+  StoreCode(errCode, code);
+  if (code == 0) StoreCode(size, length);
 }
 
 int SetCaseValue(const char* name, long row, bool flag, void* data, int size) {
@@ -194,22 +218,24 @@ int SetCaseValue(const char* name, long row, bool flag, void* data, int size) {
 
 // The whole case travels, with pairs of first unit and units that tell which parts of it count.
 int SetCasePartValue(const char* name, long row, int* vars, bool flag, int count) {
-  const DatastepDataSmb* record = FindRecord(name);
-  if (record == nullptr) return 0;
-  CleXDSmb request;
-  CleXDSmb reply;
-  request.SetString(name);
-  request.SetLong(row);
-  request.SetLong(count);
-  for (int i = 0; i < count; ++i) {
-    request.SetLong(record->GetVarObsIndex(vars[i]));
-    request.SetLong(record->GetVarObsLength(vars[i]));
-  }
-  AddArgument(request, Flag(flag));
-  int size = 0;
-  const OBS* values = record->GetCaseValue(size);
-  AddArgument(request, VoidCopy(values, size));
-  return Exchange(Action::SetCaseValue, request, reply);
+  return CodeOf([&] {
+    const DatastepDataSmb* record = FindRecord(name);
+    if (record == nullptr) return 0;
+    CleXDSmb request;
+    CleXDSmb reply;
+    AddArgument(request, name);
+    AddArgument(request, row);
+    AddArgument(request, count);
+    for (int i = 0; i < count; ++i) {
+      AddArgument(request, record->GetVarObsIndex(vars[i]));
+      AddArgument(request, record->GetVarObsLength(vars[i]));
+    }
+    AddArgument(request, Flag(flag));
+    int size = 0;
+    const OBS* values = record->GetCaseValue(size);
+    AddArgument(request, VoidCopy(values, size));
+    return Exchange(Action::SetCaseValue, request, reply);
+  });
 }
 
 double GetNCellValueFromCache(const char* name, int var, int* missing, int* errCode) {
@@ -217,7 +243,9 @@ double GetNCellValueFromCache(const char* name, int var, int* missing, int* errC
   const DatastepDataSmb* record = FindRecord(name);
   if (record == nullptr) return 0.0;
   int code = 0;
-  const double value = record->GetNCellValue(static_cast<unsigned int>(var), *missing, code);
+  int state = 0;
+  const double value = record->GetNCellValue(static_cast<unsigned int>(var), state, code);
+  if (code == 0) StoreCode(missing, state);
   StoreCode(errCode, code);
   return value;
 }
@@ -226,9 +254,12 @@ char* GetCCellValueFromCache(const char* name, int var, int* errCode) {
   StoreCode(errCode, 0);
   const DatastepDataSmb* record = FindRecord(name);
   if (record == nullptr) return nullptr;
-  int code = 0;
-  char* value = record->GetCCellValue(static_cast<unsigned int>(var), code);
-  StoreCode(errCode, code);
+  char* value = nullptr;
+  StoreCode(errCode, CodeOf([&] {
+              int code = 0;
+              value = record->GetCCellValue(static_cast<unsigned int>(var), code);
+              return code;
+            }));
   return value;
 }
 
@@ -243,8 +274,11 @@ int SetCCellValueFromCache(const char* name, int var, const char* value) {
 }
 
 void GetVarInfo(const char* name, int** types, int* count) {
-  const DatastepDataSmb* record = FindRecord(name);
-  if (record != nullptr) record->GetVarInfo(types, *count);
+  CodeOf([=] {
+    const DatastepDataSmb* record = FindRecord(name);
+    if (record != nullptr && count != nullptr) record->GetVarInfo(types, *count);
+    return 0;
+  });
 }
 
 int GetCaseLength(const char* name, int* errCode) {

@@ -1,5 +1,6 @@
 // Variable-length results that the caller owns: arrays from new[] with as many elements as the reply says,
-// but no more than came, as the count is the peer's. With none, the arrays stay unwritten.
+// but no more than came, as the count is the peer's. With none, or with nowhere to tell how many, the arrays
+// stay unwritten. Where memory runs out they throw, and have written nothing.
 #ifndef COUNTED_ARRAYS_H
 #define COUNTED_ARRAYS_H
 
@@ -17,9 +18,8 @@ int* TakeLongs(ApiCall& call, int* count);
 template <class... Arguments>
 int TextsCall(Action action, char*** texts, int* count, Arguments... arguments) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(action, arguments...);
-  if (call.code() == 0) TakeTexts(call, call.Long(0), texts, count);
-  return call.code();
+  return DeliveringCall(
+      action, [=](ApiCall& call) { TakeTexts(call, call.Long(0), texts, count); }, arguments...);
 }
 
 #endif

@@ -8,7 +8,7 @@ int CursorDataSmb::NextCase() {
   ++curCasePos;
   if (receivedCases >= 1 && curCasePos < receivedCases) {
     PointAtCase(curCasePos);
-    return 0;
+    if (HasCase()) return 0;  // a count of the peer's does not make a case
   }
   const int code = lastError != 0 ? lastError : NO_CACHE_DATA;
   lastError = 0;
@@ -18,7 +18,7 @@ int CursorDataSmb::NextCase() {
 }
 
 void CursorDataSmb::SetReceivedCases(int cases) {
-  receivedCases = cases;
+  receivedCases = std::max(cases, -1);
   CountCasesAhead();
 }
 

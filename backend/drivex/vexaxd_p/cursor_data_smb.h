@@ -72,6 +72,12 @@ class CursorDataSmb {
     return true;
   }
   bool HasData() const { return receivedCases >= 1; }
+  // Whether there is a case in hand that lies whole in the block, or one of no variables, which takes no
+  // room.
+  bool HasCase() const { return casePtr != nullptr || oneCaseSize <= 0; }
+  // Cases were fetched and nobody took them: the walk cannot go on.
+  void Lose() { lost = true; }
+  bool Lost() const { return lost; }
   // Copies a block of `length` bytes; its first case is current. Null drops the block in hand.
   void SetCasePtr(const void* block, int length);
   // The same for a block that a reply hands over, without copying.
@@ -110,6 +116,7 @@ class CursorDataSmb {
   std::int32_t accessType = kOther;
   std::int32_t oneCaseSize = 0;
   std::int32_t receivedCases = -1;
+  bool lost = false;
   std::vector<std::int32_t> obsIndex;
   std::int32_t lastError = 0;
   std::vector<VarInfo*> varInfos;

@@ -19,9 +19,8 @@ constexpr const char* kActiveDataset = "*";
 
 int DatasetNames(Action action, char*** names, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(action);
-  if (call.code() == 0) TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count);
-  return call.code();
+  return DeliveringCall(
+      action, [=](ApiCall& call) { TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count); });
 }
 
 }  // namespace
@@ -54,7 +53,7 @@ int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
   int code = 0;
   record.ClearVarObsIndex();
   const int count = GetVarCountInDS(name, &code);
-  for (int i = 0; i < count; ++i) record.AddVarObsIndex(GetVarObsIndex(name, i, &code));
+  for (int i = 0; i < count && !NotReached(code); ++i) record.AddVarObsIndex(GetVarObsIndex(name, i, &code));
   return code;
 }
 
@@ -75,6 +74,7 @@ int EndDataStep() {
   DropBatch();
   if (code != 0) return code;
   isProcedure = false;
+  std::vector<dataSet>().swap(dataVec);  // with its room
   dsNameVec.clear();
   casecountVec.clear();
   varcountVec.clear();
@@ -84,29 +84,38 @@ int EndDataStep() {
   return 0;
 }
 
+static int AskForLayout(const char* name);
+
 int CreateDataset(const char* name, bool flag1, bool flag2) {
   int code = GuardedCall(Action::CreateDataset, name, Flag(flag1), Flag(flag2));
   if (code != 0) return code;
-  std::string dataset = name != nullptr ? name : "";
-  if (dataset.empty() || dataset == kActiveDataset) dataset = GetActive(&code);
-  const long cases = GetCaseCountInDS(dataset.c_str(), &code);
-  const int variables = GetVarCountInDS(dataset.c_str(), &code);
-  dsNameVec.push_back(dataset);
-  casecountVec.push_back(cases);
-  varcountVec.push_back(variables);
-  if (code == 0) IntiDataStepData(dataset.c_str());
-  return code;
+  return CodeOf([&] {
+    std::string dataset = name != nullptr ? name : "";
+    if (dataset.empty() || dataset == kActiveDataset) dataset = GetActive(&code);
+    const long cases = GetCaseCountInDS(dataset.c_str(), &code);
+    const int variables = GetVarCountInDS(dataset.c_str(), &code);
+    casecountVec.reserve(dsNameVec.size() + 1);  // all three go in, or none
+    varcountVec.reserve(dsNameVec.size() + 1);
+    dsNameVec.push_back(dataset);
+    casecountVec.push_back(cases);
+    varcountVec.push_back(variables);
+    return code == 0 ? AskForLayout(dataset.c_str()) : code;
+  });
 }
 
 void IntiDataStepData(const char* name) {
-  if (name == nullptr) name = "";
+  CodeOf([=] { return AskForLayout(name != nullptr ? name : ""); });
+}
+
+// The code when nobody answers any more.
+static int AskForLayout(const char* name) {
   int code = 0;
   if (dataSteps == nullptr) dataSteps = new MultiDatastepData;
   dataSteps->datasetNames.emplace_back(name);
   DatastepDataSmb* record = MakeUnownedRecord();
   record->SetOneCaseSize(GetCaseLength(name, &code));
   const int count = GetVarCountInDS(name, &code);
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && !NotReached(code); ++i) {
     record->AddVarType(GetVarTypeInDS(name, i, &code));
     record->AddVarObsIndex(GetVarObsIndex(name, i, &code));
   }
@@ -114,6 +123,7 @@ void IntiDataStepData(const char* name) {
   ++datasetCount;
   activeDatasetName = name;
   activeDatasetIndex = datasetCount - 1;
+  return NotReached(code) ? code : 0;
 }
 
 int SetDatasetName(const char* name, const char* newName) {
@@ -126,16 +136,20 @@ int GetNewDatasetName(char* name) {
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetStringDataRef().Size();
   VEXA_ASSERT(size > 0);
-  const std::string fresh = UpToZero(call.Text(0));
-  std::memcpy(name, fresh.c_str(), fresh.size() + 1);
+  std::strcpy(name, call.Text(0).c_str());
   return 0;
 }
 
 const char* GetActive(int* errCode) {
   ApiCall call(Action::GetActive);
-  StoreCode(errCode, call.code());
-  const bool answered = call.code() == 0 || call.code() == CleXDErrorCode::kNoActiveName;
-  return answered && call.reply().GetStringDataRef().Size() > 0 ? KeepText(call.Text(0)) : kActiveDataset;
+  const char* name = kActiveDataset;
+  int code = call.code();
+  if ((code == 0 || code == CleXDErrorCode::kNoActiveName) && call.reply().GetStringDataRef().Size() > 0) {
+    const int kept = CodeOf([&] { return name = KeepText(call.Text(0)), 0; });
+    if (kept != 0) code = kept;
+  }
+  StoreCode(errCode, code);
+  return name;
 }
 
 int SetActive(const char* name) { return GuardedCall(Action::SetActive, name); }

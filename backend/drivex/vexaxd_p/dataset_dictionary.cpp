@@ -16,10 +16,12 @@ int KeepInStep(int code, const char* name, int count_change, Change change) {
   if (code != 0) return code;
   const int entry = FindInCatalogue(OrEmpty(name));
   if (entry >= 0) varcountVec[static_cast<std::size_t>(entry)] += count_change;
-  DatastepDataSmb* record = FindRecord(name);
-  if (record == nullptr) return code;
-  change(*record);
-  return RebuildVarObsIndex(name, *record);
+  return CodeOf([&] {
+    DatastepDataSmb* record = FindRecord(name);
+    if (record == nullptr) return 0;
+    change(*record);
+    return RebuildVarObsIndex(name, *record);
+  });
 }
 
 }  // namespace
@@ -134,16 +136,14 @@ int SetVarCMissingValuesInDS(const char* name, int var, int missingFormat, const
 
 int GetVarNValueLabelInDS(const char* name, int var, double** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(Action::GetVarNValueLabelInDS, name, var);
-  if (call.code() == 0) TakeNumberLabels(call, values, labels, count);
-  return call.code();
+  const auto take = [=](ApiCall& call) { TakeNumberLabels(call, values, labels, count); };
+  return DeliveringCall(Action::GetVarNValueLabelInDS, take, name, var);
 }
 
 int GetVarCValueLabelInDS(const char* name, int var, char*** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(Action::GetVarCValueLabelInDS, name, var);
-  if (call.code() == 0) TakeTextLabels(call, values, labels, count);
-  return call.code();
+  const auto take = [=](ApiCall& call) { TakeTextLabels(call, values, labels, count); };
+  return DeliveringCall(Action::GetVarCValueLabelInDS, take, name, var);
 }
 
 int SetVarNValueLabelInDS(const char* name, int var, const char* label, double value) {
@@ -215,15 +215,15 @@ void* GetMultiResponseSetNamesInDS(const char* name, int* errCode) {
 
 void GetMultiResponseSetInDS(const char* name, const char* setName, char** setText1, int* setValue1,
                              char** setText2, int* setValue2, void** members, int* errCode) {
-  ApiCall call(Action::GetMultiResponseSetInDS, name, setName);
-  StoreCode(errCode, call.code());
-  if (call.code() != 0) return;
-  if (call.reply().GetLongDataRef().Size() > 1) call.TakeResults(Out(setValue1), Out(setValue2));
-  if (call.reply().GetStringDataRef().Size() > 1) {
-    *setText1 = NewText(call.Text(0));
-    *setText2 = NewText(call.Text(1));
-  }
-  *members = NewStringList(call.reply().GetStringDataRef(), 2);
+  const auto deliver = [=](ApiCall& call) {
+    if (call.reply().GetLongDataRef().Size() > 1) call.TakeResults(Out(setValue1), Out(setValue2));
+    if (call.reply().GetStringDataRef().Size() > 1) {
+      *setText1 = NewText(call.Text(0));
+      *setText2 = NewText(call.Text(1));
+    }
+    *members = NewStringList(call.reply().GetStringDataRef(), 2);
+  };
+  StoreCode(errCode, DeliveringCall(Action::GetMultiResponseSetInDS, deliver, name, setName));
 }
 
 int DelMultiResponseSetInDS(const char* name, const char* setName) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <new>
 
 #include "CleXDErrorCode.h"
 
@@ -27,9 +28,17 @@ bool Within(int index, const std::vector<T>& list) {
 
 }  // namespace
 
+void DatastepDataSmb::Units::Assign(std::size_t wanted) {
+  count = 0;
+  first.reset(static_cast<OBS*>(std::calloc(std::max<std::size_t>(wanted, 1), sizeof(OBS))));
+  if (first == nullptr) throw std::bad_alloc();
+  count = wanted;
+}
+
 void DatastepDataSmb::SetOneCaseSize(int size) {
+  oneCaseSize = 0;
+  caseValue.Assign(UnitsOfSize(std::max(size, 0)));
   oneCaseSize = std::max(size, 0);
-  caseValue.assign(UnitsOfSize(oneCaseSize), OBS{});
 }
 
 OBS* DatastepDataSmb::UnitsOf(unsigned int variable, int units) const {
@@ -100,8 +109,7 @@ const OBS* DatastepDataSmb::GetCaseValue(int& size) const {
 }
 
 void DatastepDataSmb::SetCaseValue(const void* block, int size) {
-  oneCaseSize = block != nullptr ? std::max(size, 0) : 0;
-  caseValue.assign(UnitsOfSize(oneCaseSize), OBS{});
+  SetOneCaseSize(block != nullptr ? size : 0);
   if (block != nullptr && oneCaseSize > 0) {
     std::memcpy(caseValue.data(), block, static_cast<std::size_t>(oneCaseSize));
   }

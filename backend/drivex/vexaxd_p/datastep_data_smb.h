@@ -5,6 +5,8 @@
 #define DATASTEP_DATA_SMB_H
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,7 +50,21 @@ class DatastepDataSmb {
   OBS* UnitsOf(unsigned int variable, int units) const;
 
   std::int32_t oneCaseSize = 0;
-  mutable std::vector<OBS> caseValue;
+  // Zeroed memory that is taken when it is touched: a size is the peer's word.
+  class Units {
+   public:
+    void Assign(std::size_t wanted);
+    OBS* data() const { return first.get(); }
+    std::size_t size() const { return count; }
+
+   private:
+    struct Free {
+      void operator()(OBS* units) const { std::free(units); }
+    };
+    std::unique_ptr<OBS, Free> first;
+    std::size_t count = 0;
+  };
+  Units caseValue;
   std::vector<std::int32_t> varTypes;
   std::vector<std::int32_t> varObsIndex;
   std::vector<std::int32_t> varObsLength;

@@ -86,16 +86,14 @@ int ValidateVarName(const char* name) {
 
 int GetNValueLabels(int index, double** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(Action::GetNValueLabels, index);
-  if (call.code() == 0) TakeNumberLabels(call, values, labels, count);
-  return call.code();
+  const auto take = [=](ApiCall& call) { TakeNumberLabels(call, values, labels, count); };
+  return DeliveringCall(Action::GetNValueLabels, take, index);
 }
 
 int GetCValueLabels(int index, char*** values, char*** labels, int* count) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(Action::GetCValueLabels, index);
-  if (call.code() == 0) TakeTextLabels(call, values, labels, count);
-  return call.code();
+  const auto take = [=](ApiCall& call) { TakeTextLabels(call, values, labels, count); };
+  return DeliveringCall(Action::GetCValueLabels, take, index);
 }
 
 int FreeNValueLabels(double* values, char** labels, int count) {

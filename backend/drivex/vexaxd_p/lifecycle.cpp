@@ -305,12 +305,6 @@ bool BackendCanBeAsked() {
   return SettleDebts(*apiPipe, *resultPipe, bounded) == 0;
 }
 
-// The question or its answer did not come through.
-bool NotReached(int code) {
-  return code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed ||
-         code == CleXDErrorCode::kProcessNotAlive || code == CleXDErrorCode::kInterrupted;
-}
-
 enum class Driven { kNot, kAsked, kSilent };
 
 // Whether this process drives a backend that is to be stopped. One that was started here and does not answer

@@ -15,9 +15,10 @@ void* EvaluateXPath(const char* handle, const char* xpathText2, const char* xpat
 }
 
 const wchar_t* GetXmlUtf16(const char* handle, int* errCode) {
-  ApiCall call(Action::GetXmlUtf16, handle);
-  StoreCode(errCode, call.code());
-  return call.code() == 0 ? KeepWideText(call.reply().GetwStringData()) : nullptr;
+  const wchar_t* text = nullptr;
+  const auto keep = [&](ApiCall& call) { text = KeepWideText(call.reply().GetwStringData()); };
+  StoreCode(errCode, DeliveringCall(Action::GetXmlUtf16, keep, handle));
+  return text;
 }
 
 int GetXmlUtf16Length() { return LongCall(Action::GetXmlUtf16Length, 0, nullptr); }
@@ -31,7 +32,15 @@ char* GetImage(const char* handle, const char* imageName, int* imageLength, char
     FreeString(image);
     return nullptr;
   }
-  if (!call.Text(0).empty()) *imageText = NewText(call.Text(0));
+  const int code = CodeOf([&] {
+    if (!call.Text(0).empty()) *imageText = NewText(call.Text(0));
+    return 0;
+  });
+  if (code != 0) {
+    StoreCode(errCode, code);
+    FreeString(image);
+    return nullptr;
+  }
   call.TakeResults(Out(imageLength));
   return image;
 }
@@ -62,38 +71,36 @@ const char* GetVEXALocale(int* errCode) { return TextCall(Action::GetVEXALocale,
 // This process takes over the backend's locale.
 int GetCLocale(char** locale) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  ApiCall call(Action::GetCLocale);
-  if (call.code() != 0 || call.reply().GetStringDataRef().Size() == 0) return call.code();
-  *locale = NewText(call.Text(0));
-  std::setlocale(LC_ALL, *locale);
-  return 0;
+  return DeliveringCall(Action::GetCLocale, [=](ApiCall& call) {
+    if (call.reply().GetStringDataRef().Size() == 0) return;
+    *locale = NewText(call.Text(0));
+    std::setlocale(LC_ALL, *locale);
+  });
 }
 
 int GetHostAppNameAndVersion(char** appName, char** appVersion) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   AcquireBuffer();
-  ApiCall call(Action::GetHostAppNameAndVersion);
-  if (call.code() == 0) {
+  const int code = DeliveringCall(Action::GetHostAppNameAndVersion, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 2);
     *appName = NewText(sData[0]);
     *appVersion = NewText(sData[1]);
-  }
+  });
   ReleaseBuffer();
-  return call.code();
+  return code;
 }
 
 int GetHostAppCopyright(char** copyright) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   AcquireBuffer();
-  ApiCall call(Action::GetHostAppCopyright);
-  if (call.code() == 0) {
+  const int code = DeliveringCall(Action::GetHostAppCopyright, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 1);
     *copyright = NewText(sData[0]);
-  }
+  });
   ReleaseBuffer();
-  return call.code();
+  return code;
 }
 
 int SetHostAppNameAndVersion(const char* appName, const char* appVersion) {

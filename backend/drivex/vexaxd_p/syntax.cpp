@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "call_frame.h"
+#include "call_road.h"
 #include "vexa_assert.h"
 #include "vexaxd_p.h"
 
@@ -48,12 +49,11 @@ int EndProcedure() {
 
 // Asks the backend, and demands an answer: every failure aborts.
 int HasProcedure() {
+  const NotInterrupted no_code_for_that;
   CleXDSmb request;
   request.SetCommandAction(Action::HasProcedure);
-  VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
-  GetXDApiPipes(&apiPipe, &resultPipe);
-  int errCode = SendXDApi(request, apiPipe);
+  int errCode = SendRequest(request, resultPipe);
   VEXA_ASSERT(0 == errCode);
   CleXDSmb reply;
   errCode = ReceiveXDApiResult(reply, resultPipe);
@@ -115,8 +115,7 @@ int IsUTF8mode() {
 }
 
 int SetRTempFolderToVEXA(const char* folder) {
-  rTempDir = folder != nullptr ? folder : "";
-  return 0;
+  return CodeOf([=] { return rTempDir = folder != nullptr ? folder : "", 0; });
 }
 
 const char* GetRTempFolderToVEXA() { return rTempDir.c_str(); }

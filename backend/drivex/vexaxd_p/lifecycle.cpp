@@ -134,11 +134,11 @@ int DropStaleEnds() {
   return 0;
 }
 
-// The child's id is forgotten before the wait for it.
-void EndBackend() {
-  const pid_t child = processId;
+// It is known until no run of its session waits for it any more: to them it is dead, and not unknown.
+void KillBackend() { KillChild(processId); }
+void ForgetBackend() {
+  KillBackend();
   SetBackend(-1);
-  KillChild(child);
 }
 
 // The channel on which the backend asks for runs; null for a language that takes none.
@@ -227,6 +227,7 @@ namespace {
 int BringUp(const StartOptions& options) {
   const int stale = DropStaleEnds();
   if (stale != 0) return stale;
+  ForgetBackend();
   IntializePipeInfo();
   RemoveStaleFifos(vexa_pipe_path);
   DxTrace("call StartVEXA");
@@ -268,7 +269,7 @@ int BringUp(const StartOptions& options) {
   if (code != 0) {
     resultPipe->DisconnectPipe();
     resultPipe->ClosePipe();
-    EndBackend();
+    ForgetBackend();
     SetRunning(false);
   }
   return code;
@@ -281,7 +282,7 @@ int StartVexa(const char* commandLine) {
   if (ready.yes) return 0;
   if (ready.code == CleXDErrorCode::kInterrupted) return ready.code;  // there is one, and it is busy
   AcquireBuffer();
-  if (processId != -1) EndBackend();  // one that lives and is not ready any more would share the fifos
+  KillBackend();  // one that lives and is not ready any more would share the fifos
   const int code = BringUp(ReadOptions(commandLine));
   if (code != 0 && code != CleXDErrorCode::kRunUnderWay) RemoveFifos();
   ReleaseBuffer();
@@ -333,7 +334,7 @@ void EndSession(bool asked) {
   GetXDApiPipes(&apiPipe, &resultPipe);
   resultPipe->DisconnectPipe();
   resultPipe->ClosePipe();
-  if (!asked) EndBackend();  // nothing else tells its languages, and the blocks that it runs here
+  if (!asked) KillBackend();  // nothing else tells its languages, and the blocks that it runs here
   myPipeSuit->stopMonitor(false);
   myPipeSuit->stopMonitor(true);
   if (nestability) {
@@ -348,7 +349,7 @@ void EndSession(bool asked) {
   myPipeSuit = nullptr;
   GetXPipeManager()->cleanup();
   FinalizeDXGlobal();
-  EndBackend();
+  ForgetBackend();
   DxTrace("stopvexa");
   ResetStaticVars();
   Pause(kStopMilliseconds);
@@ -363,9 +364,8 @@ void StopVexa() {
   if (driven != Driven::kNot && !died) return EndSession(driven == Driven::kAsked);
   if (!died) return;
   // There is nobody to stop. What it left goes all the same.
-  EndBackend();
   SetRunning(false);
-  DropStaleEnds();
+  if (DropStaleEnds() == 0) ForgetBackend();
   RemoveFifos();
 }
 

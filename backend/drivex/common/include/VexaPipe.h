@@ -115,6 +115,8 @@ class VEXA_API VexaPipe {
 
  private:
   int OpenEnd(int flags);
+  int Refuse() const;
+  void PrepareFor(std::size_t bytes);
   int MakeUnblocking();
   int AwaitReadable(const Patience& patience) const;
   int WriteEndOpened(const char* operation, int fd);
@@ -123,6 +125,7 @@ class VEXA_API VexaPipe {
   std::string pipeName;
   bool writeConnected = false;
   bool pipeCreated = false;
+  bool enlarged = false;
   bool blocks = true;  // a system call on the open end may wait
   const WakeUp* reads_end = nullptr;
   FrameDebt debt;

@@ -19,6 +19,8 @@ class Descriptor {
   ~Descriptor() { Close(); }
 
   int Number() const { return fd; }
+  // Gives it away.
+  int Release() { return std::exchange(fd, -1); }
   void Close() {
     if (fd != -1) close(std::exchange(fd, -1));
   }

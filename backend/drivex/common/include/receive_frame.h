@@ -33,8 +33,9 @@ int ReceiveFrame(CleXDSmb& block, int closed, FrameProgress& progress, Read read
     return 0;
   };
   char chunk[XPipes::PIPE_BUF_SIZE];
+  std::memset(chunk, 0, sizeof progress.head);
   const int code = read_until(chunk, sizeof progress.head, sizeof chunk);
-  std::memcpy(progress.head, chunk, std::min(received, sizeof progress.head));
+  std::memcpy(progress.head, chunk, sizeof progress.head);
   if (code != 0) return code;
 
   std::int32_t dataLen = 0;

@@ -13,6 +13,7 @@
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
 #include "XPipes.h"
+#include "descriptor.h"
 #include "wake_up.h"
 
 namespace {
@@ -22,12 +23,14 @@ constexpr mode_t kOwnersAlone = 0600;
 constexpr int kCreateFileTries = 11;
 constexpr int kOpenPauseMilliseconds = 5;  // between two looks at whether the reader has come
 
-// A larger kernel buffer saves wake-ups on bulk data. What crosses the wire stays the same, and a system that
-// refuses loses nothing.
+// A larger kernel buffer saves wake-ups on bulk data, and on bulk data alone: a user has few pages for all
+// pipes. What crosses the wire stays the same, a system that refuses loses nothing, and a buffer that the
+// peer made larger stays.
+constexpr std::size_t kBulk = std::size_t{1} << 16;
 void EnlargeBuffer([[maybe_unused]] int fd) {
 #ifdef F_SETPIPE_SZ
   constexpr int kKernelBuffer = 1 << 18;  // still within a core's cache, on both ends of the copy
-  fcntl(fd, F_SETPIPE_SZ, kKernelBuffer);
+  if (fcntl(fd, F_GETPIPE_SZ) < kKernelBuffer) fcntl(fd, F_SETPIPE_SZ, kKernelBuffer);
 #endif
 }
 
@@ -49,16 +52,26 @@ int MakeFifo(const char* name) {
   return result;
 }
 
+// Whether it is a fifo of this user's own, as far as that counts. errno says why not.
+bool IsOwnFifo(const struct stat& file) {
+  errno = EINVAL;
+  if (!S_ISFIFO(file.st_mode)) return false;
+  errno = EPERM;
+  return PeerMayBeAnotherUser() || file.st_uid == geteuid();
+}
+
+// Ahead of an open that waits: it would wait for a stranger.
+bool IsStrangers(const char* name) {
+  struct stat file = {};
+  return lstat(name, &file) == 0 && !IsOwnFifo(file);
+}
+
 // Whether what was opened is a fifo that nobody else can have a hand in. One of ours that a peer left open to
 // others is closed to them. errno says why not.
 bool IsPrivateFifo(int fd) {
   struct stat file = {};
-  if (fstat(fd, &file) != 0) return false;
-  errno = EINVAL;
-  if (!S_ISFIFO(file.st_mode)) return false;
+  if (fstat(fd, &file) != 0 || !IsOwnFifo(file)) return false;
   if (PeerMayBeAnotherUser()) return true;
-  errno = EPERM;
-  if (file.st_uid != geteuid()) return false;
   return (file.st_mode & kFifoMode & ~kOwnersAlone) == 0 || fchmod(fd, kOwnersAlone) == 0;
 }
 
@@ -94,20 +107,23 @@ int VexaPipe::CreatePipe() {
 // The descriptor of a new end, or -1 with errno. Takes the place of an end that was open: the new one is
 // there before the old one goes, so that the peer never sees the last writer leave.
 int VexaPipe::OpenEnd(int flags) {
-  const int fd = open(pipeName.c_str(), flags | O_CLOEXEC | O_NOFOLLOW);
-  if (fd == -1) return -1;
-  if (!IsPrivateFifo(fd)) {
-    const int reason = errno;
-    close(fd);
-    DxTraceError(pipeName + " is no fifo of this user alone", reason);
-    errno = reason;
-    return -1;
-  }
-  EnlargeBuffer(fd);
+  const bool waits = (flags & O_NONBLOCK) == 0;
+  if (waits && IsStrangers(pipeName.c_str())) return Refuse();
+  ::Descriptor opened(open(pipeName.c_str(), flags | O_CLOEXEC | O_NOFOLLOW));
+  if (opened.Number() == -1) return -1;
+  if (!IsPrivateFifo(opened.Number())) return Refuse();
   if (pipeFd != -1) close(pipeFd);
-  pipeFd = fd;
-  blocks = (flags & O_NONBLOCK) == 0;
-  return fd;
+  pipeFd = opened.Release();
+  blocks = waits;
+  enlarged = false;
+  return pipeFd;
+}
+
+int VexaPipe::Refuse() const {
+  const int reason = errno;
+  DxTraceError(pipeName + " is no fifo of this user alone", reason);
+  errno = reason;
+  return -1;
 }
 
 int VexaPipe::WriteEndOpened(const char* operation, int fd) {
@@ -234,10 +250,17 @@ int VexaPipe::AwaitReadable(const Patience& patience) const {
   return AwaitEvents(pipeFd, POLLIN, ended);
 }
 
+void VexaPipe::PrepareFor(std::size_t bytes) {
+  if (bytes < kBulk || enlarged) return;
+  EnlargeBuffer(pipeFd);
+  enlarged = true;
+}
+
 int VexaPipe::Send(const char* data, std::size_t length, std::size_t& sent, const Patience& patience) {
   sent = 0;
   if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
   if (blocks && patience.ask && MakeUnblocking() != 0) return CleXDErrorCode::kPipeFailed;
+  PrepareFor(length);
   do {
     const std::size_t chunk = std::min<std::size_t>(length - sent, XPipes::PIPE_BUF_SIZE);
     const ssize_t count = write(pipeFd, data + sent, chunk);
@@ -256,6 +279,7 @@ int VexaPipe::Send(const char* data, std::size_t length, std::size_t& sent, cons
 int VexaPipe::Receive(char* to, std::size_t room, unsigned long& got, bool within_frame,
                       const Patience& patience) {
   if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
+  if (within_frame) PrepareFor(room);
   // A read that blocks, and that nothing else may end, is a wait as good as any.
   const bool plain = blocks && !patience.ask && reads_end == nullptr;
   for (bool look = !within_frame || blocks;; look = true) {

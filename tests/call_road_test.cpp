@@ -1,0 +1,225 @@
+// What a call leaves on its pipes when a signal, a host or the peer's death comes between, and who may be at
+// the other end of a fifo at all.
+#include "call_road.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <thread>
+
+#include "session.h"
+#include "support/processes.h"
+#include "support/scripted_peer.h"
+#include "vexaxd_p.h"
+
+namespace {
+
+using Code = CleXDErrorCode;
+
+const Patience kNone = {[] { return Code::kInterrupted; }, 0, -1};
+
+// Two fifos with the library at one end of each and the test, which does not block, at the other.
+class CallRoad : public ProcessTest {
+ protected:
+  CallRoad() {
+    signal(SIGPIPE, SIG_IGN);
+    for (VexaPipe* pipe : {&requests, &replies}) EXPECT_EQ(pipe->CreatePipe(), 0);
+    reader = open(requests.GetPipeName().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(requests.OpenToWrite({}), 0);
+    EXPECT_EQ(replies.OpenPipeToUnBlockRead(), 0);
+    writer = open(replies.GetPipeName().c_str(), O_WRONLY | O_CLOEXEC);
+  }
+  ~CallRoad() override {
+    close(reader);
+    HangUp();
+  }
+  void Put(const std::string& bytes) const {
+    EXPECT_EQ(write(writer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  void HangUp() {
+    if (writer != -1) close(std::exchange(writer, -1));
+  }
+  std::string Taken() const {
+    std::string all(1 << 20, '\0');
+    const ssize_t got = read(reader, all.data(), all.size());
+    all.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return all;
+  }
+
+  Sandbox place;
+  VexaPipe requests{place.path() + "/requests"}, replies{place.path() + "/replies"};
+  int reader = -1, writer = -1;
+};
+
+TEST_F(CallRoad, AReplyThatNobodyWaitedForIsNobodyElses) {
+  const std::string owed = Encode(MakeImage(9, Strings{std::string(20000, 'o')}));
+  const std::string own = Encode(MakeImage(8, Error{5}, Longs{7}));
+  for (const std::size_t came : {0u, 2u, 4u, 100u, 9000u}) {
+    SCOPED_TRACE(came);
+    CleXDSmb first, second;
+    Put(owed.substr(0, came));
+    EXPECT_EQ(ReceiveOnRoad(replies, first, kNone), Code::kInterrupted);
+    EXPECT_EQ(SettleDebts(requests, replies, kNone), Code::kInterrupted) << "it is owed still";
+    std::thread backend([&] { Put(owed.substr(came)); });
+    EXPECT_EQ(SettleDebts(requests, replies, {}), 0);
+    backend.join();
+    Put(own);
+    EXPECT_EQ(ReceiveOnRoad(replies, second, {}), 5);
+    EXPECT_EQ(second.GetLongDataRef().Values(), std::vector<std::int32_t>{7});
+  }
+}
+
+TEST_F(CallRoad, TheRestOfARequestGoesAheadOfTheNext) {
+  const std::string text(3 << 18, 't');
+  const std::string image = Encode(MakeImage(0, Strings{text}));
+  CleXDSmb request, reply;
+  request.SetCommandAction(CleXDSmb::CommandAction::Submit);
+  request.SetString(text.c_str());
+  EXPECT_EQ(SendOnRoad(requests, request, kNone), Code::kInterrupted);
+  std::string seen = Taken();
+  EXPECT_LT(seen.size(), image.size());
+  std::thread backend([&] {
+    while (seen.size() < image.size()) seen += Taken();
+    Put(Encode(MakeImage(0, Error{6})));
+  });
+  EXPECT_EQ(SettleDebts(requests, replies, {}), 0);
+  backend.join();
+  EXPECT_EQ(seen, image);
+  EXPECT_FALSE(requests.Debt().Any() || replies.Debt().Any());
+}
+
+TEST_F(CallRoad, ACutFrameEndsTheSessionAndIsNoSuccess) {
+  const std::string good = Encode(MakeImage(9, Strings{"age"}));
+  CleXDSmb reply;
+  Put(good.substr(0, 30));
+  HangUp();
+  EXPECT_EQ(ReceiveOnRoad(replies, reply, {}), Code::kPeerClosed);
+  writer = open(replies.GetPipeName().c_str(), O_WRONLY | O_CLOEXEC);
+  Put(good);
+  EXPECT_EQ(SettleDebts(requests, replies, {}), Code::kPeerClosed) << "whose bytes these are cannot be told";
+  replies.ClosePipe();
+  EXPECT_EQ(SettleDebts(requests, replies, {}), 0);
+}
+
+// --- Whole calls ---
+
+class CallsUnderSignals : public ClientTest {
+ protected:
+  CallsUnderSignals() {
+    struct sigaction without_restart = {};
+    without_restart.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &without_restart, nullptr);
+  }
+  // Signals this thread as often as it can while that is done.
+  template <class Work>
+  static void Pester(Work work) {
+    std::atomic<bool> over = false;
+    std::thread pest([&over, victim = pthread_self()] {
+      while (!over) pthread_kill(victim, SIGUSR1), poll(nullptr, 0, 0);
+    });
+    work();
+    over = true;
+    pest.join();
+  }
+};
+
+TEST_F(CallsUnderSignals, EachCallGetsItsOwnReply) {
+  const std::string name(300000, 'n');
+  const std::string reply = Encode(MakeImage(9, Strings{name}));
+  Pester([&] {
+    for (int index = 0; index < 20; ++index) {
+      peer.Expects(9, Longs{index}).Sends({reply.substr(0, 3), reply.substr(3, 9000), reply.substr(9003)});
+      EXPECT_EQ(std::strlen(GetVariableName(index, &error)), name.size());
+      peer.Expects(0, Strings{name}).Answers(Error{index});
+      EXPECT_EQ(Submit(name.c_str(), static_cast<int>(name.size())), index);
+    }
+  });
+}
+
+TEST_F(CallsUnderSignals, TheCheckIsAskedAndItsWordEndsTheWait) {
+  static std::atomic<int> asked;
+  asked = 0;
+  VexaSetInterruptCheck([](void* limit) { return ++asked >= *static_cast<int*>(limit) ? 1 : 0; },
+                        &(error = 3));
+  peer.Expects(8);  // and no answer
+  const auto start = Clock::now();
+  int code = 0;
+  EXPECT_EQ(GetRowCount(&code), -1);
+  EXPECT_EQ(code, Code::kInterrupted);
+  EXPECT_EQ(asked, 3);
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(200)) << "about ten times a second";
+  VexaSetInterruptCheck(nullptr, nullptr);
+}
+
+TEST_F(CallsUnderSignals, AWalkWhoseFetchWasGivenUpDoesNotGoOn) {
+  peer.Expects(33, Strings{"r"}).Answers();
+  peer.Expects(104).Answers(Longs{1});
+  peer.Expects(109, Longs{0}).Answers(Longs{0});
+  peer.Expects(32, Longs{0}).Answers(Longs{0}, Doubles{0, 0, 0});
+  ASSERT_EQ(MakeCaseCursor("r"), 0);
+  VexaSetInterruptCheck([](void*) { return 1; }, nullptr);
+  peer.Expects(227, Longs{2621440, 8});
+  for (int again = 0; again < 2; ++again) EXPECT_EQ(NextCase(), Code::kInterrupted);
+  VexaSetInterruptCheck(nullptr, nullptr);
+}
+
+TEST_F(CallsUnderSignals, AMessageThatCannotBeBuiltIsRefusedAtOnce) {
+  char name[] = "v";
+  char* names[] = {name};
+  int types[] = {0};
+  void* const data = std::malloc(8);
+  EXPECT_EQ(CommitManyCases(names, types, data, 1, INT_MAX, 1), Code::kTooLarge);
+  peer.Expects(8).Answers(Longs{4});
+  EXPECT_EQ(GetRowCount(&error), 4) << "nothing was sent";
+}
+
+// --- Strangers ---
+
+TEST(Strangers, NothingButAFifoOfOnesOwnIsOpened) {
+  const Sandbox place, elsewhere;
+  const std::string name = place.path() + "/fifo", target = elsewhere.Write("target", "kept");
+  const auto opens = [&] {
+    VexaPipe reads(name), writes(name), creates(name);
+    const bool read = reads.OpenPipeToUnBlockRead() == 0, written = writes.OpenPipeToUnBlockWrite() == 0;
+    return std::vector<bool>{read, written, creates.VEXACreateFile() == 0};
+  };
+  const std::vector<bool> none(3, false);
+  EXPECT_EQ(symlink(target.c_str(), name.c_str()), 0);
+  EXPECT_EQ(opens(), none) << "a link";
+  place.Write("fifo", "plain");
+  EXPECT_EQ(opens(), none) << "a file";
+  EXPECT_EQ(ReadFile(target), "kept");
+
+  if (geteuid() != 0) return;
+  constexpr uid_t kSomebodyElse = 65534;
+  EXPECT_EQ(mkfifo(name.c_str(), 0666), 0);
+  EXPECT_EQ(chown(name.c_str(), kSomebodyElse, kSomebodyElse), 0);
+  EXPECT_EQ(opens(), none) << "somebody else's fifo";
+  EXPECT_EQ(mkfifo(name.c_str(), 0666), 0);
+  EXPECT_EQ(chown(name.c_str(), kSomebodyElse, kSomebodyElse), 0);
+  SetEnvironment(VexaPipe::kOtherUsers, "1");
+  EXPECT_EQ(opens(), std::vector<bool>(3, true)) << "as the user allowed";
+  SetEnvironment(VexaPipe::kOtherUsers, nullptr);
+}
+
+TEST(Strangers, FifosAreClosedToOthers) {
+  const Sandbox place;
+  const std::string made = place.path() + "/made", found = place.path() + "/found";
+  const auto mode = [](const std::string& name) {
+    struct stat file = {};
+    EXPECT_EQ(stat(name.c_str(), &file), 0);
+    return file.st_mode & 0777;
+  };
+  umask(0);
+  VexaPipe maker(made), finder(found);
+  EXPECT_EQ(maker.CreatePipe(), 0);
+  EXPECT_EQ(umask(022), 0u) << "the host's mask is its own";
+  EXPECT_EQ(mode(made), 0600u);
+  EXPECT_EQ(mkfifo(found.c_str(), 0644), 0);
+  EXPECT_EQ(finder.OpenPipeToUnBlockRead(), 0);
+  EXPECT_EQ(mode(found), 0600u) << "one that the peer left open";
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+#!/usr/bin/env python3
+"""deaths.py HOME: the matrix of deaths. In each of the states that a session can be in, each of its processes dies; whoever
+survives has to answer or to end at once, and nothing may be left. README.md tells the rest.
+"""
+import argparse
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import traceback
+
+from cell import Cell, Hung, Unreached
+from states import PROCESSES, State, block, cells_of, idle, table
+
+
+def name_of(state, victim, way):
+    return f"{state.name} / {victim} / {way}"
+
+
+# Faults on purpose: what has to be told of a driver that does this while it is idle (in a call that it does not come back
+# from in time, where an exclamation mark stands in front), and who dies then.
+PROOFS = {
+    "left: process": ("__import__('subprocess').Popen(['sleep', '60'])", "backend"),
+    "does not end": ("__import__('subprocess').Popen(['sleep', '60'])", "driver"),
+    "left: fifo": ("os.mkfifo(os.environ['VEXADXTEMP'] + '/left')", "driver"),
+    "left: directory": ("os.mkdir(os.environ['TMPDIR'] + '/left')", "driver"),
+    "left: descriptor": ("os.open('/dev/null', os.O_RDONLY)", "backend"),
+    "left: zombie": ("os.spawnlp(os.P_NOWAIT, 'true', 'true')", "backend"),
+    "late: ": ("!time.sleep(1.5)", "startx"),
+    "hangs: ": ("!time.sleep(60)", "backend"),
+    "counts as success": ("!time.sleep(0.5)", "backend"),
+    "the next call": ("setattr(vexaxd, 'GetRowCount', lambda: 7)", "startx"),
+}
+
+
+def faulty(call):
+    def enter(cell):
+        idle("P")(cell)
+        (cell.begin if call[0] == "!" else cell.ask)(call.lstrip("!"))
+
+    return enter
+
+
+# --- The walk ---
+
+
+class Walk:
+    """What the cells share."""
+
+    def __init__(self, home, within):
+        self.home, self.within, self.display, self.display_server = pathlib.Path(home).resolve(), within, "", None
+        self.directory = tempfile.mkdtemp(prefix="vexa_deaths_")
+        self.wide, self.jar = f"{self.directory}/wide.csv", f"{self.directory}/Sitting.jar"
+        with open(self.wide, "w", encoding="ascii") as file:  # 30,000 cases of more than 1,000 bytes
+            file.write("id,text\n1," + "x" * 1000 + "\n" + "".join(f"{case},x\n" for case in range(2, 30001)))
+        told = re.search(r"^\[R\][^[]*?^HOME=(.*)", (self.home / "bin/vexadxcfg.ini").read_text(), re.M)
+        self.r_home, self.missing = told and told[1], {}
+        if not self.r_home:
+            self.missing["R"] = "R"
+        if not self._compile():
+            self.missing["J"] = "Java"
+        if not (os.path.exists("/usr/bin/xterm") and shutil.which("Xvfb") and self._open_display()):
+            self.missing["X"] = "a display (xterm, Xvfb)"
+
+    def _compile(self):
+        tools, interface = self.home / "JRE/bin", self.home / "bin/vexajavaplugin.jar"
+        if not (tools / "javac").exists() or not interface.exists():
+            return False
+        source = pathlib.Path(__file__).with_name("Sitting.java")
+        subprocess.run([tools / "javac", "-cp", interface, "-d", self.directory, source], check=True)
+        subprocess.run([tools / "jar", "-cf", self.jar, "-C", self.directory, "Sitting.class"], check=True)
+        return True
+
+    def _open_display(self):
+        told, number = os.pipe()
+        command = ["Xvfb", "-displayfd", str(number), "-nolisten", "tcp"]
+        self.display_server = subprocess.Popen(command, pass_fds=[number], stderr=subprocess.DEVNULL)
+        os.close(number)
+        with os.fdopen(told) as reader:
+            self.display = ":" + reader.readline().strip()
+        return len(self.display) > 1
+
+    def close(self):
+        if self.display_server:
+            self.display_server.terminate()
+            self.display_server.wait()
+        shutil.rmtree(self.directory, ignore_errors=True)
+
+    def lacks(self, state):
+        return [self.missing[need] for need in state.needs if need in self.missing]
+
+    def run(self, number, state, victim, way):
+        """One cell. What is not as wanted stands in "faults"."""
+        cell = Cell(f"{self.directory}/cell_{number}", self)
+        try:
+            cell.start_driver("PYTHON" if state.hosts else "")
+            state.enter(cell)
+            cell.strike(victim, way)
+            if state.name == "callback of PYTHON in the driver" and victim == "backend":
+                cell.await_block()
+            if victim != "driver":
+                if state.name.startswith("stop"):
+                    cell.look_for_zombies()
+                letter = next((letter for letter, process in PROCESSES.items() if process == victim), "")
+                lives = victim != "backend" and not state.name.startswith("stop")
+                cell.go_on(lives, block(cell, letter, "count") if letter else "")
+            cell.end()
+        except Hung as failure:
+            cell.faults.append(f"hangs: {failure}")
+        except Unreached as failure:
+            cell.faults.append(f"not reached: {failure}")
+        except Exception:  # the matrix's own fault
+            cell.faults.append("the matrix failed: " + traceback.format_exc(limit=-3))
+        finally:
+            cell.clear()
+        told = {"cell": name_of(state, victim, way), "faults": cell.faults, "codes": cell.codes}
+        return {**told, "seconds": round(cell.slowest, 2)}
+
+
+def walk_all(walk, cells, jobs):
+    """The results of the cells. Each that is not as wanted gets a line as soon as it is known."""
+    before, results = set(os.listdir("/dev/shm")), []
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        walks = [pool.submit(walk.run, number, *cell) for number, cell in enumerate(cells)]
+        try:
+            for done in concurrent.futures.as_completed(walks):
+                results.append(done.result())
+                if results[-1]["faults"]:
+                    print(f"{results[-1]['cell']}: {'; '.join(results[-1]['faults'])}", flush=True)
+        except KeyboardInterrupt:
+            pool.shutdown(cancel_futures=True)  # behind the cells that run: they clear up
+            raise
+    if new := set(os.listdir("/dev/shm")) - before:
+        results[-1]["faults"] += [f"left: shared memory {name}" for name in new]
+        print(f"beside the cells: {', '.join(results[-1]['faults'][-len(new):])}")
+    return results
+
+
+def prove(walk, jobs):
+    """Each kind of fault is seen. Returns how many are not."""
+    cells = [(State(wanted, [], faulty(call), "", False, False), who, "kill") for wanted, (call, who) in PROOFS.items()]
+    results = walk_all(walk, cells, jobs)
+    unseen = [r for r in results if not any(fault.startswith(r["cell"].split(" / ")[0]) for fault in r["faults"])]
+    print(f"{len(results) - len(unseen)} of {len(results)} faults on purpose seen", *unseen, sep="\n")
+    return len(unseen)
+
+
+def summarise(results, left_out):
+    """The figures. Returns how many cells are not as wanted."""
+    unanswered = ("hangs", "does not end", "not reached", "the matrix failed")
+    without = lambda *kinds: sum(not any(fault.startswith(kinds) for fault in r["faults"]) for r in results)  # noqa: E731
+    bad = len(results) - without("")
+    things = sum(fault.startswith("left") for r in results for fault in r["faults"])
+    print(f"{len(results)} cells: {without(*unanswered)} answered, {without('late', *unanswered)} of them in time, "
+          f"{things} things left; {bad} cells are not as wanted")  # fmt: skip
+    for cell, lacking in left_out:
+        print(f"left out for want of {' and '.join(lacking)}: {name_of(*cell)}")
+    return bad
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.partition("\n\n")[0])
+    parser.add_argument("home", metavar="HOME", help="the staged home")
+    parser.add_argument("--reduced", action="store_true", help="one death in each state")
+    parser.add_argument("--only", metavar="PATTERN", default="", help="cells whose name the expression is found in")
+    parser.add_argument("--list", action="store_true", help="the names of the cells")
+    parser.add_argument("--prove", action="store_true", help="that each kind of fault is seen")
+    parser.add_argument("--json", metavar="FILE", help="where all results go")
+    parser.add_argument("--within", metavar="SECONDS", type=float, default=1.0, help="how long an answer may take")
+    parser.add_argument("-j", dest="jobs", metavar="N", type=int, default=2, help="cells at the same time")
+    options = parser.parse_args()
+    cells = [cell for cell in cells_of(table(), options.reduced) if re.search(options.only, name_of(*cell))]
+    if options.list:
+        print(*(name_of(*cell) for cell in cells), sep="\n")
+        return 0
+    walk = Walk(options.home, options.within)
+    try:
+        if options.prove:
+            return min(prove(walk, options.jobs), 1)
+        results = walk_all(walk, [cell for cell in cells if not walk.lacks(cell[0])], options.jobs)
+        if options.json:
+            pathlib.Path(options.json).write_text(json.dumps(results, indent=1))
+        return min(summarise(results, [(cell, walk.lacks(cell[0])) for cell in cells if walk.lacks(cell[0])]), 1)
+    finally:
+        walk.close()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

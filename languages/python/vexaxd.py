@@ -22,7 +22,9 @@ the header allows it as an argument. Text values keep the blanks at their end, e
 Addresses. The functions that release memory or read a handle take addresses, for programs that call `library` on their
 own.
 
-One thread at a time calls. During a call other threads of Python run.
+One thread at a time calls. During a call other threads of Python run. On the main thread so do the handlers of signals:
+what one of them raises, such as the KeyboardInterrupt of Ctrl-C, ends the call and comes out of it, and the session goes
+on; the next call waits for what the backend is still doing.
 """
 import atexit
 import collections
@@ -33,6 +35,7 @@ import operator
 import os
 import shutil
 import tempfile
+import threading
 
 VALID, USER_MISSING, SYSTEM_MISSING = 0, 1, 2
 
@@ -46,6 +49,7 @@ code StartVexa text? commandLine=""
 bool IsBackendReady
 bool IsXDriven
 void StopVexa
+void VexaSetInterruptCheck check* check, @void* context
 code SetVexaRunning bool running
 code StopReceiveXdApiThread
 void InitXProcess text? appName, text? tempPath, text? pid, text? xname, text? fifth=None
@@ -375,11 +379,16 @@ _CODES = {
     99104: "a fifo failed",
     99106: "an endpoint without a name",
     99107: "the process just started has ended",
+    99124: "the wait was given up",
+    99125: "a block of an earlier session is still running in this process",
+    99126: "a message over 2 GiB, or larger than memory",
 }
 _CLASSES = {17: NotRunning, 23: EndOfData, 67: EndOfData, **dict.fromkeys((99103, 99104, 99107), BackendGone)}
 
 
 def _error(function, code):
+    if code == 99124 and _raised:
+        return _raised.pop()  # what a signal's handler raised, as if in the call
     return _CLASSES.get(code, Error)(function, code)
 
 
@@ -517,6 +526,7 @@ _IN_C = {
     **{"texts": "char**", "text*": "char**", "texts*": "char***", "numbers*": "double**", "ints*": "int**"},
     **{"list": "void*", "data": "void*", "list*": "void**", "wide": "const wchar_t*"},
     **{"uint": "unsigned int", "ulong": "unsigned long"},
+    "check*": "int (*)(void*)",
     "conversion": "int (*)(const char* source, unsigned long sourceSize, "
     "char* destination, unsigned long destinationSize)",
 }
@@ -584,7 +594,7 @@ def _source(function):
         *rooms,
         f"    result = library.{function.name}({', '.join(passed)})",
         f"    if {code}{''.join(f' and {code} != {word}' for word in answered)}:" if code else "",
-        f"        raise _error({function.name!r}, {code})" if code else "",
+        f"        raise _error({function.name!r}, {code})" if code else "    if _raised: raise _raised.pop()",
         f"    answer = {f'_named({returned!r})({answer})' if len(fields) > 1 else answer or None}",
         *releases,
         "    return answer",
@@ -648,6 +658,11 @@ def RecordBrowserOutput(text, convert=None):
     library.RecordBrowserOutput(text, len(text), conversion)
 
 
+def VexaSetInterruptCheck(check, context=None):
+    """Session: not for programs in Python, where the module itself looks for signals."""
+    raise NotImplementedError("the module looks for signals itself")
+
+
 def SaveFileInDS(first, second, third):
     """Dictionary of a dataset of the step: no longer served; the library would end the process."""
     raise NotImplementedError("SaveFileInDS is no longer served")
@@ -670,6 +685,42 @@ def _make_functions():
 
 
 _make_functions()
+
+
+# --- Signals ---
+
+_raised = []  # by the handler of a signal that came in a call; the call raises it
+_CHECK = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p)
+
+
+def _look_for_signals():
+    """Each step lets Python run the handlers of the signals that have come, and gives 1 when one of them raised. A
+    generator: it is resumed within the try, while a function would be entered, and left again by the exception, ahead
+    of its first line."""
+    stop = 0
+    while True:
+        try:
+            while True:
+                yield stop
+                stop = 0
+        except GeneratorExit:
+            return
+        except BaseException as error:  # it belongs to the call
+            _raised[:], stop = [error], 1
+
+
+def _watch_signals():
+    """Python runs the handlers on its main thread alone, and so the library asks in calls of that thread alone."""
+    if threading.current_thread() is not threading.main_thread():
+        return
+    looks = _look_for_signals()
+    next(looks)
+    check = _CHECK(looks.send)
+    library.VexaSetInterruptCheck(check, None)
+    atexit.register(lambda: library.VexaSetInterruptCheck(None, None) or check)
+
+
+_watch_signals()
 
 
 # --- Beyond the header ---

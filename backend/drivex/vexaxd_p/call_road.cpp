@@ -1,5 +1,7 @@
 #include "call_road.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -18,12 +20,17 @@ constexpr int kAskMilliseconds = 100;
 using InterruptCheck = int (*)(void*);
 std::atomic<InterruptCheck> interrupt_check = nullptr;
 std::atomic<void*> interrupt_context = nullptr;
+std::atomic<pthread_t> interrupt_thread = {};
 thread_local bool not_interrupted = false;
+
+bool HasCheck() {
+  return interrupt_check.load(std::memory_order_relaxed) != nullptr &&
+         pthread_equal(interrupt_thread, pthread_self()) != 0;
+}
 
 template <int gone>
 int Ask() {
-  const InterruptCheck check = not_interrupted ? nullptr : interrupt_check.load();
-  if (check != nullptr && check(interrupt_context) != 0) return Code::kInterrupted;
+  if (InterruptAsked()) return Code::kInterrupted;
   return BackendHasEnded() ? gone : 0;
 }
 
@@ -63,13 +70,26 @@ int DropFrame(VexaPipe& replies, FrameProgress& progress, const Patience& patien
 void VexaSetInterruptCheck(int (*check)(void*), void* context) {
   interrupt_check = nullptr;
   interrupt_context = context;
+  interrupt_thread = pthread_self();
   interrupt_check = check;
 }
 
+bool InterruptAsked() {
+  const InterruptCheck check = not_interrupted || !HasCheck() ? nullptr : interrupt_check.load();
+  return check != nullptr && check(interrupt_context) != 0;
+}
+
+bool PauseUnlessInterrupted(int milliseconds) {
+  for (int left = milliseconds; left > 0; left -= kAskMilliseconds) {
+    Pause(std::min(left, kAskMilliseconds));
+    if (InterruptAsked()) return false;
+  }
+  return true;
+}
+
 Patience CallPatience(int gone) {
-  const bool asked = interrupt_check.load(std::memory_order_relaxed) != nullptr;
   return {gone == Code::kPeerClosed ? Ask<Code::kPeerClosed> : Ask<Code::kProcessNotAlive>,
-          asked ? kAskMilliseconds : -1, BackendExit()};
+          HasCheck() ? kAskMilliseconds : -1, BackendExit()};
 }
 
 int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience) {

@@ -18,6 +18,11 @@
 // check says so, which gives 99124.
 Patience CallPatience(int gone);
 
+// Whether the host wants the wait that is under way to end.
+bool InterruptAsked();
+// Whether the pause came to its end.
+bool PauseUnlessInterrupted(int milliseconds);
+
 // Whether an exchange may begin on these pipes, once what the last one left is done with. 0, 99103 or 99124.
 int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience);
 inline int SettleDebts(VexaPipe& requests, VexaPipe& replies) {

@@ -257,13 +257,13 @@ int BringUp(const StartOptions& options) {
   FillEnvironment(environment, home);
   SetBackend(StartChild(script.c_str(), arguments.argv(), environment.argv()));
 
-  Pause(kStartMilliseconds);
+  const bool interrupted = !PauseUnlessInterrupted(kStartMilliseconds);
   if (!BackendAlive()) return CleXDErrorCode::kProcessNotAlive;
   SetRunning(true);
 
   // The first message is the backend's report on its own start; no request goes before it.
   CleXDSmb report;
-  int code = ReceiveXDApiResult(report, resultPipe);
+  int code = interrupted ? CleXDErrorCode::kInterrupted : ReceiveXDApiResult(report, resultPipe);
   if (code == 0) code = report.GetErrorCode();
   if (code == 0 && dispatcher != nullptr) ServeCommands(dispatcher);
   if (code != 0) {

@@ -71,8 +71,8 @@ VEXA_API void StopVexa(void);
 VEXA_API int SetVexaRunning(bool running);
 
 /* Sets a function that says whether to give up the wait of a call: asked about ten times a second, and after
- * each signal, with `context`, on the thread of the call, while its reply is due (or its request does not go
- * out). Once it returns other than 0 the call ends with 99124; what the backend was asked to do goes on
+ * each signal, with `context`, while the reply of a call is due (or its request does not go out), and only in
+ * calls of the thread that set it. Once it returns other than 0 the call ends with 99124; what the backend was asked to do goes on
  * there, and its reply is read and dropped ahead of the next call, which so waits for it. The function must
  * not call this interface. A walk over the cases whose NextCase was given up cannot go on, since cases are
  * lost: each further step gives 99124 until the cursor is made anew. StopVexa after such a call waits a

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 
 #include "CleXDErrorCode.h"
@@ -74,9 +75,16 @@ void VexaSetInterruptCheck(int (*check)(void*), void* context) {
   interrupt_check = check;
 }
 
+// Where a timer fires all the time, not after each of its signals.
 bool InterruptAsked() {
+  constexpr std::chrono::milliseconds kAtMostEach(20);
+  static thread_local std::chrono::steady_clock::time_point asked;
   const InterruptCheck check = not_interrupted || !HasCheck() ? nullptr : interrupt_check.load();
-  return check != nullptr && check(interrupt_context) != 0;
+  if (check == nullptr) return false;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - asked < kAtMostEach) return false;
+  asked = now;
+  return check(interrupt_context) != 0;
 }
 
 bool PauseUnlessInterrupted(int milliseconds) {

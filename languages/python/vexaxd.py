@@ -705,8 +705,8 @@ def _look_for_signals():
                 stop = 0
         except GeneratorExit:
             return
-        except BaseException as error:  # it belongs to the call
-            _raised[:], stop = [error], 1
+        except BaseException as error:  # it belongs to the call, and must not hold the frame of this generator
+            _raised[:], stop = [error.with_traceback(error.__traceback__.tb_next)], 1
 
 
 def _watch_signals():

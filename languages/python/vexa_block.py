@@ -7,6 +7,7 @@ import ctypes
 import io
 import linecache
 import sys
+import threading
 import time
 import traceback
 
@@ -18,7 +19,7 @@ EXCEPTION, NOT_PYTHON = 3001, 3002
 _PostFunction = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_char_p, ctypes.c_int)
 _post = None
 _blocks = 0  # that were begun
-_running = 0  # each within the one before
+_threads = []  # of the blocks that run, each within the one before
 _PATIENCE = 1.0  # seconds
 
 
@@ -89,18 +90,23 @@ def _execute(text):
     return 0
 
 
+def interrupt():
+    """KeyboardInterrupt in the innermost block that runs, on whatever thread that is."""
+    for thread in _threads[-1:]:
+        ctypes.pythonapi.PyThreadState_SetAsyncExc(ctypes.c_ulong(thread), ctypes.py_object(KeyboardInterrupt))
+
+
 @atexit.register
 def _let_blocks_end():
     """A program whose backend died goes on while the block, on another thread, has yet to learn of it."""
     end = time.monotonic() + _PATIENCE
-    while _running > 0 and time.monotonic() < end:
+    while _threads and time.monotonic() < end:
         time.sleep(0.01)
 
 
 def run(block):
     """Runs a block, given as bytes, and returns its code."""
-    global _running
-    _running += 1
+    _threads.append(threading.get_ident())
     before = sys.stdout, sys.stderr
     output, errors = sys.stdout, sys.stderr = _Output(sys.stdout), _Output(sys.stderr)
     try:
@@ -109,4 +115,4 @@ def run(block):
         output.flush()
         errors.flush()
         sys.stdout, sys.stderr = before
-        _running -= 1
+        _threads.pop()

@@ -34,6 +34,7 @@ import functools
 import operator
 import os
 import shutil
+import sys
 import tempfile
 import threading
 
@@ -707,6 +708,8 @@ def _look_for_signals():
             return
         except BaseException as error:  # it belongs to the call, and must not hold the frame of this generator
             _raised[:], stop = [error.with_traceback(error.__traceback__.tb_next)], 1
+            if isinstance(error, KeyboardInterrupt) and "vexa_block" in sys.modules:
+                sys.modules["vexa_block"].interrupt()  # the call may have led to a block that runs in this process
 
 
 def _watch_signals():

@@ -110,7 +110,7 @@ int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
   if (!xdApiResultPipe->HasPipe()) {
     const int code = xdApiResultPipe->OpenToRead(CallPatience(CleXDErrorCode::kProcessNotAlive));
     if (code == CleXDErrorCode::kProcessNotAlive) xdApiResultPipe->ClosePipe();
-    if (code == CleXDErrorCode::kInterrupted) xdApiResultPipe->Debt().owed = true;
+    if (code == CleXDErrorCode::kInterrupted) OweReply(*xdApiResultPipe, {});
     if (code != 0) return code;
   }
   return ReceiveOnRoad(*xdApiResultPipe, reply, CallPatience(CleXDErrorCode::kPeerClosed));
@@ -119,6 +119,13 @@ int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
 int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe) {
   VexaPipe* apiPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
+  while (myPipeSuit->getIndex() > 0) {
+    XPipes* const owed = LevelOwed(*myPipeSuit);
+    if (owed == nullptr) break;
+    const int code = SettleDebts(*owed->GetXDAPIPipe(), *owed->GetXDAPIResultPipe());
+    if (code != 0) return code;
+    GetXDApiPipes(&apiPipe, &resultPipe);
+  }
   const int code = SettleDebts(*apiPipe, *resultPipe);
   return code != 0 ? code : SendXDApi(request, apiPipe);
 }

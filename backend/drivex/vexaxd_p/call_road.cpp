@@ -11,6 +11,7 @@
 #include "child_process.h"
 #include "sendreceive.h"
 #include "vexaxd_p.h"
+#include "xpipemanager.h"
 
 namespace {
 
@@ -100,13 +101,20 @@ Patience CallPatience(int gone) {
           HasCheck() ? kAskMilliseconds : -1, BackendExit()};
 }
 
+void OweReply(VexaPipe& replies, const FrameProgress& progress) {
+  FrameDebt& debt = replies.Debt();
+  debt.progress = progress;
+  debt.owner = pthread_self();
+  debt.owed = true;
+}
+
 int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience) {
   FrameDebt& sending = requests.Debt();
   FrameDebt& receiving = replies.Debt();
   if (sending.broken || receiving.broken) return Code::kPeerClosed;
   int code = 0;
   if (!sending.unsent.empty()) {
-    receiving.owed = true;
+    OweReply(replies, receiving.progress);
     code = SendRest(requests, patience);
   }
   if (code == 0 && receiving.owed) {
@@ -126,11 +134,19 @@ int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience) 
   if (code == Code::kInterrupted) {
     int length = 0;
     const char* const image = request.GetSendBuf(length);
+    requests.Debt().owner = pthread_self();
     requests.Debt().unsent.assign(image + sent, static_cast<std::size_t>(length) - sent);
     return code;
   }
   requests.Debt().broken = true;
   return Code::kPeerClosed;
+}
+
+XPipes* LevelOwed(XPipeSuit& suit) {
+  for (int level = 0; XPipes* const pipes = suit.getXPipes(level); ++level) {
+    if (pipes->GetXDAPIPipe()->Debt().IsMine() || pipes->GetXDAPIResultPipe()->Debt().IsMine()) return pipes;
+  }
+  return nullptr;
 }
 
 // A success in a reply that broke off is none.
@@ -141,8 +157,7 @@ int ReceiveOnRoad(VexaPipe& replies, CleXDSmb& reply, const Patience& patience) 
   if (progress.broken == Code::kInterrupted) {
     reply.CleanUpAllData();
     reply.SetErrorCode(Code::kInterrupted);
-    replies.Debt().owed = true;
-    replies.Debt().progress = progress;
+    OweReply(replies, progress);
     return Code::kInterrupted;
   }
   replies.Debt().broken = progress.received != 0;

@@ -14,6 +14,9 @@
 #include "VexaPipe.h"
 #include "patience.h"
 
+class XPipes;
+class XPipeSuit;
+
 // Of a call: until the backend that this process started has ended, which gives `gone`, or the interrupt
 // check says so, which gives 99124.
 Patience CallPatience(int gone);
@@ -30,6 +33,12 @@ inline int SettleDebts(VexaPipe& requests, VexaPipe& replies) {
     return 0;
   return SettleDebts(requests, replies, CallPatience(CleXDErrorCode::kPeerClosed));
 }
+
+// Notes down that the reply has come that far, and that nobody waits for it.
+void OweReply(VexaPipe& replies, const FrameProgress& progress);
+// The level on which the calling thread gave up a call, null for none. It may lie below the current one,
+// which then belongs to the block that the call led to, and to the thread that runs it.
+XPipes* LevelOwed(XPipeSuit& suit);
 
 // Send the request and receive the reply on ends that are open, and note down what is left over.
 int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience);

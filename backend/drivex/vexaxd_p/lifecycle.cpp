@@ -291,19 +291,16 @@ int StartVexa(const char* commandLine) {
 
 namespace {
 
-// A reply that is still owed to a call that was given up, or none at all, must not keep a session from its
-// end.
+// A reply that is still owed to a call that was given up must not keep a session from its end.
 bool BackendCanBeAsked() {
   constexpr std::chrono::seconds kPatience(1);
-  if (myPipeSuit == nullptr || processId == -1) return true;
-  VexaPipe* apiPipe = nullptr;
-  VexaPipe* resultPipe = nullptr;
-  GetXDApiPipes(&apiPipe, &resultPipe);
+  XPipes* const owed = myPipeSuit != nullptr && processId != -1 ? LevelOwed(*myPipeSuit) : nullptr;
+  if (owed == nullptr) return true;
   const auto end = std::chrono::steady_clock::now() + kPatience;
   const Patience bounded = {
       [end] { return std::chrono::steady_clock::now() < end ? 0 : CleXDErrorCode::kInterrupted; }, 100,
       BackendExit()};
-  return SettleDebts(*apiPipe, *resultPipe, bounded) == 0;
+  return SettleDebts(*owed->GetXDAPIPipe(), *owed->GetXDAPIResultPipe(), bounded) == 0;
 }
 
 enum class Driven { kNot, kAsked, kSilent };
@@ -329,11 +326,11 @@ void EndSession(bool asked) {
   AcquireBuffer();
   if (asked) asked = !NotReached(Call(Action::StopVexa));
   ReleaseBuffer();
-  VexaPipe* apiPipe = nullptr;
-  VexaPipe* resultPipe = nullptr;
-  GetXDApiPipes(&apiPipe, &resultPipe);
-  resultPipe->DisconnectPipe();
-  resultPipe->ClosePipe();
+  // Of a backend that does not answer the first level: a deeper one is still a block's.
+  if (XPipes* const pipes = asked ? myPipeSuit->getXPipes() : myPipeSuit->getXPipes(0)) {
+    pipes->GetXDAPIResultPipe()->DisconnectPipe();
+    pipes->GetXDAPIResultPipe()->ClosePipe();
+  }
   if (!asked) KillBackend();  // nothing else tells its languages, and the blocks that it runs here
   myPipeSuit->stopMonitor(false);
   myPipeSuit->stopMonitor(true);

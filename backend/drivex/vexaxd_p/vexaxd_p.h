@@ -72,12 +72,12 @@ VEXA_API int SetVexaRunning(bool running);
 
 /* Sets a function that says whether to give up the wait of a call: asked about ten times a second, and after
  * each signal, with `context`, while the reply of a call is due (or its request does not go out), and only in
- * calls of the thread that set it. Once it returns other than 0 the call ends with 99124; what the backend was asked to do goes on
- * there, and its reply is read and dropped ahead of the next call, which so waits for it. The function must
- * not call this interface. A walk over the cases whose NextCase was given up cannot go on, since cases are
- * lost: each further step gives 99124 until the cursor is made anew. StopVexa after such a call waits a
- * second for the reply and then ends the backend all the same. HasProcedure is never given up. Null, the
- * default, takes the function back. */
+ * calls of the thread that set it. Once it returns other than 0 the call ends with 99124; what the backend
+ * was asked to do goes on there, and its reply is read and dropped ahead of the next call, which so waits for
+ * it. The function must not call this interface. A walk over the cases whose NextCase was given up cannot go
+ * on, since cases are lost: each further step gives 99124 until the cursor is made anew. StopVexa after such
+ * a call waits a second for the reply and then ends the backend all the same. HasProcedure is never given up.
+ * Null, the default, takes the function back. */
 VEXA_API void VexaSetInterruptCheck(int (*check)(void*), void* context);
 
 /* Asks the backend to end the thread that reads requests. Returns the code. Not guarded. */

@@ -2,6 +2,8 @@
 #ifndef FRAME_PROGRESS_H
 #define FRAME_PROGRESS_H
 
+#include <pthread.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -16,11 +18,14 @@ struct FrameProgress {
 // Of one endpoint; gone when it is closed.
 struct FrameDebt {
   bool Any() const { return broken || owed || !unsent.empty(); }
+  // Whether the calling thread is the one that left it.
+  bool IsMine() const { return (owed || !unsent.empty()) && pthread_equal(owner, pthread_self()) != 0; }
 
   bool broken = false;  // a frame was cut: what comes behind it cannot be told apart any more
   std::string unsent;   // the rest of a frame that was partly sent, to go ahead of the next one
   bool owed = false;    // a frame is still to come that nobody waits for, and has come as far as:
   FrameProgress progress;
+  pthread_t owner = {};  // the thread that gave the wait up
 };
 
 #endif

@@ -3,7 +3,11 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+
 #include "CleXDErrorCode.h"
+#include "engine_code.h"
 #include "msleep.h"
 #include "sendreceive.h"
 
@@ -30,20 +34,38 @@ bool ApiChannel::OpenReplies() {
   return replies->MakeBlocking() == 0;
 }
 
-bool ApiChannel::NextRequest(CleXDSmb& request, int wake) {
-  VexaPipe* const requests = pipes.GetXDAPIPipe();
-  // A fifo that no writer has opened yet would read as ended, while poll stays silent.
-  if (!peer_came || wake != -1) {
-    pollfd looks[] = {{requests->Descriptor(), POLLIN, 0}, {wake, POLLIN, 0}};
-    while (poll(looks, 2, -1) <= 0) {
-    }
-    if (looks[0].revents == 0) return false;
+// A fifo that no writer has opened yet would read as ended, while poll stays silent.
+bool ApiChannel::AwaitRequest(std::span<const int> ends, int milliseconds) {
+  pollfd looks[1 + kMostRuns] = {{pipes.GetXDAPIPipe()->Descriptor(), POLLIN, 0}};
+  pollfd* last = looks;
+  for (const int end : ends) *++last = {end, POLLIN, 0};
+  int found = 0;
+  do {
+    found = poll(looks, ends.size() + 1, milliseconds);
+  } while (found == -1 && errno == EINTR);
+  if (found <= 0) return false;
+  const auto over = [](const pollfd& look) { return look.revents != 0; };
+  const bool outer_over = last != looks && std::any_of(looks + 1, last, over);
+  return looks[0].revents != 0 && !outer_over;
+}
+
+bool ApiChannel::NextRequest(CleXDSmb& request, std::span<const int> ends, int milliseconds) {
+  if (!peer_came || !ends.empty()) {
+    if (!AwaitRequest(ends, milliseconds)) return false;
     peer_came = true;
   }
-  const int code = ReceiveData(requests, request);
+  const int code = ReceiveData(pipes.GetXDAPIPipe(), request);
   return code != CleXDErrorCode::kPeerClosed && code != CleXDErrorCode::kPipeFailed;
 }
 
 bool ApiChannel::Reply(CleXDSmb& reply) {
-  return OpenReplies() && SendData(pipes.GetXDAPIResultPipe(), reply) == 0;
+  if (!OpenReplies()) return false;
+  VexaPipe* const replies = pipes.GetXDAPIResultPipe();
+  if (SendData(replies, reply) == 0) return true;
+  int length = 0;
+  if (reply.GetSendBuf(length) != nullptr) return false;
+  CleXDSmb refusal;
+  refusal.SetCommandAction(reply.GetCommandAction());
+  refusal.SetErrorCode(engine_code::kNoRoom);
+  return SendData(replies, refusal) == 0;
 }

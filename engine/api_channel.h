@@ -4,8 +4,13 @@
 #ifndef API_CHANNEL_H
 #define API_CHANNEL_H
 
+#include <span>
+
 #include "CleXDSmb.h"
 #include "XPipes.h"
+
+// So many blocks may run within each other.
+inline constexpr std::size_t kMostRuns = 64;
 
 class ApiChannel {
  public:
@@ -16,12 +21,16 @@ class ApiChannel {
   // Opens the replies, where they are not open: as soon as the other side reads them. False when it never
   // will: the fifo or the other side is gone.
   bool OpenReplies();
-  // Waits for a request. False when the other side hung up, or when `wake`, a descriptor, can be read; -1 for
-  // none.
-  bool NextRequest(CleXDSmb& request, int wake = -1);
+  // Waits for a request. False when the other side hung up, or when one of the runs that `ends` are of is
+  // over; the last one is this level's own, and what it still asked for is served. Throws std::bad_alloc for
+  // a request that has come and does not fit into memory.
+  bool NextRequest(CleXDSmb& request, std::span<const int> ends = {}, int milliseconds = -1);
+  // A reply that is too large to be built becomes one that says so.
   bool Reply(CleXDSmb& reply);
 
  private:
+  bool AwaitRequest(std::span<const int> ends, int milliseconds);
+
   XPipes& pipes;
   bool peer_came = false;  // it has opened the fifo of the requests
 };

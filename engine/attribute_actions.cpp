@@ -29,10 +29,13 @@ template <class Owner>
 int Set(Owner& owner, Arguments& arguments) {
   const std::string* name = arguments.TakeText();
   if (name == nullptr || name->empty()) return engine_code::kBadRequest;
-  Attribute* attribute = FindAttribute(owner.attributes, *name);
-  if (attribute == nullptr) attribute = &owner.attributes.emplace_back(Attribute{*name, {}});
-  const auto values = arguments.List(0);
-  attribute->values.assign(values.begin(), values.end());
+  const auto texts = arguments.List(0);
+  std::vector<std::string> values(texts.begin(), texts.end());
+  if (Attribute* const attribute = FindAttribute(owner.attributes, *name)) {
+    attribute->values = std::move(values);
+  } else {
+    owner.attributes.push_back({*name, std::move(values)});
+  }
   return 0;
 }
 
@@ -53,9 +56,13 @@ int SetValue(Variable& variable, Arguments& arguments) {
   const std::size_t count = attribute != nullptr ? attribute->values.size() : 0;
   const auto at = static_cast<std::size_t>(*place);
   if (*place < 0 || at > count) return CleXDErrorCode::kIndexOutOfRange;
-  if (attribute == nullptr) attribute = &variable.attributes.emplace_back(Attribute{texts[0], {}});
-  if (at == count) attribute->values.emplace_back();
-  attribute->values[at] = texts[1];
+  if (attribute == nullptr) {
+    variable.attributes.push_back({texts[0], {texts[1]}});
+  } else if (at == count) {
+    attribute->values.push_back(texts[1]);
+  } else {
+    attribute->values[at] = texts[1];
+  }
   return 0;
 }
 

@@ -64,7 +64,7 @@ int NextBlock(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   const std::size_t count =
       std::min({static_cast<std::size_t>(wanted), room, cursor.cases - cursor.delivered});
   if (count > 0) {
-    reply.AllocVoidData(static_cast<int>(count * case_bytes));
+    AllocateBlock(reply, count * case_bytes);
     const std::size_t cases_at_once = cursor.case_units == data.CaseUnits() ? count : 1;
     for (std::size_t i = 0; i < count; i += cases_at_once) {
       reply.SaveDataIntoVoidData(data.Case(cursor.delivered + i),

@@ -96,9 +96,9 @@ int WholeCase(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   const std::optional<int> row = arguments.TakeLong();
   if (!row) return engine_code::kBadRequest;
   if (!IsRow(dataset, *row)) return CleXDErrorCode::kRowOutOfRange;
-  const auto bytes = static_cast<int>(dataset.CaseBytes());
-  reply.AllocVoidData(bytes);
-  reply.SaveDataIntoVoidData(dataset.Case(static_cast<std::size_t>(*row)), bytes);
+  AllocateBlock(reply, dataset.CaseBytes());
+  reply.SaveDataIntoVoidData(dataset.Case(static_cast<std::size_t>(*row)),
+                             static_cast<int>(dataset.CaseBytes()));
   return 0;
 }
 

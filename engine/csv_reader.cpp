@@ -102,14 +102,12 @@ std::vector<Column> ReadHeader(CsvRows& rows) {
   Fields fields;
   if (!rows.Next(fields)) rows.Fail("there is no header row");
   std::vector<Column> columns;
+  FoldedNames names;
   for (const std::string_view field : fields) {
     const std::string name(Trimmed(field));
     if (name.empty()) rows.Fail("a column has no name");
     if (name.size() > kMaxNameBytes) rows.Fail("the name " + name + " is longer than 64 bytes");
-    if (std::any_of(columns.begin(), columns.end(),
-                    [&](const Column& c) { return SameName(c.name, name); })) {
-      rows.Fail("the name " + name + " stands twice");
-    }
+    if (!names.insert(Folded(name)).second) rows.Fail("the name " + name + " stands twice");
     columns.push_back({name});
   }
   return columns;

@@ -36,6 +36,7 @@ int EnterDataset(Session& session, CleXDSmb& request, CleXDSmb&) {
   const bool is_new = dataset == nullptr;
   if (is_new) {
     if (JudgeName(*name) != NameVerdict::Good) return engine_code::kBadName;
+    datasets.ReserveStep();
     dataset = &datasets.Add(*name);
   }
   datasets.EnterStep(*dataset, is_new && LongArgument(request, 0).value_or(0) != 0);
@@ -81,13 +82,11 @@ int Copy(Session& session, Texts names, CleXDSmb&) {
   if (source == nullptr) return CleXDErrorCode::kUnknownDataset;
   if (target == source || (target == &session.Data() && session.cursor)) return engine_code::kBadName;
   if (datasets.FindInStep(names[1]) != nullptr) return engine_code::kStepOpen;
-  if (target == nullptr) {
-    if (JudgeName(names[1]) != NameVerdict::Good) return engine_code::kBadName;
-    target = &datasets.Add(names[1]);
-  }
-  std::string name = std::move(target->name);
-  *target = *source;
-  target->name = std::move(name);
+  if (target == nullptr && JudgeName(names[1]) != NameVerdict::Good) return engine_code::kBadName;
+  Dataset copy = *source;
+  if (target == nullptr) target = &datasets.Add(names[1]);
+  copy.name = std::move(target->name);
+  *target = std::move(copy);
   return 0;
 }
 
@@ -150,8 +149,9 @@ int DeleteVariable(Dataset& dataset, Arguments& arguments) {
   const std::string name = variables[static_cast<std::size_t>(index)].name;
   variables.erase(variables.begin() + Offset(index));
   sources.erase(sources.begin() + Offset(index));
-  dataset.NameChanged(name, "");
-  return Arrange(dataset, std::move(variables), sources);
+  const int code = Arrange(dataset, std::move(variables), sources);
+  if (code == 0) dataset.NameChanged(name, "");
+  return code;
 }
 
 // Its values are converted. What was said of a number makes no sense of a text, and the other way round.
@@ -220,8 +220,9 @@ int SetName(Dataset& dataset, Arguments& arguments) {
   if (JudgeName(*name) != NameVerdict::Good || (other != nullptr && other != &variable)) {
     return engine_code::kBadName;
   }
+  std::string new_name = *name;
   dataset.NameChanged(variable.name, *name);
-  variable.name = *name;
+  variable.name = std::move(new_name);
   return 0;
 }
 

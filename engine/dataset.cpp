@@ -149,10 +149,14 @@ void Dataset::NameChanged(const std::string& old_name, const std::string& new_na
     }
     std::erase(names, "");
   };
-  change(splits);
-  for (ResponseSet& set : response_sets) change(set.members);
-  std::erase_if(response_sets, [](const ResponseSet& set) { return set.members.empty(); });
+  std::vector<std::string> new_splits = splits;
+  change(new_splits);
+  std::vector<ResponseSet> new_sets = response_sets;
+  for (ResponseSet& set : new_sets) change(set.members);
+  std::erase_if(new_sets, [](const ResponseSet& set) { return set.members.empty(); });
   if (SameName(weight, old_name)) weight = new_name;
+  splits = std::move(new_splits);
+  response_sets = std::move(new_sets);
 }
 
 void Dataset::ResizeCases(std::size_t count) {

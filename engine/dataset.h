@@ -140,7 +140,7 @@ class Dataset {
   // Values of new variables are missing; of those with another type they are converted. False when a case
   // would be too long.
   bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources);
-  // After a variable's name has changed, or the variable is gone: an empty new name.
+  // When a variable's name changes, or the variable is gone: an empty new name. An exception changes nothing.
   void NameChanged(const std::string& old_name, const std::string& new_name);
 
   // Makes room for that many cases; Case() then gives the place of each. New ones are zero.

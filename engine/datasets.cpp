@@ -47,8 +47,8 @@ std::string Datasets::NewName() const {
 }
 
 void Datasets::OpenStep() {
-  step_open = true;
   before = All();
+  step_open = true;
 }
 
 void Datasets::CloseStep() {
@@ -62,7 +62,13 @@ void Datasets::CloseStep() {
   only_for_step.clear();
 }
 
+void Datasets::ReserveStep() {
+  step.reserve(step.size() + 1);
+  only_for_step.reserve(only_for_step.size() + 1);
+}
+
 void Datasets::EnterStep(Dataset& dataset, bool temporary) {
+  ReserveStep();
   if (std::find(step.begin(), step.end(), &dataset) == step.end()) step.push_back(&dataset);
   if (temporary) only_for_step.push_back(&dataset);
 }

@@ -31,6 +31,8 @@ class Datasets {
   void OpenStep();
   // Datasets that were only for the step go, unless one of them is active.
   void CloseStep();
+  // After ReserveStep the next EnterStep needs no memory.
+  void ReserveStep();
   void EnterStep(Dataset& dataset, bool temporary);
   void LeaveStep(const Dataset& dataset);
   Dataset* FindInStep(std::string_view name);

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <mutex>
 #include <stop_token>
+#include <system_error>
 
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
@@ -65,14 +66,19 @@ XPipes& OpenSession(const std::string& directory, const std::string& id, const s
 
 }  // namespace
 
-DriverLink::DriverLink(const std::string& directory, const std::string& id, const std::string& xname)
-    : channel(OpenSession(directory, id, xname)) {
-  watch = std::jthread(WatchDriver, FindDriver(id), directory, id);
+DriverLink::DriverLink(const std::string& directory, const std::string& driver, const std::string& xname)
+    : fifos(directory), id(driver), channel(OpenSession(directory, driver, xname)) {
+  try {
+    watch = std::jthread(WatchDriver, FindDriver(id), fifos, id);
+  } catch (const std::system_error&) {  // told in the first message
+  }
 }
 
+// By their names: also those that a language left here when it died, or never came to open.
 DriverLink::~DriverLink() {
-  watch = {};
+  if (watch.joinable()) watch = {};
   FinalizeDXGlobal();
+  RemoveFifosOf(fifos, id);
 }
 
 bool DriverLink::Report(int code) {

@@ -1,5 +1,5 @@
 // The engine's line to the process that drives it: the channel of the first nesting level and the first
-// message on it, which tells how the start went. When the link goes, the fifos go.
+// message on it, which tells how the start went. When the link goes, all fifos of the session go.
 //
 // The engine must not outlive its driver, and a blocked read or write can: a fork of a driver that died holds
 // the fifos open. So a thread looks from time to time whether the driver is still the parent of this process.
@@ -15,17 +15,20 @@
 class DriverLink {
  public:
   // Directory of the fifos with its final "/", the driver's process id in hexadecimal, the language's name.
-  DriverLink(const std::string& directory, const std::string& id, const std::string& xname);
+  DriverLink(const std::string& directory, const std::string& driver, const std::string& xname);
   DriverLink(const DriverLink&) = delete;
   DriverLink& operator=(const DriverLink&) = delete;
   ~DriverLink();
 
+  // False when nobody can watch the driver: there was no thread for it.
+  bool Watches() const { return watch.joinable(); }
   // Waits until the driver reads its replies, and sends the first message. False when there is no way to send
   // it.
   bool Report(int code);
   ApiChannel& Channel() { return channel; }
 
  private:
+  const std::string fifos, id;  // the directory, the driver's process
   ApiChannel channel;
   std::jthread watch;
 };

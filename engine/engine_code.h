@@ -43,6 +43,8 @@ inline constexpr int kNoTempFile = 2048;
 inline constexpr int kNoLanguage = 2049;
 inline constexpr int kNotDone = 2050;
 inline constexpr int kLanguageBusy = 2051;
+inline constexpr int kNoRoom = 2052;
+inline constexpr int kAbandoned = 2053;
 
 }  // namespace engine_code
 

@@ -32,7 +32,7 @@ class JavaBlock {
   // Puts into the environment of the process where it finds the engine: the id of the session's fifos and the
   // nesting level.
   void TellLevel(int level);
-  StatisticsX& Runtime() { return runtime; }
+  OutpStatisticsX& Runtime() { return runtime; }
 
  private:
   XConfigOptions* options;

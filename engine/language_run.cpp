@@ -1,15 +1,22 @@
 #include "language_run.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <span>
+#include <system_error>
 #include <thread>
 
 #include "CleXDErrorCode.h"
 #include "OutpStatisticsX.h"
 #include "VexaDXConfigReader.h"
 #include "XManager.h"
+#include "descriptor.h"
 #include "drivex.h"
 #include "dxglobals.h"
 #include "java_block.h"
@@ -21,22 +28,25 @@ namespace {
 
 constexpr int kOnThisMachine = 1;
 constexpr const char* kR = "R";
-constexpr int kEndLooks = 100;
+constexpr std::chrono::seconds kEndTime{1};
 constexpr unsigned int kEndPause = 10;  // milliseconds
+// What a run that nobody waits for any more may take to notice that: three within each other have ended
+// within a second.
+constexpr std::chrono::milliseconds kAbandonedGrace{200};
+// What a run needs at most until its process is there: the bell, the pipes of the level, the command channel,
+// a socket or the pipes of R, and both ends of what goes to the process.
+constexpr int kDescriptorsOfRun = 16;
 
-// Becomes readable when something is over.
-class Bell {
- public:
-  Bell() : descriptor(eventfd(0, EFD_CLOEXEC)) {}
-  Bell(const Bell&) = delete;
-  Bell& operator=(const Bell&) = delete;
-  ~Bell() { close(descriptor); }
-  void Ring() const { eventfd_write(descriptor, 1); }
-  int Descriptor() const { return descriptor; }
-
- private:
-  int descriptor;
-};
+// Asked ahead of a run: short of descriptors in the middle of its start, its process could not be told apart
+// from one that is there.
+bool DescriptorsAreThere() {
+  std::vector<Descriptor> taken;
+  for (int i = 0; i < kDescriptorsOfRun; ++i) {
+    taken.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (taken.back().Number() == -1) return false;
+  }
+  return true;
+}
 
 bool DriverHosts(const Session& session, const std::string& language) {
   return session.driver_channel && language == session.driver_language;
@@ -46,7 +56,7 @@ bool DriverHosts(const Session& session, const std::string& language) {
 OutpStatisticsX* RuntimeOf(Session& session, const std::string& language, XConfigOptions* options) {
   XManager* const manager = GetXManager();
   if (auto* const runtime = dynamic_cast<OutpStatisticsX*>(manager->getStatisticsX(language))) {
-    const bool in_use = session.depth > 0;  // maybe by a block around this one
+    const bool in_use = !session.run_ends.empty();  // maybe by a block around this one
     if (in_use || !runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
     session.output.Post(language + " has ended, and what its blocks left there is gone.\n");
     manager->destoryStatisticsX(language);
@@ -60,15 +70,15 @@ OutpStatisticsX* RuntimeOf(Session& session, const std::string& language, XConfi
 // What the session knows of a block while it runs.
 class RunningBlock {
  public:
-  RunningBlock(Session& of_session, bool of_driver)
+  RunningBlock(Session& of_session, bool of_driver, int end)
       : session(of_session), outer_x_drives(of_session.x_drives) {
-    ++session.depth;
+    session.run_ends.push_back(end);
     session.x_drives = of_driver;
   }
   RunningBlock(const RunningBlock&) = delete;
   RunningBlock& operator=(const RunningBlock&) = delete;
   ~RunningBlock() {
-    --session.depth;
+    session.run_ends.pop_back();
     session.x_drives = outer_x_drives;
   }
 
@@ -77,31 +87,85 @@ class RunningBlock {
   bool outer_x_drives;
 };
 
-DriveX* OpenLevel(const std::string& language, StatisticsX* runtime, XConfigOptions* options,
-                  std::vector<std::string>& lines) {
-  auto* const driver = new DriveX(language, runtime, options);
-  GetXManager()->addVexaDX(driver);  // which opens the level
-  driver->setSyntax(lines);
-  return driver;
-}
+// A driver on a nesting level of its own, which goes with it.
+class OpenLevel {
+ public:
+  OpenLevel(const std::string& language, StatisticsX* runtime, XConfigOptions* options,
+            std::vector<std::string>& lines)
+      : driver(new DriveX(language, runtime, options)) {
+    GetXManager()->addVexaDX(driver);  // which opens the level
+    driver->setSyntax(lines);
+  }
+  OpenLevel(const OpenLevel&) = delete;
+  OpenLevel& operator=(const OpenLevel&) = delete;
+  ~OpenLevel() { GetXManager()->destoryVexaDX(driver); }
+  DriveX& Driver() const { return *driver; }
+
+ private:
+  DriveX* driver;  // the manager's
+};
 
 struct Outcome {
   int code = engine_code::kNoConnection;
   bool said_done = false;  // the process did, over the client interface
 };
 
+int Invoke(DriveX& driver) {
+  try {
+    return driver.invokeX();
+  } catch (const std::exception&) {
+    return engine_code::kNoRoom;
+  }
+}
+
+// Whether the innermost run is over, waited for as long as those around it are not.
+bool AwaitOver(std::span<const int> run_ends, int milliseconds = -1) {
+  pollfd looks[kMostRuns] = {};
+  std::transform(run_ends.begin(), run_ends.end(), looks, [](int end) { return pollfd{end, POLLIN, 0}; });
+  while (poll(looks, run_ends.size(), milliseconds) == -1 && errno == EINTR) {
+  }
+  return looks[run_ends.size() - 1].revents != 0;
+}
+
+// Nobody waits for the run any more: all that it asks for is refused, and soon its process goes. One that the
+// driver hosts is waited for, as the driver is busy with it and on its level until then.
+void Abandon(Session& session, ApiChannel& channel, OutpStatisticsX& runtime, bool of_driver) {
+  const auto end = std::chrono::steady_clock::now() + kAbandonedGrace;
+  const auto left = [end, of_driver] {
+    const auto time = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    return of_driver ? -1 : static_cast<int>(std::max<long>(time.count(), 0));
+  };
+  const auto over = std::span(session.run_ends).last(1);
+  CleXDSmb request;
+  while (channel.NextRequest(request, over, left())) {
+    CleXDSmb refusal;
+    refusal.SetCommandAction(request.GetCommandAction());
+    refusal.SetErrorCode(engine_code::kAbandoned);
+    if (!channel.Reply(refusal)) break;
+  }
+  if (AwaitOver(over, left())) return;
+  runtime.GiveUp();
+}
+
 // Runs the driver's block and serves its level meanwhile.
-Outcome Drive(Session& session, DriveX& driver, bool of_driver) {
+Outcome Drive(Session& session, DriveX& driver, OutpStatisticsX& runtime, bool of_driver) {
   Outcome outcome;
   ApiChannel channel(*GetXPipeManager()->getPipeSuit(driver.XName())->getXPipes());
   if (!channel.Listen()) return outcome;
-  const RunningBlock running(session, of_driver);
-  const Bell over;
-  std::jthread run([&] {
-    outcome.code = driver.invokeX();
-    over.Ring();
-  });
-  outcome.said_done = Serve(session, channel, over.Descriptor());
+  const Descriptor over(eventfd(0, EFD_CLOEXEC));
+  const RunningBlock running(session, of_driver, over.Number());
+  std::jthread run;
+  try {
+    run = std::jthread([&] {
+      outcome.code = Invoke(driver);
+      eventfd_write(over.Number(), 1);
+    });
+  } catch (const std::system_error&) {
+    outcome.code = engine_code::kNoRoom;
+    return outcome;
+  }
+  outcome.said_done = Serve(session, channel);
+  if (session.ended || !AwaitOver(session.run_ends)) Abandon(session, channel, runtime, of_driver);
   run.join();
   return outcome;
 }
@@ -110,10 +174,12 @@ Outcome Drive(Session& session, DriveX& driver, bool of_driver) {
 int RunJava(Session& session, XConfigOptions* options, std::vector<std::string>& lines) {
   JavaBlock block(options);
   if (!block.Fill(lines)) return engine_code::kBadCommand;
-  DriveX* const driver = OpenLevel(kJavaExtension, &block.Runtime(), options, lines);
-  block.TellLevel(driver->getIndex());
-  const Outcome outcome = Drive(session, *driver, false);
-  GetXManager()->destoryVexaDX(driver);
+  Outcome outcome;
+  {
+    const OpenLevel level(kJavaExtension, &block.Runtime(), options, lines);
+    block.TellLevel(level.Driver().getIndex());
+    outcome = Drive(session, level.Driver(), block.Runtime(), false);
+  }
   if (GetXPipeManager()->getPipeSuit(kJavaExtension)->getIndex() < 0)
     GetXPipeManager()->removePipeSuit(kJavaExtension);  // its pipes lead to nobody
   if (outcome.code == 0 && !outcome.said_done) return engine_code::kNotDone;
@@ -124,7 +190,9 @@ int RunJava(Session& session, XConfigOptions* options, std::vector<std::string>&
 void AwaitEnd(OutpStatisticsX& runtime, int code) {
   const bool pipes_gone = code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed ||
                           code == CleXDErrorCode::kProcessNotAlive;
-  for (int look = 0; pipes_gone && look < kEndLooks && runtime.isXProcessActive(); ++look) msleep(kEndPause);
+  const auto end = std::chrono::steady_clock::now() + kEndTime;
+  while (pipes_gone && std::chrono::steady_clock::now() < end && runtime.isXProcessActive())
+    msleep(kEndPause);
 }
 
 // R reads lines where it prompts for them, and so none while it runs one: it would wait for the end of the
@@ -140,23 +208,26 @@ int RunBlock(Session& session, const std::string& language, std::vector<std::str
   if (!configuration->IsSupportLanguage(language)) return engine_code::kNoLanguage;
   session.languages.insert(language);
   XConfigOptions* const options = configuration->GetOptions(language);
+  if (session.run_ends.size() == kMostRuns || !DescriptorsAreThere()) return engine_code::kNoRoom;
   if (language == kJavaExtension) return RunJava(session, options, lines);
   if (CannotNest(language)) return engine_code::kLanguageBusy;
   OutpStatisticsX* const runtime = RuntimeOf(session, language, options);
-  DriveX* const driver = OpenLevel(language, runtime, options, lines);
   const bool of_driver = DriverHosts(session, language);
-  const int code = Drive(session, *driver, of_driver).code;
-  GetXManager()->destoryVexaDX(driver);
+  const OpenLevel level(language, runtime, options, lines);
+  const int code = Drive(session, level.Driver(), *runtime, of_driver).code;
   if (!of_driver) AwaitEnd(*runtime, code);
   return code;
 }
 
 // The driver may kill this process once it was answered, so the fifos of the languages go here; those of a
-// process that has died are nobody else's to remove.
+// process that has died are nobody else's to remove. Runs that are under way use their languages, and take
+// them along when they are abandoned.
 void StopLanguages(const Session& session) {
-  GetXManager()->stopX();
-  for (const std::string& language : session.languages) {
-    if (!DriverHosts(session, language)) GetXPipeManager()->removePipeSuit(language);
+  if (session.run_ends.empty()) {
+    GetXManager()->stopX();
+    for (const std::string& language : session.languages) {
+      if (!DriverHosts(session, language)) GetXPipeManager()->removePipeSuit(language);
+    }
   }
   if (!session.driver_channel) return;
   GetXPipeManager()

@@ -1,10 +1,11 @@
 // vexaengine DIRECTORY ID XNAME OPTIONS: the practice engine. Loads its data, tells the driver how that went,
 // and serves its requests until the driver ends the session or goes away.
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <new>
+#include <exception>
 
 #include "VexaDXConfigReader.h"
 #include "csv_reader.h"
@@ -40,17 +41,25 @@ int Prepare(const char* text, Session& session) {
     }
   } catch (const StartFailure& failure) {
     return refuse(failure.code, failure.what());
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     return refuse(engine_code::kUnreadable, "the data do not fit into memory");
   }
   return 0;
+}
+
+bool WriteLast(Session& session) {
+  try {
+    return session.output_written || session.output.Write();
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 // A driver that can be handed lines of its language has made its fifo of the channel by now.
 bool HasChannel(const std::string& xname) {
   const std::string prefix = GetXPipeManager()->getPipeSuit(xname)->getPipeNamePrefix();
   return VexaDXConfigReader::GetInstance()->IsSupportLanguage(xname) &&
-         std::filesystem::exists(prefix + "_s");
+         access((prefix + "_s").c_str(), F_OK) == 0;
 }
 
 }  // namespace
@@ -66,10 +75,10 @@ int main(int argc, char** argv) {
   Session session;
   session.driver_language = argv[3];
   session.driver_channel = HasChannel(argv[3]);
-  const int code = Prepare(argv[4], session);
+  const int code = link.Watches() ? Prepare(argv[4], session) : engine_code::kNoRoom;
   if (code == 0 && !link.Channel().Listen()) return EXIT_FAILURE;
   if (!link.Report(code) || code != 0) return EXIT_FAILURE;
   Serve(session, link.Channel());
   // Once the driver was answered that all is over, it may kill the engine in the middle of a file.
-  return session.output_written || session.output.Write() ? EXIT_SUCCESS : EXIT_FAILURE;
+  return WriteLast(session) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

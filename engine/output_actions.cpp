@@ -55,10 +55,8 @@ int AddTextBlock(Session& session, CleXDSmb& request, CleXDSmb&) {
   const auto& texts = request.GetStringDataRef().Values();
   const int skip = LongArgument(request, 0).value_or(-1);
   if (texts.size() != 3 || skip < 0 || skip > kMostBlankLines) return engine_code::kBadRequest;
-  pugi::xml_node block = session.output.Add("textBlock", texts[2]);
-  SetAttribute(block, "outline", texts[0]);
-  SetAttribute(block, "title", texts[1]);
-  block.append_attribute("skip") = skip;
+  session.output.Add("textBlock", texts[2],
+                     {{"outline", texts[0]}, {"title", texts[1]}, {"skip", std::to_string(skip)}});
   return 0;
 }
 
@@ -69,18 +67,18 @@ int ChangeSplit(Session& session, Texts texts, CleXDSmb&) {
 
 // For the graphics that follow.
 int LabelGraphics(Session& session, Texts texts, CleXDSmb&) {
-  session.graphics_title = texts[0];
+  std::string title = texts[0];
   session.graphics_label = texts[1];
+  session.graphics_title = std::move(title);
   return 0;
 }
 
 // A file of the driver's. It is shown from where it lies.
 int TakeGraphic(Session& session, Texts texts, CleXDSmb&) {
   if (access(texts[0].c_str(), R_OK) != 0) return engine_code::kUnreadable;
-  pugi::xml_node graphic = session.output.Add("graphic");
-  SetAttribute(graphic, "file", texts[0]);
-  SetAttribute(graphic, "title", session.graphics_title);
-  SetAttribute(graphic, "label", session.graphics_label);
+  session.output.Add(
+      "graphic", {},
+      {{"file", texts[0]}, {"title", session.graphics_title}, {"label", session.graphics_label}});
   return 0;
 }
 

@@ -1,33 +1,73 @@
 #include "output_document.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
+#include <new>
 
 #include "output_page.h"
 
+namespace {
+
+// The XML library goes on without what it gets no memory for.
+thread_local bool xml_ran_out = false;
+
+void* AllocateXml(std::size_t size) {
+  void* const memory = std::malloc(size);
+  xml_ran_out = xml_ran_out || memory == nullptr;
+  return memory;
+}
+
+// Ahead of the first document.
+[[maybe_unused]] const bool allocation_is_watched = [] {
+  pugi::set_memory_management_functions(AllocateXml, std::free);
+  return true;
+}();
+
+}  // namespace
+
+bool XmlRanOut() { return std::exchange(xml_ran_out, false); }
+
+// An entry that could not be made as a whole is none.
+template <class Fill>
+pugi::xml_node OutputDocument::Append(const char* element, Fill fill) {
+  pugi::xml_node parent = place;
+  pugi::xml_node node = parent.append_child(element);
+  const auto fail = [&] { parent.remove_child(node); };
+  try {
+    fill(node);
+  } catch (...) {
+    fail();
+    throw;
+  }
+  if (!XmlRanOut()) return node;
+  fail();
+  throw std::bad_alloc();
+}
+
 void OutputDocument::ClosePost() {
-  if (!posted.empty()) SetText(place.append_child("text"), posted);
+  if (!posted.empty()) Append("text", [this](pugi::xml_node node) { SetText(node, posted); });
   posted.clear();
 }
 
-pugi::xml_node OutputDocument::Add(const char* element, const std::string& text) {
+pugi::xml_node OutputDocument::Add(const char* element, const std::string& text,
+                                   const Attributes& attributes) {
   ClosePost();
-  pugi::xml_node node = place.append_child(element);
-  if (!text.empty()) SetText(node, text);
-  return node;
+  return Append(element, [&](pugi::xml_node node) {
+    if (!text.empty()) SetText(node, text);
+    for (const auto& [name, value] : attributes) SetAttribute(node, name, value);
+  });
 }
 
 std::string OutputDocument::Submit(const std::string& command) {
-  std::string text = std::move(parts) + command;
-  parts.clear();
+  std::string text = parts + command;
   Add("command", text);
+  parts.clear();
   return text;
 }
 
 void OutputDocument::StartProcedure(const std::string& name, const std::string& title) {
-  place = Add("procedure");
-  SetAttribute(place, "name", name);
-  SetAttribute(place, "title", title);
+  place = Add("procedure", {}, {{"name", name}, {"title", title}});
 }
 
 void OutputDocument::EndProcedure() {
@@ -36,20 +76,28 @@ void OutputDocument::EndProcedure() {
 }
 
 void OutputDocument::ChangeSplit(const std::string& text) {
-  split = text;
+  std::string named = text;
   Add("split", text);
+  split = std::move(named);
 }
 
 PivotTable& OutputDocument::StartTable(std::span<const std::string> texts, bool flag) {
-  PivotTable& table = tables.emplace_back();
+  PivotTable table;
   table.outline = texts[0];
   table.type = texts[1];
   table.title = texts[2];
   table.of_split = flag;
   if (flag) table.split = split;
-  elements.push_back(Add("pivotTable"));
-  recent = &table;
-  return table;
+  if (elements.size() == elements.capacity()) elements.reserve(2 * elements.size() + 1);
+  tables.push_back(std::move(table));
+  try {
+    elements.push_back(Add("pivotTable"));
+  } catch (...) {
+    tables.pop_back();
+    throw;
+  }
+  recent = &tables.back();
+  return *recent;
 }
 
 PivotTable* OutputDocument::FindTable(std::span<const std::string> texts, bool flag) {

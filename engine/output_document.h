@@ -13,21 +13,29 @@
 #define OUTPUT_DOCUMENT_H
 
 #include <deque>
+#include <initializer_list>
 #include <pugixml.hpp>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pivot_table.h"
 
+// Whether memory has run out in a document since this was asked last: something is missing there then.
+bool XmlRanOut();
+
+// A change that throws has not been made.
 class OutputDocument {
  public:
+  using Attributes = std::initializer_list<std::pair<const char*, const std::string&>>;
+
   std::string files;  // in front of ".txt" and ".html"; empty when the document is not written
 
   OutputDocument() : place(xml.append_child("output")) {}
 
-  // Adds an element with this text.
-  pugi::xml_node Add(const char* element, const std::string& text = {});
+  // Adds an element with this text and these attributes.
+  pugi::xml_node Add(const char* element, const std::string& text = {}, const Attributes& attributes = {});
   // Texts that are posted one behind the other are one text, until the document is looked at.
   void Post(const std::string& text) { posted += text; }
   // The parts and the command that closes them are one entry, a line each. It comes back as one text.
@@ -50,6 +58,8 @@ class OutputDocument {
   bool Write();
 
  private:
+  template <class Fill>
+  pugi::xml_node Append(const char* element, Fill fill);
   void ClosePost();
 
   pugi::xml_document xml;

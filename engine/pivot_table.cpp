@@ -35,6 +35,8 @@ void WriteDimension(pugi::xml_node node, const Dimension& dimension) {
 
 void Dimension::Name(Value category) {
   const std::string key = std::string(category.kind) + '\0' + category.variable + '\0' + category.Said();
+  // Ahead of the entry: what it leads to must be there.
+  if (categories.size() == categories.capacity()) categories.reserve(2 * categories.size() + 1);
   const auto [entry, is_new] = known.try_emplace(key, static_cast<int>(categories.size()));
   if (is_new) categories.push_back(std::move(category));
   current = entry->second;
@@ -58,6 +60,7 @@ const PivotTable::Coordinates* PivotTable::Here() {
 }
 
 void PivotTable::Annotate(Notes& notes, const std::string& footnote) {
+  notes.reserve(notes.size() + 1);
   const auto found = std::find(footnotes.begin(), footnotes.end(), footnote);
   const auto number = static_cast<std::size_t>(found - footnotes.begin());
   if (found == footnotes.end()) footnotes.push_back(footnote);

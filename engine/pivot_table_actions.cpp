@@ -6,6 +6,7 @@
 
 namespace {
 
+constexpr int kMostWidth = 32767;  // of a column, in characters: each row of it is written out
 constexpr std::size_t kTableTexts = 3;
 constexpr std::size_t kDimensionTexts = kTableTexts + 1;
 constexpr std::size_t kTableLongs = 1;
@@ -82,8 +83,9 @@ int SetCaption(TableCall& call) {
 }
 
 int AddCaptionFootnote(TableCall& call) {
-  SetCaption(call);
+  std::string caption = call.texts[0];
   call.table.Annotate(call.table.caption_notes, call.texts[1]);
+  call.table.caption = std::move(caption);
   return 0;
 }
 
@@ -95,7 +97,7 @@ int AddTableFootnote(TableCall& call) {
 
 template <int PivotTable::*width>
 int SetWidth(TableCall& call) {
-  if (call.longs[0] < 1) return engine_code::kBadRequest;
+  if (call.longs[0] < 1 || call.longs[0] > kMostWidth) return engine_code::kBadRequest;
   call.table.*width = call.longs[0];
   return 0;
 }
@@ -113,12 +115,13 @@ int AddDimension(Session& session, CleXDSmb& request, CleXDSmb&) {
   if (!is_place || !table->cells.empty() || table->Find(texts[3], longs[1], longs[2]) != nullptr) {
     return engine_code::kBadDimension;
   }
-  Dimension& dimension = table->dimensions.emplace_back();
+  Dimension dimension;
   dimension.name = texts[3];
   dimension.place = static_cast<Place>(longs[1]);
   dimension.position = longs[2];
   dimension.hide_name = longs[3] != 0;
   dimension.hide_labels = longs[4] != 0;
+  table->dimensions.push_back(std::move(dimension));
   return 0;
 }
 
@@ -195,9 +198,11 @@ template <ValueMaker make>
 int SetCell(TableCall& call) {
   const PivotTable::Coordinates* here = call.table.Here();
   if (here == nullptr) return engine_code::kNoCategory;
-  const auto [cell, is_new] = call.table.cells.try_emplace(*here);
-  const int code = make(call, cell->second);
-  if (code != 0 && is_new) call.table.cells.erase(cell);
+  const auto cell = call.table.cells.find(*here);
+  if (cell != call.table.cells.end()) return make(call, cell->second);
+  Value value;
+  const int code = make(call, value);
+  if (code == 0) call.table.cells.emplace(*here, std::move(value));
   return code;
 }
 

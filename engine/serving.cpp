@@ -1,18 +1,24 @@
 #include "serving.h"
 
 #include <memory>
+#include <new>
 
-bool Serve(Session& session, ApiChannel& channel, int wake) {
+bool Serve(Session& session, ApiChannel& channel) {
   CleXDSmb request;
   CleXDSmb reply;
-  const bool first_level = wake == -1;
+  const bool first_level = session.run_ends.empty();
   while (!session.ended) {
     request.CleanUp();
     request.SetCommandAction(Action::None);  // what a broken frame would leave from the last one
     reply.CleanUp();
-    if (!channel.NextRequest(request, wake)) return false;
+    bool wanted = true;
+    try {
+      if (!channel.NextRequest(request, session.run_ends)) return false;
+      wanted = session.Serve(request, reply);
+    } catch (const std::bad_alloc&) {
+      reply.SetErrorCode(engine_code::kNoRoom);
+    }
     const Action action = request.GetCommandAction();
-    const bool wanted = session.Serve(request, reply);
     const std::unique_ptr<char[]> image(reply.GetBinaryData());  // a block never frees its binary string
     session.log.Note(action, reply.GetErrorCode());
     if (wanted && !channel.Reply(reply)) return false;

@@ -5,8 +5,8 @@
 #include "api_channel.h"
 #include "session.h"
 
-// Until the session ends, the other side says that it is done with this level or hangs up, or `wake`, a
-// descriptor, can be read; -1 for none. Whether it said so.
-bool Serve(Session& session, ApiChannel& channel, int wake = -1);
+// Until the session ends, the other side says that it is done with this level or hangs up, or a block that is
+// running is over: this level's own or one around it. Whether the other side said so.
+bool Serve(Session& session, ApiChannel& channel);
 
 #endif

@@ -1,5 +1,7 @@
 #include "session.h"
 
+#include <exception>
+#include <new>
 #include <unordered_map>
 
 #include "arguments.h"
@@ -74,6 +76,12 @@ const std::string* TextArgument(CleXDSmb& request, std::size_t index) {
   return index < values.size() ? &values[index] : nullptr;
 }
 
+void AllocateBlock(CleXDSmb& reply, std::size_t bytes) {
+  reply.AllocVoidData(static_cast<int>(bytes));
+  int length = 0;
+  if (reply.GetVoidData(length) == nullptr) throw std::bad_alloc();
+}
+
 Variable* VariableAt(Session& session, std::optional<int> index) {
   return At(session.Data(), index.value_or(-1));
 }
@@ -107,6 +115,18 @@ Selected NamedVariable(Session& session, Arguments& arguments) {
   return {variable != nullptr ? 0 : engine_code::kUnknownName, &session.Data(), variable};
 }
 
+// What a handler throws says that memory, threads or descriptors have run out; it has changed nothing then.
+int Session::Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply) {
+  try {
+    const int code = handler(*this, request, reply);
+    if (!XmlRanOut()) return code;
+  } catch (const std::exception&) {
+  }
+  delete[] reply.GetBinaryData();  // a block never frees its binary string
+  reply.CleanUp();
+  return engine_code::kNoRoom;
+}
+
 bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
   static const ActionTable table = MakeTable();
   if (IsGoodbye(request)) {
@@ -114,8 +134,8 @@ bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
     return false;
   }
   const auto found = table.find(request.GetCommandAction());
+  const int code = found != table.end() ? Handle(found->second, request, reply) : engine_code::kUnknownAction;
   reply.SetCommandAction(request.GetCommandAction());
-  reply.SetErrorCode(found != table.end() ? found->second(*this, request, reply)
-                                          : engine_code::kUnknownAction);
+  reply.SetErrorCode(code);
   return true;
 }

@@ -59,6 +59,10 @@ struct Settings {
   std::string host_copyright = "The practice engine of libvexaxd_p";
 };
 
+struct Session;
+// Reads its arguments out of the request and puts its results into the reply; returns the reply's code.
+using Handler = int (*)(Session&, CleXDSmb& request, CleXDSmb& reply);
+
 struct Session {
   Options options;
   Datasets datasets;
@@ -76,7 +80,9 @@ struct Session {
   std::string driver_language;
   bool driver_channel = false;      // the driver can be handed lines of its language
   std::set<std::string> languages;  // that blocks have come for
-  int depth = 0;                    // blocks that are running, each within the one before
+  // Of the blocks that are running, each within the one before: a descriptor that can be read when it is
+  // over.
+  std::vector<int> run_ends;
   bool x_drives = true;         // requests come from the driver, not from a process that the engine started
   bool output_written = false;  // for the last time
   bool ended = false;           // the driver said so
@@ -84,10 +90,10 @@ struct Session {
   // Serves one request. False when the driver waits for no reply.
   bool Serve(CleXDSmb& request, CleXDSmb& reply);
   Dataset& Data() { return datasets.Active(); }
-};
 
-// Reads its arguments out of the request and puts its results into the reply; returns the reply's code.
-using Handler = int (*)(Session&, CleXDSmb& request, CleXDSmb& reply);
+ private:
+  int Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply);
+};
 
 struct ActionEntry {
   Action action;
@@ -111,6 +117,8 @@ std::span<const ActionEntry> TransportActions();
 std::optional<int> LongArgument(CleXDSmb& request, std::size_t index);
 // The text at `index` of a request; null when the request is shorter.
 const std::string* TextArgument(CleXDSmb& request, std::size_t index);
+// Room for a block of bytes in the reply. Throws std::bad_alloc.
+void AllocateBlock(CleXDSmb& reply, std::size_t bytes);
 // The variable of the active dataset at that index; null when it is none.
 Variable* VariableAt(Session& session, std::optional<int> index);
 

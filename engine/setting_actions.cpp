@@ -30,8 +30,10 @@ int GetTexts(Session& session, CleXDSmb&, CleXDSmb& reply) {
 
 template <std::string Settings::*... members>
 int SetTexts(Session& session, Texts texts, CleXDSmb&) {
+  std::vector<std::string> values(texts.begin(),
+                                  texts.end());  // in one piece: there may be no room for a copy
   std::size_t next = 0;
-  ((session.settings.*members = texts[next++]), ...);
+  ((session.settings.*members = std::move(values[next++])), ...);
   return 0;
 }
 
@@ -75,7 +77,7 @@ int Setting(Session& session, CleXDSmb& request, CleXDSmb& reply) {
 }
 
 int NestDepth(Session& session, CleXDSmb&, CleXDSmb& reply) {
-  reply.SetLong(session.depth);
+  reply.SetLong(static_cast<long>(session.run_ends.size()));
   return 0;
 }
 

@@ -230,7 +230,8 @@ void Obey(Dataset& dataset, Variable*& current, Words words) {
 }  // namespace
 
 void ReadSideFile(const std::string& path, Dataset& dataset) {
-  if (!std::filesystem::exists(path)) return;
+  std::error_code error;
+  if (!std::filesystem::exists(path, error) && !error) return;
   const std::string text = ReadFile(path);
   Variable* current = nullptr;
   std::size_t line_number = 0;

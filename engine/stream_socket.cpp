@@ -6,18 +6,24 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 
 namespace {
 
-constexpr int kPatience = 30000;  // milliseconds
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{30};
 constexpr std::size_t kPiece = std::size_t{1} << 20;
 
 bool Await(int descriptor, short what) {
   pollfd look = {descriptor, what, 0};
+  const Clock::time_point end = Clock::now() + kPatience;
   int ready = -1;
   do {
-    ready = poll(&look, 1, kPatience);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    ready = poll(&look, 1, static_cast<int>(std::max<long>(left, 0)));
   } while (ready == -1 && errno == EINTR);
   return ready == 1;
 }
@@ -36,7 +42,7 @@ std::optional<int> StreamSocket::Listen() {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof(address);
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (listener == -1 || bind(listener, generic, length) == -1 || listen(listener, 1) == -1 ||
       getsockname(listener, generic, &length) == -1) {
     Close();

@@ -44,19 +44,17 @@ int SaveRows(Session& session, CleXDSmb& request, CleXDSmb&) {
     columns.push_back(static_cast<std::size_t>(index));
     if (columns.back() >= dataset.variables.size()) return CleXDErrorCode::kIndexOutOfRange;
   }
-  TempFile& aside = session.temp_file;
-  aside.rows = 0;
+  TempFile aside;
   aside.file.reset(std::tmpfile());
   const std::string rows = RowsOf(dataset, columns, 0, dataset.CaseCount());
   if (!aside.file || std::fwrite(rows.data(), 1, rows.size(), aside.file.get()) != rows.size() ||
       std::fflush(aside.file.get()) != 0) {
-    aside.file.reset();
     return engine_code::kUnreadable;
   }
-  aside.variables.clear();
   for (const std::size_t column : columns) aside.variables.push_back(dataset.variables[column]);
   aside.rows = static_cast<int>(dataset.CaseCount());
   aside.split_ends = SplitEnds(dataset);
+  session.temp_file = std::move(aside);
   return 0;
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 struct Word {
@@ -28,5 +29,8 @@ std::string_view Trimmed(std::string_view text);
 
 // Names of variables and keywords: case does not count.
 bool SameName(std::string_view first, std::string_view second);
+// The same text for all that are the same name: for sets of them.
+std::string Folded(std::string_view name);
+using FoldedNames = std::unordered_set<std::string>;
 
 #endif

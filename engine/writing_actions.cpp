@@ -11,15 +11,25 @@
 
 namespace {
 
-int Declare(Session& session, const std::string& name, int width) {
-  if (JudgeName(name) != NameVerdict::Good) return engine_code::kBadName;
-  if (width < 0 || static_cast<std::size_t>(width) > kMaxTextWidth) return engine_code::kBadRequest;
-  auto& declared = session.declared.variables;
-  const bool taken = session.Data().Find(name) != nullptr ||
-                     std::any_of(declared.begin(), declared.end(),
-                                 [&](const Variable& variable) { return SameName(variable.name, name); });
-  if (taken) return engine_code::kBadName;
-  declared.emplace_back(name, width);
+using Variables = std::vector<Variable>;
+
+void AddNames(FoldedNames& names, const Variables& variables) {
+  for (const Variable& variable : variables) names.insert(Folded(variable.name));
+}
+
+// Behind those that are declared: all of them or none.
+int Declare(Session& session, std::span<const std::string> names, std::span<const int> widths) {
+  Variables declared = session.declared.variables;
+  FoldedNames taken;
+  AddNames(taken, session.Data().variables);
+  AddNames(taken, declared);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (JudgeName(names[i]) != NameVerdict::Good) return engine_code::kBadName;
+    if (widths[i] < 0 || static_cast<std::size_t>(widths[i]) > kMaxTextWidth) return engine_code::kBadRequest;
+    if (!taken.insert(Folded(names[i])).second) return engine_code::kBadName;
+    declared.emplace_back(names[i], widths[i]);
+  }
+  session.declared.variables = std::move(declared);
   return 0;
 }
 
@@ -36,21 +46,14 @@ int DeclareOne(Session& session, CleXDSmb& request, CleXDSmb&) {
   const std::optional<int> width = LongArgument(request, 0);
   if (name == nullptr || !width) return engine_code::kBadRequest;
   if (session.declared.variables.size() >= session.declared.room) return CleXDErrorCode::kIndexOutOfRange;
-  return Declare(session, *name, *width);
+  return Declare(session, {name, 1}, {&*width, 1});
 }
 
-// All of them or none.
 int DeclareMany(Session& session, CleXDSmb& request, CleXDSmb&) {
   const auto& names = request.GetStringDataRef().Values();
   const auto& widths = request.GetLongDataRef().Values();
   if (names.empty() || widths.size() != names.size() + 1) return engine_code::kBadRequest;
-  const std::size_t before = session.declared.variables.size();
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (const int code = Declare(session, names[i], widths[i])) {
-      session.declared.variables.resize(before);
-      return code;
-    }
-  }
+  if (const int code = Declare(session, names, std::span(widths).first(names.size()))) return code;
   session.declared.room = session.declared.variables.size();
   return 0;
 }
@@ -122,10 +125,11 @@ int CommitCase(Session& session, CleXDSmb& request, CleXDSmb& reply) {
     return engine_code::kBadRequest;
   }
   Dataset& data = session.Data();
+  const bool gets_next =
+      wants_next && cursor.delivered < cursor.cases;  // else the driver hears of the end later
+  if (gets_next) AllocateBlock(reply, bytes);
   const int code = StoreValues(data, request, [&] { return data.Case(cursor.delivered - 1); });
-  if (code != 0 || !wants_next) return code;
-  if (cursor.delivered == cursor.cases) return 0;  // the driver hears of the end when it asks for a case
-  reply.AllocVoidData(static_cast<int>(bytes));
+  if (code != 0 || !gets_next) return code;
   reply.SaveDataIntoVoidData(data.Case(cursor.delivered++), static_cast<int>(bytes));
   reply.SetLong(1);
   return 0;

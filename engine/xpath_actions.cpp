@@ -34,7 +34,10 @@ const pugi::xml_document* FindSnapshot(const Session& session, const std::string
 // A handle that is there already gets a new snapshot.
 int MakeHandle(Session& session, Texts texts, CleXDSmb&) {
   if (texts[0].empty()) return engine_code::kBadRequest;
-  session.snapshots[texts[0]].reset(session.output.Xml());
+  pugi::xml_document snapshot;
+  snapshot.reset(session.output.Xml());
+  if (XmlRanOut()) return engine_code::kNoRoom;
+  session.snapshots[texts[0]] = std::move(snapshot);
   return 0;
 }
 

@@ -35,6 +35,18 @@ public final class PlayedExtension implements VexaExtension {
         }
         System.out.println("outer goes on with " + Vexa.rowCount());
       }
+      case "wait" -> {
+        Files.writeString(Path.of(lines.get(1)), pid() + "\n");
+        sleep();
+      }
+      case "submit" -> {
+        Files.writeString(Path.of(lines.get(1)), pid() + "\n");
+        try {
+          Vexa.submit(Files.readString(Path.of(lines.get(2))));
+        } catch (VexaException failure) {
+          Files.writeString(Path.of(lines.get(3)), "" + failure.code());
+        }
+      }
       default -> throw new IllegalArgumentException(lines.get(0));
     }
   }

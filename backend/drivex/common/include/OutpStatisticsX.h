@@ -17,6 +17,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -72,6 +73,9 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   // Whether the language may be there: always when the backend does not drive, as it is then no process of
   // ours.
   bool isXProcessActive();
+  // For good, and from any thread: a process of ours is killed, by the thread that waits for it. So a run
+  // that nobody waits for any more ends.
+  void GiveUp() { given_up = true; }
   // "LOCAL" or "REMOTE", as the language process is told.
   std::string getBackendProcessName() const;
   std::string getMajorVersion() const;
@@ -109,6 +113,7 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   Descriptor to_language;    // R's standard input
   Descriptor from_language;  // R's standard output
   std::int32_t mode;
+  std::atomic<bool> given_up = false;
   bool java = false;
   bool at_browser_prompt = false;
   bool at_continuation_prompt = false;

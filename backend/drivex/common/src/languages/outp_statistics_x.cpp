@@ -59,6 +59,7 @@ void OutpStatisticsX::x_set_post_vexa_output(PostOutputFunction) {}
 
 // Once it has ended its number may be anybody's.
 bool OutpStatisticsX::ProcessAlive() {
+  if (given_up) KillChild(process);
   if (process > 0 && !ChildAlive(process)) process = -1;
   return process > 0;
 }

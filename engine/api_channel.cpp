@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include "CleXDErrorCode.h"
 #include "engine_code.h"
 #include "msleep.h"
-#include "sendreceive.h"
 
 namespace {
 constexpr unsigned kOpenPause = 5;  // milliseconds between two tries to open the replies
@@ -39,14 +39,13 @@ bool ApiChannel::AwaitRequest(std::span<const int> ends, int milliseconds) {
   pollfd looks[1 + kMostRuns] = {{pipes.GetXDAPIPipe()->Descriptor(), POLLIN, 0}};
   pollfd* last = looks;
   for (const int end : ends) *++last = {end, POLLIN, 0};
-  int found = 0;
-  do {
-    found = poll(looks, ends.size() + 1, milliseconds);
-  } while (found == -1 && errno == EINTR);
-  if (found <= 0) return false;
+  if (reader.Pending()) milliseconds = 0;
+  while (poll(looks, ends.size() + 1, milliseconds) == -1) {
+    if (errno != EINTR) return false;
+  }
   const auto over = [](const pollfd& look) { return look.revents != 0; };
   const bool outer_over = last != looks && std::any_of(looks + 1, last, over);
-  return looks[0].revents != 0 && !outer_over;
+  return (reader.Pending() || looks[0].revents != 0) && !outer_over;
 }
 
 bool ApiChannel::NextRequest(CleXDSmb& request, std::span<const int> ends, int milliseconds) {
@@ -54,16 +53,16 @@ bool ApiChannel::NextRequest(CleXDSmb& request, std::span<const int> ends, int m
     if (!AwaitRequest(ends, milliseconds)) return false;
     peer_came = true;
   }
-  const int code = ReceiveData(pipes.GetXDAPIPipe(), request);
+  const int code = reader.Receive(pipes.GetXDAPIPipe(), request);
+  if (code == CleXDErrorCode::kTooLarge) throw std::bad_alloc();
   return code != CleXDErrorCode::kPeerClosed && code != CleXDErrorCode::kPipeFailed;
 }
 
 bool ApiChannel::Reply(CleXDSmb& reply) {
   if (!OpenReplies()) return false;
   VexaPipe* const replies = pipes.GetXDAPIResultPipe();
-  if (SendData(replies, reply) == 0) return true;
-  int length = 0;
-  if (reply.GetSendBuf(length) != nullptr) return false;
+  const int code = SendData(replies, reply);
+  if (code != CleXDErrorCode::kTooLarge) return code == 0;
   CleXDSmb refusal;
   refusal.SetCommandAction(reply.GetCommandAction());
   refusal.SetErrorCode(engine_code::kNoRoom);

@@ -1,6 +1,7 @@
 // The line of requests and replies on one nesting level: the fifo of the requests, which the engine makes and
 // reads, and the fifo of the replies, which the other side makes and reads. One request and one reply at a
-// time, in strict alternation. The ends belong to the pipes of the level and stay open between two uses.
+// time; a request that is ahead of its turn waits. The ends belong to the pipes of the level and stay open
+// between two uses.
 #ifndef API_CHANNEL_H
 #define API_CHANNEL_H
 
@@ -8,6 +9,7 @@
 
 #include "CleXDSmb.h"
 #include "XPipes.h"
+#include "sendreceive.h"
 
 // So many blocks may run within each other.
 inline constexpr std::size_t kMostRuns = 64;
@@ -32,6 +34,7 @@ class ApiChannel {
   bool AwaitRequest(std::span<const int> ends, int milliseconds);
 
   XPipes& pipes;
+  FrameReader reader;
   bool peer_came = false;  // it has opened the fifo of the requests
 };
 

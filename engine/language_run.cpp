@@ -136,12 +136,16 @@ void Abandon(Session& session, ApiChannel& channel, OutpStatisticsX& runtime, bo
     return of_driver ? -1 : static_cast<int>(std::max<long>(time.count(), 0));
   };
   const auto over = std::span(session.run_ends).last(1);
-  CleXDSmb request;
-  while (channel.NextRequest(request, over, left())) {
-    CleXDSmb refusal;
-    refusal.SetCommandAction(request.GetCommandAction());
-    refusal.SetErrorCode(engine_code::kAbandoned);
-    if (!channel.Reply(refusal)) break;
+  try {
+    for (CleXDSmb request; channel.NextRequest(request, over, left());) {
+      delete[] request.GetBinaryData();  // a block never frees its binary string
+      request.CleanUp();
+      CleXDSmb refusal;
+      refusal.SetCommandAction(request.GetCommandAction());
+      refusal.SetErrorCode(engine_code::kAbandoned);
+      if (!channel.Reply(refusal)) break;
+    }
+  } catch (const std::bad_alloc&) {  // the process, which waits for an answer, goes below
   }
   if (AwaitOver(over, left())) return;
   runtime.GiveUp();

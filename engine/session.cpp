@@ -122,13 +122,14 @@ int Session::Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply) {
     if (!XmlRanOut()) return code;
   } catch (const std::exception&) {
   }
-  delete[] reply.GetBinaryData();  // a block never frees its binary string
+  delete[] reply.GetBinaryData();
   reply.CleanUp();
   return engine_code::kNoRoom;
 }
 
 bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
   static const ActionTable table = MakeTable();
+  const std::unique_ptr<char[]> unread(request.GetBinaryData());  // a block never frees its binary string
   if (IsGoodbye(request)) {
     ended = true;
     return false;

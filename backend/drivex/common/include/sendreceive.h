@@ -42,7 +42,7 @@ int ReceiveData(VexaPipe* pipe, CleXDSmb& block, FrameProgress& progress, const 
 
 // Frames of a peer that may be ahead with the next one, read exactly: what came of the next stays here. For
 // the side that serves.
-class FrameReader {
+class VEXA_API FrameReader {
  public:
   // As ReceiveData; a frame that did not come whole gives the code of the transport.
   int Receive(VexaPipe* pipe, CleXDSmb& block, const Patience& patience = {});

@@ -1,0 +1,354 @@
+// The staged engine asked by a driver that is not the library: every action with whatever a request may lack
+// or carry too much of, steps that no client takes, faults in the side file, and shortage of all kinds.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <climits>
+
+#include "support/raw_driver.h"
+
+namespace {
+
+using Ints = std::vector<std::int32_t>;
+using Texts = std::vector<std::string>;
+
+constexpr int kEndOfData = 23, kWrongType = 24, kIndex = 10, kBadRequest = 2011, kNoRoom = 2052;
+constexpr int kSubmit = 0, kReady = 1, kRows = 8, kName = 9, kNumber = 25, kText = 26, kStep = 27,
+              kRemoveCursor = 28, kPosition = 30, kMakeCursor = 33, kResetPass = 120, kStartStep = 132,
+              kCreate = 134, kInsert = 146;
+
+constexpr const char* kCsv = "a,b,t\n1,2,one\n3,,two\n5,6,three\n";
+
+std::string Data(const Sandbox& files, const std::string& csv = kCsv) {
+  return "-data \"" + files.Write("d.csv", csv) + "\"";
+}
+
+struct EngineRequests : testing::Test {
+  Sandbox files;
+};
+
+TEST_F(EngineRequests, StepsOfADriverWithoutACursorOfItsOwn) {
+  const RawDriver driver(Data(files));
+  const struct {
+    int action;
+    Image request;
+    Image reply;
+  } steps[] = {
+      {kStep, {}, MakeImage(0, Error{2012})},
+      {kMakeCursor, MakeImage(0, Strings{"r"}), {}},
+      {kNumber, MakeImage(0, Longs{0}), MakeImage(0, Error{kIndex})},
+      {kStep, {}, {}},
+      {kStep, {}, {}},
+      {kNumber, MakeImage(0, Longs{0}), MakeImage(0, Longs{0}, Doubles{3})},
+      {kNumber, MakeImage(0, Longs{1}), MakeImage(0, Longs{2}, Doubles{-1.7976931348623157e+308})},
+      {kNumber, MakeImage(0, Longs{2}), MakeImage(0, Error{kWrongType})},
+      {kNumber, {}, MakeImage(0, Error{kBadRequest})},
+      {kText, MakeImage(0, Longs{2, 9}), MakeImage(0, Longs{0}, Strings{"two  "})},
+      {kText, MakeImage(0, Longs{2, 2}), MakeImage(0, Longs{0}, Strings{"tw"})},
+      {kText, MakeImage(0, Longs{2, -1}), MakeImage(0, Longs{0}, Strings{""})},
+      {kText, MakeImage(0, Longs{0, 9}), MakeImage(0, Error{kWrongType})},
+      {kText, MakeImage(0, Longs{3, 9}), MakeImage(0, Error{kIndex})},
+      {kPosition, {}, MakeImage(0, Longs{2})},
+      {kStep, {}, {}},
+      {kStep, {}, MakeImage(0, Error{kEndOfData})},
+      {kResetPass, {}, {}},
+      {kPosition, {}, MakeImage(0, Longs{0})},
+      {kRemoveCursor, {}, {}},
+      {kRemoveCursor, {}, MakeImage(0, Error{2012})},
+  };
+  for (auto [action, request, reply] : steps) {
+    request.action = action;
+    reply.action = action;
+    reply.error = reply.error == -1 ? 0 : reply.error;
+    driver.Send(Encode(request));
+    EXPECT_EQ(driver.Receive(), reply) << request;
+  }
+}
+
+// Opens what most requests are about, anew where one before has closed or emptied it.
+void Prepare(const RawDriver& driver, int state) {
+  if (state == kMakeCursor) {
+    driver.Ask(kMakeCursor, Strings{"w"});
+    driver.Ask(kStep);
+  } else if (state == kStartStep) {
+    driver.Ask(kRemoveCursor);
+    driver.Ask(kStartStep);
+    for (const char* name : {"*", "other"}) {
+      driver.Ask(kCreate, Strings{name}, Longs{0, 0});
+      driver.Ask(kInsert, Strings{name, "n"}, Longs{0, 0});
+      driver.Ask(kInsert, Strings{name, "w"}, Longs{1, 5});
+      driver.Ask(178, Strings{name}, Longs{0});
+    }
+  } else {
+    driver.Ask(35, Strings{"o", "t", "title"}, Longs{0});
+    driver.Ask(44, Strings{"o", "t", "title", "d"}, Longs{0, 0, 0, 0, 0});
+  }
+}
+
+// What it lacks, has too much of, or cannot mean.
+TEST_F(EngineRequests, EveryOneIsAnswered) {
+  const int kAccept = 247, kStop = 4;  // the one waits for a program, the other ends the session
+  const Texts texts[] = {{},
+                         {""},
+                         {"a"},
+                         {"w", "x"},
+                         {"*"},
+                         {"*", "n"},
+                         {"*", ""},
+                         {"*", "x", ""},
+                         {"other", "w", "x", "long text"},
+                         {"o", "t", "title"},
+                         {"o", "t", "title", "d"},
+                         {"o", "t", "title", "d", "x"}};
+  const Ints longs[] = {{},
+                        {0},
+                        {-1},
+                        {INT_MIN, INT_MIN},
+                        {INT_MAX, INT_MAX},
+                        {0, 0},
+                        {1, 0},
+                        {2, 5},
+                        {0, 2, 8},
+                        {0, 1, 1, 1, 0},
+                        {1, 0, 2, 1},
+                        {0, 0, 0, 0, 0},
+                        {0, 0, 0, 0, 0, 1}};
+  const RawDriver driver(Data(files));
+  for (const int state : {0, kMakeCursor, kStartStep}) {
+    for (int action = -1; action <= 260; ++action) {
+      if (action == kAccept || action == kStop) continue;
+      Prepare(driver, state);
+      for (const Texts& some_texts : texts) {
+        for (const Ints& some_longs : longs) {
+          Image request = MakeImage(action, Longs(some_longs), Strings(some_texts));
+          driver.Send(Encode(request));
+          ASSERT_EQ(driver.Receive().action, action);
+          request.doubles = {0.5};
+          request.records = {{"*", 0, 0, 0, 1, ""}, {"*", 0, INT_MAX, 1, 1, "x"}};
+          request.string_lists = {some_texts, {"a"}};
+          request.long_lists = {some_longs};
+          request.void_block = std::string(16, 'x');
+          driver.Send(Encode(request));
+          ASSERT_EQ(driver.Receive().action, action);
+        }
+      }
+    }
+  }
+  EXPECT_EQ(driver.Ask(kReady), MakeImage(kReady, Error{0}, Longs{1}));
+}
+
+TEST_F(EngineRequests, RefusalsHaveTheirCodes) {
+  const int kVarAttribute = 102, kWidth = 42, kStartTable = 35;
+  const std::int32_t kGoodbye = 998800;
+  const RawDriver driver(Data(files));
+  driver.Ask(kStartTable, Strings{"o", "t", "title"}, Longs{0});
+  const struct {
+    int action;
+    Ints longs;
+    Texts texts;
+    int code;
+  } cases[] = {
+      {3, {}, {}, 2010},
+      {-1, {7}, {}, 2010},
+      {kReady, {kGoodbye}, {}, 0},
+      {kName, {}, {}, kBadRequest},
+      {kName, {-1}, {}, kIndex},
+      {kName, {3}, {}, kIndex},
+      {kMakeCursor, {}, {"x"}, 2015},
+      {kVarAttribute, {0}, {"a", "colour", "red"}, 0},
+      {kVarAttribute, {1}, {"a", "colour", "blue"}, 0},
+      {kVarAttribute, {3}, {"a", "colour", "green"}, kIndex},
+      {kVarAttribute, {-1}, {"a", "colour", "green"}, kIndex},
+      {kVarAttribute, {1}, {"a", "size", "green"}, kIndex},
+      {kVarAttribute, {0}, {"a", "", "red"}, kBadRequest},
+      {kVarAttribute, {0}, {"a", "colour"}, kBadRequest},
+      {kVarAttribute, {0}, {"a", "colour", "red", "blue"}, kBadRequest},
+      {kVarAttribute, {}, {"a", "colour", "red"}, kBadRequest},
+      {kWidth, {0, 0}, {"o", "t", "title"}, kBadRequest},
+      {kWidth, {0, INT_MAX}, {"o", "t", "title"}, kBadRequest},
+      {kWidth, {0, 7}, {"o", "t", "title"}, 0},
+      {kWidth, {1, 7}, {"o", "t", "title"}, 2020},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(driver.Ask(c.action, Longs(c.longs), Strings(c.texts)).error, c.code)
+        << c.action << c.texts.size();
+  }
+  EXPECT_EQ(driver.Ask(99, Longs{0}, Strings{"colour"}).strings, (Texts{"red", "blue"}));
+  EXPECT_EQ(driver.Ask(96, Longs{0}).strings, Texts{"colour"});
+}
+
+TEST_F(EngineRequests, TablesSayWhatTheyWereToldAndNoMore) {
+  const RawDriver driver(Data(files));
+  const Strings table{"o", "t", "title"};
+  const Strings dimension{"o", "t", "title", "d"};
+  const Longs at{0, 0, 0, 0, 0};
+  driver.Ask(35, table, Longs{0});
+  driver.Ask(44, dimension, at);
+  EXPECT_EQ(driver.Ask(63, Strings{"o", "t", "title", "d", "x"}, at).error, 0);
+  const Longs variable{0, 0, 0, 0, 0, 1};
+  EXPECT_EQ(driver.Ask(70, dimension, variable).error, 0);  // the name of b, and then a text in its place
+  const auto xml = [&] {
+    driver.Ask(14, Strings{"h"});
+    const auto found = driver.Ask(16, Strings{"h", "", "//pivotTable"}).strings;
+    return found.empty() ? std::string() : found[0];
+  };
+  EXPECT_NE(xml().find("<cell kind=\"variableName\" variable=\"b\">"), std::string::npos) << xml();
+  EXPECT_EQ(driver.Ask(69, Strings{"o", "t", "title", "d", "said"}, at).error, 0);
+  EXPECT_NE(xml().find("<cell kind=\"string\" value=\"said\">"), std::string::npos) << xml();
+  EXPECT_EQ(xml().find("Width"), std::string::npos) << xml();
+  driver.Ask(42, table, Longs{0, 5});
+  driver.Ask(43, table, Longs{0, 9});
+  EXPECT_NE(xml().find("minWidth=\"5\" maxWidth=\"9\""), std::string::npos) << xml();
+}
+
+TEST_F(EngineRequests, QueuedOnesAreAnsweredInTurn) {
+  RawDriver driver(Data(files));
+  const std::string name = Encode(MakeImage(kName, Longs{2}));
+  driver.Send(Encode(MakeImage(kRows)) + name + name.substr(0, 5));
+  EXPECT_EQ(driver.Receive().longs, Ints{3});
+  EXPECT_EQ(driver.Receive().strings, Texts{"t"});
+  driver.Send(name.substr(5));
+  EXPECT_EQ(driver.Receive().strings, Texts{"t"});
+  EXPECT_EQ(driver.End(), 0) << "it ends with its driver";
+}
+
+// Also those of languages that died before they were opened, and after a start that is refused.
+TEST_F(EngineRequests, SessionThatEndsTakesAllItsFifosAlong) {
+  for (const bool refused : {false, true}) {
+    RawDriver driver(refused ? "-bad" : Data(files), [](const std::string& prefix) {
+      for (const char* name : {"R0xdapi", "PYTHONConsole0syntaxresult"})
+        mkfifo((prefix + name).c_str(), 0600);
+    });
+    EXPECT_EQ(driver.first.error, refused ? 2001 : 0);
+    driver.End();
+    EXPECT_EQ(driver.fifos.Entries(), Texts()) << refused;
+  }
+}
+
+TEST_F(EngineRequests, FaultsInTheSideFileAreNamedByTheirLine) {
+  const struct {
+    const char* line;
+    const char* reason;
+  } cases[] = {
+      {"label x", "a \"variable\" line must come first"},
+      {"variable", "too few words"},
+      {"variable a b", "too many words"},
+      {"variable c", "there is no variable c"},
+      {"variable a\nlabel \"x", "a quote is not closed"},
+      {"variable a\ncolour red", "\"colour\" is no statement"},
+      {"variable a\nlabel", "too few words"},
+      {"variable a\nformat", "too few words"},
+      {"variable a\nformat X8", "\"X8\" is no format"},
+      {"variable a\nformat F8.2x", "\"F8.2x\" is no format"},
+      {"variable a\nformat F", "the width is out of range"},
+      {"variable a\nformat F41", "the width is out of range"},
+      {"variable a\nformat F99999999999", "\"F99999999999\" is no format"},
+      {"variable a\nformat F8.8", "the decimals are out of range"},
+      {"variable a\nformat A8", "this format does not fit the variable's type"},
+      {"variable t\nformat F8", "this format does not fit the variable's type"},
+      {"variable a\nlevel high", "\"high\" is no measurement level"},
+      {"variable a\nrole none too", "too many words"},
+      {"variable a\nrole some", "\"some\" is no role"},
+      {"variable a\nmissing", "too few words"},
+      {"variable a\nmissing 1 2 3 4", "too many words"},
+      {"variable a\nmissing x", "\"x\" is no number"},
+      {"variable a\nmissing \"1\"", "\"1\" is no number"},
+      {"variable a\nmissing 1 thru", "too few words"},
+      {"variable a\nmissing 1 thru 2 3 4", "too many words"},
+      {"variable a\nmissing 2 thru 1", "the range is empty"},
+      {"variable a\nmissing highest thru lowest", "the range is empty"},
+      {"variable a\nmissing 1 thru 2 x", "\"x\" is no number"},
+      {"variable t\nmissing 123456789", "a missing text has at most 8 bytes"},
+      {"variable t\nmissing a thru b c", "too many words"},
+      {"variable a\nvalue 1", "too few words"},
+      {"variable a\nvalue x one", "\"x\" is no number"},
+      {"variable t\nvalue 123456 six", "the value is wider than the variable"},
+      {"variable a\nattribute", "an attribute needs a name"},
+      {"variable a\nattribute x 1\nattribute X 2", "the attribute is there already"},
+      {"fileattribute", "an attribute needs a name"},
+      {"weight t", "a weight must be a number"},
+      {"weight a b", "too many words"},
+      {"split", "too few words"},
+      {"split a b t a", "too many words"},
+      {"split c", "there is no variable c"},
+      {"set s l counts", "too few words"},
+      {"set s l has a", "\"has\" is no coding"},
+      {"set s l counts 1", "a set needs variables"},
+      {"set s l holds a t", "the variables of a set must be of one type"},
+      {"set s l holds c", "there is no variable c"},
+  };
+  for (const auto& c : cases) {
+    const std::string csv = files.Write("d.csv", kCsv),
+                      side = files.Write("d.csv.vars", std::string("# \n\n") + c.line);
+    const RawDriver driver("-data " + csv);
+    const auto line = std::to_string(3 + std::count(c.line, c.line + std::strlen(c.line), '\n'));
+    EXPECT_EQ(driver.first.error, 2004) << c.line;
+    EXPECT_EQ(ReadFile(driver.files.path() + "/errors"),
+              "vexaengine: " + side + ":" + line + ": " + c.reason + "\n");
+  }
+}
+
+void Limit(decltype(RLIMIT_AS) what, rlim_t most) {
+  const rlimit limit = {most, most};
+  setrlimit(what, &limit);
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define NEEDS_LIMITED_MEMORY() GTEST_SKIP() << "Sanitizers reserve more address space than any limit allows."
+#else
+#define NEEDS_LIMITED_MEMORY() static_cast<void>(0)
+#endif
+
+TEST_F(EngineRequests, MemoryThatRunsOutLeavesTheDataAsTheyWere) {
+  NEEDS_LIMITED_MEMORY();
+  std::string csv = "a,t\n";
+  for (int row = 0; row < 100000; ++row) csv += std::to_string(row) + ",x\n";
+  const RawDriver driver(Data(files, csv), [](auto&) { Limit(RLIMIT_AS, rlim_t{200} << 20); });
+  ASSERT_EQ(driver.first.error, 0);
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings{"*"}, Longs{0, 0});
+  EXPECT_EQ(driver.Ask(kInsert, Longs{0, 32767}, Strings{"*", "wide"}), MakeImage(kInsert, Error{kNoRoom}));
+  EXPECT_EQ(driver.Ask(154, Longs{1, 32767}, Strings{"*"}).error, kNoRoom) << "another type";
+  EXPECT_EQ(driver.Ask(148, Strings{"*"}).longs, Ints{2});
+  EXPECT_EQ(driver.Ask(180, Strings{"*"}).longs, Ints{100000});
+  EXPECT_EQ(driver.Ask(181, Strings{"*"}, Longs{99999, 0}).doubles, std::vector<double>{99999});
+  EXPECT_EQ(driver.Ask(kInsert, Longs{0, 0}, Strings{"*", "narrow"}).error, 0);
+}
+
+TEST_F(EngineRequests, DescriptorsThatRunOutKeepABlockFromRunning) {
+  const RawDriver driver(Data(files), [](auto&) { Limit(RLIMIT_NOFILE, 16); });
+  EXPECT_EQ(driver.Ask(kSubmit, Strings{"LANGUAGE PYTHON.\nx\nEND LANGUAGE.\n"}).error, kNoRoom);
+  EXPECT_EQ(driver.Ask(kRows).longs, Ints{3});
+}
+
+TEST_F(EngineRequests, RowsPutAsideStayWhereNoMoreCanBe) {
+  std::string csv = "a,t\n1," + std::string(4000, 'x') + "\n";
+  const RawDriver driver(Data(files, csv + "2,y\n3,z\n"), [](auto&) {
+    signal(SIGXFSZ, SIG_IGN);
+    Limit(RLIMIT_FSIZE, 8192);
+  });
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings{"*"}, Longs{0, 0});
+  const int kSave = 232, kLoad = 233, kSaved = 236;
+  EXPECT_EQ(driver.Ask(kSave, Strings{"*"}, Longs{0}).error, 0);
+  EXPECT_EQ(driver.Ask(kSave, Strings{"*"}).error, 2002);
+  EXPECT_EQ(driver.Ask(kSaved).longs, Ints{3});
+  EXPECT_EQ(driver.Ask(kLoad, Strings{"*"}, Longs{1, 2}).error, 0);
+  EXPECT_EQ(driver.Ask(180, Strings{"*"}).longs, Ints{5});
+}
+
+TEST_F(EngineRequests, ManyColumnsAreReadInTime) {
+  std::string header, row;
+  for (int column = 0; column < 160000; ++column) {
+    header += "c" + std::to_string(column) + ",";
+    row += "1,";
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  const RawDriver driver(Data(files, header + "last\n" + row + "1\n"));
+  EXPECT_EQ(driver.Ask(7).longs, Ints{160001});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(RawDriver(Data(files, header + "C77\n")).first.error, 2003);
+}
+
+}  // namespace

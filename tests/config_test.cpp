@@ -58,6 +58,7 @@ TEST_F(ConfigFile, ValuesAreFoundAsTheDialectHasIt) {
       {"[S]\n;A=1\nA=2;3 #4\n", "S", "A", "2;3 #4"},            // only a whole line is a comment
       {" \t[S]\r\n\v A = /tmp \f\r\n", "S", "A", "/tmp"},       // indentation, CR LF, blanks around "="
       {"A=0\n[S]\nB=1\n[T]\nA=2\n", "S", "A", "default"},       // other sections are not looked at
+      {"[S]\n \t \n\nA=1\n", "S", "A", "1"},                    // empty lines
       {"[S]\nA=1=2", "S", "A", "1=2"},                          // no new line at the end
       {"[\xff]\n\xff=\xff\xff\n", "\xff", "\xff", "\xff\xff"},  // any byte
       {"[S]\nA=1\n", "", "", "S"},                              // without a section: the first section's name
@@ -92,7 +93,7 @@ TEST_F(ConfigFile, ALanguageIsSupportedByItsExactName) {
   Read("[SUPPORTED_LANG]\nX=R;;PYTHON; PERL;\n");
   EXPECT_EQ(reader->GetSupportLanguage(), (Names{"R", "", "PYTHON", " PERL"}));
   EXPECT_EQ(SupportedOf({"r", "", "PERL", "PYTHON"}), (Names{"", "PYTHON"}));
-  Read("[SUPPORTED_LANG]\nXTRA=1\nX=R\n");
+  Read("[SUPPORTED_LANG]\nXTRA=1\nX=R\n").GetOptions("_GLOBAL_");  // ahead of the first question
   EXPECT_EQ(SupportedOf({"R", "1"}), (Names{"1"}));
 }
 

@@ -1,13 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <fstream>
+#include <thread>
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
 #include "XManager.h"
 #include "dxglobals.h"
-#include "support/sandbox.h"
+#include "support/processes.h"
+#include "support/worker.h"
+#include "vexa_assert.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -38,6 +43,43 @@ TEST(Trace, IsABannerAndStampedLines) {
   tracer.write("");
   EXPECT_EQ(ReadFile(path).substr(0, kBanner.size()), kBanner);
   EXPECT_EQ(Messages(path), (std::vector<std::string>{">>call StartVEXA", "R>>"}));
+}
+
+TEST(Trace, OfAForkIsNotHeldUpByAnotherThread) {
+  Sandbox sandbox;
+  DxTracer tracer;
+  tracer.open(sandbox.path() + "/trace.log");
+  std::jthread tracing([&](const std::stop_token& end) {
+    while (!end.stop_requested()) tracer.write("parent");
+  });
+  for (int i = 0; i < 100; ++i) {
+    Process fork([&] { return tracer.write("fork"), 0; });
+    ASSERT_EQ(fork.Result(), 0) << i;
+  }
+  tracing = {};
+  const std::vector<std::string> messages = Messages(sandbox.path() + "/trace.log");
+  EXPECT_EQ(std::ranges::count(messages, ">>fork"), 100);
+  EXPECT_EQ(std::ranges::count(messages, ">>parent"), std::ssize(messages) - 100) << "no line is torn";
+}
+
+TEST(Assertion, EndsTheProcessBesideAThreadThatReads) {
+  int ends[2], input[2];
+  ASSERT_EQ(pipe(ends) + pipe(input), 0);
+  Process reads([&] {
+    dup2(input[0], STDIN_FILENO), dup2(ends[1], STDERR_FILENO), signal(SIGABRT, SIG_DFL);
+    Worker* const reader = new Worker([] { return std::getchar(); });
+    EXPECT_TRUE(reader->Start() && reader->Sleeps());
+    VEXA_ASSERT(reader == nullptr);
+    return 0;
+  });
+  const int status = reads.Result();
+  close(ends[1]);
+  EXPECT_TRUE(status == -SIGABRT || status == 1) << status << ": a sanitizer may end it";
+  char text[200] = "";
+  EXPECT_GT(read(ends[0], text, sizeof text - 1), 0);
+  EXPECT_NE(std::strstr(text, "globals_test.cpp"), nullptr);
+  EXPECT_NE(std::strstr(text, ": assertion failed: reader == nullptr\n"), nullptr) << text;
+  for (const int end : {ends[0], input[0], input[1]}) close(end);
 }
 
 TEST(Trace, SwallowsWhatItHasNoFileFor) {

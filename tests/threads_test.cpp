@@ -2,8 +2,10 @@
 #include <signal.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <memory>
 #include <semaphore>
 #include <thread>
 
@@ -11,6 +13,18 @@
 #include "PlugInSynchEvent.h"
 #include "support/processes.h"
 #include "support/worker.h"
+#include "wake_up.h"
+
+namespace {
+bool fails = false;
+int destroyed = 0;
+}  // namespace
+
+// In place of the system's: the one that is to fail, and its counterpart.
+extern "C" int pthread_condattr_init(pthread_condattr_t* attributes) noexcept {
+  return *attributes = {}, fails ? ENOMEM : 0;
+}
+extern "C" int pthread_condattr_destroy(pthread_condattr_t*) noexcept { return ++destroyed, 0; }
 
 namespace {
 
@@ -215,6 +229,78 @@ TEST_F(Threads, AdoptAThreadOnce) {
   EXPECT_TRUE(started.Start() && started.Result() == 0) << "has a thread, which cannot wait for itself";
   EXPECT_TRUE(adopted.Attach() && adopted.HasThread() && adopted.Signal(0));
   EXPECT_FALSE(adopted.Attach() || adopted.Start() || adopted.WaitForStop());
+}
+
+TEST_F(Threads, MayEndThemselves) {
+  for (const bool waited : {true, false}) {
+    Flag go(0);
+    Worker worker([&] { return go.acquire(), pthread_exit(nullptr), 7; });
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_TRUE(worker.Start());
+      go.release();
+      EXPECT_TRUE(waited ? worker.WaitForStop() : Await([&] { return !worker.HasThread(); })) << i;
+      worker.WaitforSignal();
+    }
+  }
+}
+
+TEST_F(Threads, StayWithTheProcessThatStartedThem) {
+  Flag go(0);
+  Worker* const waits = new Worker([&] { return go.acquire(), 0; });
+  Worker* const suspended = new Worker([&] { return suspended->Suspend(), 0; });
+  Worker waits_for_the_other([&] { return waits->WaitforSignal(); });
+  for (Worker* const each : {waits, suspended, &waits_for_the_other})
+    EXPECT_TRUE(each->Start() && each->Sleeps());
+  Worker again([] { return 5; });
+  EXPECT_TRUE(again.Start());
+  for (int i = 0; i < 20; ++i) {
+    Process fork([&] {
+      EXPECT_FALSE(waits->HasThread() || suspended->Signal(0));
+#ifndef __SANITIZE_THREAD__  // which knows no threads of a fork
+      EXPECT_TRUE(again.Start() && again.Result() == 5);
+#endif
+      delete waits;
+      return delete suspended, 0;
+    });
+    EXPECT_EQ(fork.Result(), 0);
+  }
+  go.release(), suspended->Resume();
+  EXPECT_TRUE(waits->WaitForStop() && suspended->WaitForStop() && waits_for_the_other.WaitForStop());
+  delete waits, delete suspended;
+}
+
+TEST_F(Threads, DestroyOnlyWhatTheyMade) {
+  const PlugInThreadHot whole;
+  fails = true;
+  testing::internal::CaptureStdout();
+  auto half = std::make_unique<PlugInThreadHot>();
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("pthread_condattr_init returned 12"),
+            std::string::npos);
+  fails = false, destroyed = 0;
+  half.reset();
+  EXPECT_EQ(destroyed, 0);
+}
+
+// A wake-up is signalled once, however often, and by its own process alone.
+TEST_F(Threads, WakeUpIsOfOneProcess) {
+  WakeUp wake;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  Worker waits([&] { return wake.AwaitReadable(ends[0]) ? 1 : 2; });
+  const auto fork = [&] { return Process([&] { return wake.Reset(), wake.Signal(), 0; }).Result(); };
+  for (const bool twice : {false, true}) {
+    EXPECT_TRUE(waits.Start() && waits.Sleeps() && fork() == 0 && waits.Sleeps());
+    wake.Signal();
+    if (twice) wake.Signal();
+    EXPECT_EQ(waits.Result(), 2);
+    EXPECT_EQ(fork(), 0);
+    wake.Reset();
+  }
+  pollfd looks[] = {{ends[0], POLLIN, 0}};
+  EXPECT_TRUE(waits.Start() && waits.Sleeps() && poll(looks, 1, 0) == 0);
+  EXPECT_EQ(write(ends[1], "", 1), 1);
+  EXPECT_EQ(waits.Result(), 1);
+  for (const int end : ends) close(end);
 }
 
 TEST_F(Threads, DeleteTheirObjectWhenItAsksForThat) {

@@ -11,7 +11,6 @@
 #define DXTRACER_H
 
 #include <cstdio>
-#include <mutex>
 #include <string>
 
 #include "vexa_api.h"
@@ -30,7 +29,6 @@ class VEXA_API DxTracer {
   void write(const std::string& message);
 
  private:
-  std::mutex mutex;
   std::string xname;
   std::FILE* stream = nullptr;
 };

@@ -8,6 +8,7 @@
 #define PLUGINSYNCHEVENT_H
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <cstdint>
 
@@ -45,6 +46,7 @@ class VEXA_API PlugInSynchEvent {
   PlugInCriticalSection m_ReplyGuard;  // guards m_ReplyEvent
   PlugInSynchEvent* m_ReplyEvent = nullptr;
   std::int32_t m_Signalled;  // under m_Mutex
+  const pid_t m_Owner;       // the process whose threads may wait here
 };
 
 #endif

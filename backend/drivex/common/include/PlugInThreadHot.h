@@ -15,6 +15,7 @@
 #define PLUGINTHREADHOT_H
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <cstdint>
@@ -61,7 +62,8 @@ class VEXA_API PlugInThreadHot {
   static bool WaitForMultipleThreads(PlugInThreadHot** threads, std::int32_t count,
                                      unsigned int timeout = PlugInSynchEvent::kNoTimeLimit);
 
-  bool HasThread() const { return has_thread; }
+  // False in a fork, whose copy of an object has no thread.
+  bool HasThread() const;
   void SetHasThread(bool has);
   // What Run returned.
   std::int32_t GetReturnValue() const { return return_value; }
@@ -72,9 +74,13 @@ class VEXA_API PlugInThreadHot {
 
  private:
   static void* EntryFunc(void* object);
+  void LetGo(std::int32_t returned);
   void WaitUntilUntouched();
+  bool Forked() const;
+  void ForgetThreadOfParent();
 
   std::atomic<pthread_t> handle = 0;  // stale when the thread has ended
+  int made = 0;                       // of the five that follow in the constructor, in its order
   pthread_attr_t attributes;
   pthread_mutex_t suspend_mutex;
   pthread_mutexattr_t mutex_attributes;
@@ -87,6 +93,7 @@ class VEXA_API PlugInThreadHot {
   std::atomic<bool> has_thread = false;
   PlugInCriticalSection state_guard;
   std::atomic<std::int32_t> return_value = 0;
+  std::atomic<pid_t> owner;  // the process whose threads these are
 
   // How the thread of the last Start is reaped, under the one mutex that all objects share.
   unsigned int starts = 0;    // 0 with a handle: adopted by Attach

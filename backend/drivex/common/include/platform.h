@@ -3,7 +3,9 @@
 #define PLATFORM_H
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 #include <unistd.h>
 #ifdef __APPLE__
@@ -45,6 +47,36 @@ inline int OpenProcess([[maybe_unused]] pid_t process) {
   return static_cast<int>(syscall(SYS_pidfd_open, process, 0));  // close-on-exec from birth
 #else
   return -1;
+#endif
+}
+
+// Descriptors that no program gets that another thread starts meanwhile: they are close-on-exec from birth
+// where the system can do that.
+inline int PipeOfOurs(int ends[2]) {
+#ifdef __APPLE__
+  const int result = pipe(ends);
+  for (int i = 0; result == 0 && i < 2; ++i) fcntl(ends[i], F_SETFD, FD_CLOEXEC);
+  return result;
+#else
+  return pipe2(ends, O_CLOEXEC);
+#endif
+}
+inline int SocketOfOurs(int domain, int type) {
+#ifdef __APPLE__
+  const int fd = socket(domain, type, 0);
+  if (fd != -1) fcntl(fd, F_SETFD, FD_CLOEXEC);
+  return fd;
+#else
+  return socket(domain, type | SOCK_CLOEXEC, 0);
+#endif
+}
+inline int AcceptOfOurs(int listener, sockaddr* peer, socklen_t* length) {
+#ifdef __APPLE__
+  const int fd = accept(listener, peer, length);
+  if (fd != -1) fcntl(fd, F_SETFD, FD_CLOEXEC);
+  return fd;
+#else
+  return accept4(listener, peer, length, SOCK_CLOEXEC);
 #endif
 }
 

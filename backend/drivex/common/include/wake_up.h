@@ -25,8 +25,6 @@ class WakeUp {
   // milliseconds between two looks at Signalled, otherwise -1.
   int Descriptor() const { return ends[0]; }
   int LookMilliseconds() const { return ends[0] == -1 ? kLookMilliseconds : -1; }
-  // Waits at most that long for the signal. Whether it has come.
-  bool AwaitSignal(int milliseconds) const;
 
  private:
   static constexpr int kLookMilliseconds = 100;

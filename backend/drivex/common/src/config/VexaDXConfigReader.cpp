@@ -68,6 +68,8 @@ XConfigOptions VexaDXConfigReader::GetOptions() {
 }
 
 XConfigOptions* VexaDXConfigReader::GetOptions(std::string name) {
+  // No section of the file has that name: the options under it come from two others.
+  if (name == VEXADXGLOBALSECTION) return GetNGlobalOptions();
   if (XConfigOptions* options = FindKept(name)) return options;
   auto made = std::make_unique<XConfigOptions>(name);
   std::vector<std::string> keys;

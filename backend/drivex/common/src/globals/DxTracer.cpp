@@ -1,11 +1,24 @@
 #include "DxTracer.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <ctime>
+#include <mutex>
 
 namespace {
 
 std::atomic<DxTracer*> gDxTracer = nullptr;
+
+// Held while any tracer is used, and while the process forks: a fork finds it free, and no line half written.
+// Never destroyed.
+std::mutex& Tracing() {
+  static std::mutex* const tracing = [] {
+    pthread_atfork([] { Tracing().lock(); }, [] { Tracing().unlock(); }, [] { Tracing().unlock(); });
+    return new std::mutex;
+  }();
+  return *tracing;
+}
 
 }  // namespace
 
@@ -14,13 +27,13 @@ DxTracer::~DxTracer() {
 }
 
 void DxTracer::setXName(const std::string& name) {
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(Tracing());
   xname = name;
 }
 
 void DxTracer::open(const std::string& path) {
   if (path.empty()) return;
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(Tracing());
   if (stream != nullptr) std::fclose(stream);
   stream = std::fopen(path.c_str(), "we");
   if (stream == nullptr) return;
@@ -30,7 +43,7 @@ void DxTracer::open(const std::string& path) {
 }
 
 void DxTracer::write(const std::string& message) {
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(Tracing());
   if (stream == nullptr) return;
   const std::time_t now = std::time(nullptr);
   std::tm local = {};

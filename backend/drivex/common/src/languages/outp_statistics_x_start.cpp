@@ -2,9 +2,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
@@ -15,15 +17,16 @@
 #include "XConfigOptions.h"
 #include "child_process.h"
 #include "dxglobals.h"
-#include "msleep.h"
+#include "platform.h"
 #include "text.h"
 #include "xpipemanager.h"
 
 namespace {
 
-constexpr unsigned int kStartMilliseconds = 500;  // a program that fails at once has failed by then
+// Kept against a clock, whatever signals come.
+constexpr std::chrono::milliseconds kStartTime{500};  // a program that fails at once has failed by then
 constexpr int kServerTries = 100;
-constexpr unsigned int kServerPauseMilliseconds = 100;
+constexpr std::chrono::milliseconds kServerPause{100};
 
 std::string Under(std::string home, const std::string& relative) {
   DecoratePathEnd(home);
@@ -38,11 +41,10 @@ struct Ends {
 // callers expect the process to end.
 Ends MakePipe() {
   int ends[2];
-  if (pipe(ends) != 0) {
+  if (platform::PipeOfOurs(ends) != 0) {
     std::puts(std::strerror(errno));
     std::exit(-1);
   }
-  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
@@ -97,7 +99,7 @@ int OutpStatisticsX::stat_start_x() {
   XPipeSuit* const suit = Suit();
   ForgetEarlierProcess(*suit);
   StartProcess(program, arguments);
-  msleep(kStartMilliseconds);
+  std::this_thread::sleep_for(kStartTime);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (code == 0) code = AwaitServer(suit->getCmdDispatcher(false));
   DxTraceError("stat_start_x result", code);
@@ -108,7 +110,7 @@ int OutpStatisticsX::AwaitServer(DXCmdDispatcher* dispatcher) {
   dispatcher->connectPeer();
   int code = SendCommand(DXCmdDispatcher::kTestCmd);
   for (int tries = 1; code != 0 && tries < kServerTries; ++tries) {
-    msleep(kServerPauseMilliseconds);
+    std::this_thread::sleep_for(kServerPause);
     if (!isXProcessActive()) return CleXDErrorCode::kProcessNotAlive;
     code = SendCommand(DXCmdDispatcher::kTestCmd);
   }
@@ -129,7 +131,7 @@ int OutpStatisticsX::stat_start_java() {
   arguments.pushArgument(JavaExtensionSmb().GetCommandName());
   StartProcess(program, arguments);
   int code = socket->AcceptSocketWhile([this] { return ProcessAlive(); });
-  msleep(kStartMilliseconds);
+  std::this_thread::sleep_for(kStartTime);
   if (!isXProcessActive()) code = CleXDErrorCode::kJavaNotAlive;
   DxTraceError("stat_start_java result", code);
   return code;
@@ -150,7 +152,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
     fcntl(to_language.Number(), F_SETFL, O_NONBLOCK);  // writing to R waits in poll
     from_language = std::move(output.reading);
   }
-  msleep(kStartMilliseconds);
+  std::this_thread::sleep_for(kStartTime);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (IsR()) code = InitialiseR();
   DxTraceError("start_x_process result", code);

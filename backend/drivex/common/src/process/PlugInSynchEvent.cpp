@@ -1,6 +1,7 @@
 #include "PlugInSynchEvent.h"
 
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
@@ -26,7 +27,8 @@ PlugInSynchEvent::PlugInSynchEvent(bool manualReset, bool initiallySignalled, co
     : m_ManualReset(manualReset),
       m_Mutex(new pthread_mutex_t),
       m_Cond(new pthread_cond_t),
-      m_Signalled(initiallySignalled ? 1 : 0) {
+      m_Signalled(initiallySignalled ? 1 : 0),
+      m_Owner(getpid()) {
   pthread_condattr_t condition_attributes;
   pthread_condattr_init(&condition_attributes);
   pthread_cond_init(m_Cond, &condition_attributes);
@@ -40,7 +42,7 @@ PlugInSynchEvent::PlugInSynchEvent(bool manualReset, bool initiallySignalled, co
 PlugInSynchEvent::~PlugInSynchEvent() {
   pthread_mutex_destroy(m_Mutex);
   delete m_Mutex;
-  pthread_cond_destroy(m_Cond);
+  if (m_Owner == getpid()) pthread_cond_destroy(m_Cond);  // waits for who waits in it: not in a fork
   delete m_Cond;
   ClearReplyEvent();
 }

@@ -1,26 +1,38 @@
 #include "PlugInThreadHot.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 namespace {
 
 // Protects what the objects say about their threads, so that a thread decides between being joined and
 // detaching itself in one step. One for all objects: a thread whose object deletes itself still asks. Never
-// held while a thread's work runs. Never destroyed: threads end after the exit hooks have begun.
+// held while a thread's work runs. Never destroyed: threads end after the exit hooks have begun. A fork finds
+// it free, and nobody waiting.
 struct Reaping {
   std::mutex mutex;
   std::condition_variable changed;
 };
 
 Reaping& Threads() {
-  static Reaping* const threads = new Reaping;
+  static Reaping* const threads = [] {
+    pthread_atfork([] { Threads().mutex.lock(); }, [] { Threads().mutex.unlock(); },
+                   [] {
+                     new (&Threads().changed) std::condition_variable;
+                     Threads().mutex.unlock();
+                   });
+    return new Reaping;
+  }();
   return *threads;
 }
+
+void Detach() { pthread_detach(pthread_self()); }
 
 bool Initialised(const char* call, int result) {
   if (result == 0) return true;
@@ -30,33 +42,51 @@ bool Initialised(const char* call, int result) {
 
 }  // namespace
 
-PlugInThreadHot::PlugInThreadHot() {
+PlugInThreadHot::PlugInThreadHot() : owner(getpid()) {
   // Each only when the one before succeeded.
+  const auto make = [this](const char* call, int result) {
+    made += Initialised(call, result) ? 1 : 0;
+    return result == 0;
+  };
   [[maybe_unused]] const bool built =
-      Initialised("pthread_attr_init", pthread_attr_init(&attributes)) &&
-      Initialised("pthread_mutexattr_init", pthread_mutexattr_init(&mutex_attributes)) &&
-      Initialised("pthread_condattr_init", pthread_condattr_init(&condition_attributes)) &&
-      Initialised("pthread_mutex_init", pthread_mutex_init(&suspend_mutex, nullptr)) &&
-      Initialised("pthread_cond_init", pthread_cond_init(&suspend_condition, nullptr));
+      make("pthread_attr_init", pthread_attr_init(&attributes)) &&
+      make("pthread_mutexattr_init", pthread_mutexattr_init(&mutex_attributes)) &&
+      make("pthread_condattr_init", pthread_condattr_init(&condition_attributes)) &&
+      make("pthread_mutex_init", pthread_mutex_init(&suspend_mutex, nullptr)) &&
+      make("pthread_cond_init", pthread_cond_init(&suspend_condition, nullptr));
 }
 
 PlugInThreadHot::~PlugInThreadHot() {
   auto_delete = false;
   WaitForStop(kDefaultWait);
   WaitUntilUntouched();
-  pthread_attr_destroy(&attributes);
-  pthread_cond_destroy(&suspend_condition);
-  pthread_mutex_destroy(&suspend_mutex);
-  pthread_mutexattr_destroy(&mutex_attributes);
-  pthread_condattr_destroy(&condition_attributes);
+  if (made > 0) pthread_attr_destroy(&attributes);
+  if (made > 4 && !Forked()) pthread_cond_destroy(&suspend_condition);  // it waits for who waits in it
+  if (made > 3) pthread_mutex_destroy(&suspend_mutex);
+  if (made > 1) pthread_mutexattr_destroy(&mutex_attributes);
+  if (made > 2) pthread_condattr_destroy(&condition_attributes);
   const std::lock_guard lock(Threads().mutex);
-  if (gone != nullptr) *gone = true;
+  if (gone != nullptr && !Forked()) *gone = true;
+}
+
+// The copy that a fork has of an object has no thread: that stayed with the process it was started in.
+bool PlugInThreadHot::Forked() const { return owner != getpid(); }
+
+bool PlugInThreadHot::HasThread() const { return has_thread && !Forked(); }
+
+void PlugInThreadHot::ForgetThreadOfParent() {
+  if (!Forked()) return;
+  has_thread = touched = joiner = false;
+  gone = nullptr;
+  released = starts;
+  owner = getpid();
 }
 
 bool PlugInThreadHot::Start(unsigned long stackSize) {
   bool started = false;
   {
     const PlugInCriticalSection::Lock state(state_guard);
+    ForgetThreadOfParent();
     if (has_thread) return false;
     WaitUntilUntouched();
     pthread_attr_t local;
@@ -93,33 +123,40 @@ void* PlugInThreadHot::EntryFunc(void* object) {
     const PlugInCriticalSection::Lock result(thread->result_guard);
     thread->entry_result = 0;
   }
-  const std::int32_t returned = thread->Entry();
-  {
-    const std::lock_guard lock(Threads().mutex);
-    if (object_gone) {
-      pthread_detach(pthread_self());
-      return nullptr;
-    }
-  }
-  {
-    const PlugInCriticalSection::Lock result(thread->result_guard);
-    thread->entry_result = returned;
-  }
-  thread->stop_event.Signal();
-
-  const std::lock_guard lock(Threads().mutex);
-  if (!thread->joiner) pthread_detach(pthread_self());
-  thread->gone = nullptr;
-  thread->touched = false;
-  Threads().changed.notify_all();
+  // However the thread leaves: it may end itself, or an interpreter that ends takes it along.
+  struct Departure {
+    PlugInThreadHot* thread;
+    const bool& object_gone;
+    std::int32_t returned = 0;
+    ~Departure() { object_gone ? Detach() : thread->LetGo(returned); }
+  } departure{thread, object_gone};
+  departure.returned = thread->Entry();
   return nullptr;  // nobody reads it: the joiner discards it
 }
 
+void PlugInThreadHot::LetGo(std::int32_t returned) {
+  {
+    const PlugInCriticalSection::Lock result(result_guard);
+    entry_result = returned;
+  }
+  stop_event.Signal();
+  const std::lock_guard lock(Threads().mutex);
+  if (!joiner) Detach();
+  gone = nullptr;
+  touched = false;
+  Threads().changed.notify_all();
+}
+
 std::int32_t PlugInThreadHot::Entry() {
-  return_value = Run();
-  const std::int32_t returned = return_value;
-  has_thread = false;
-  if (auto_delete) delete this;
+  struct Departure {
+    PlugInThreadHot* thread;
+    ~Departure() {
+      thread->has_thread = false;
+      if (thread->auto_delete) delete thread;
+    }
+  } const departure{this};
+  const std::int32_t returned = Run();
+  return_value = returned;
   return returned;
 }
 
@@ -129,12 +166,12 @@ std::int32_t PlugInThreadHot::Run() { return 0; }
 // joins it.
 void PlugInThreadHot::WaitUntilUntouched() {
   std::unique_lock lock(Threads().mutex);
-  if (pthread_equal(handle, pthread_self()) != 0) return;
+  if (Forked() || pthread_equal(handle, pthread_self()) != 0) return;
   Threads().changed.wait(lock, [this] { return !touched && !joiner; });
 }
 
 bool PlugInThreadHot::WaitForStop(unsigned int) {
-  if (!has_thread) return true;
+  if (!HasThread()) return true;
   std::unique_lock lock(Threads().mutex);
   const pthread_t thread = handle;
   if (pthread_equal(thread, pthread_self()) != 0) return !has_thread;  // nobody can wait for itself
@@ -180,7 +217,7 @@ bool PlugInThreadHot::Signal(std::int32_t number) {
   const std::lock_guard lock(Threads().mutex);
   const pthread_t thread = handle;
   const bool attached = starts == 0 && thread != 0 && has_thread;
-  return (touched || attached) && pthread_kill(thread, number) == 0;
+  return (touched || attached) && !Forked() && pthread_kill(thread, number) == 0;
 }
 
 bool PlugInThreadHot::Suspend() {

@@ -1,14 +1,14 @@
 #include "wake_up.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "platform.h"
+
 WakeUp::WakeUp() : owner(getpid()) {
-  if (pipe(ends) != 0) ends[0] = ends[1] = -1;
-  for (const int end : ends) fcntl(end, F_SETFD, FD_CLOEXEC);
+  if (platform::PipeOfOurs(ends) != 0) ends[0] = ends[1] = -1;
 }
 
 WakeUp::~WakeUp() {
@@ -38,10 +38,4 @@ bool WakeUp::AwaitReadable(int descriptor) const {
     if (ready > 0 && looks[0].revents != 0) return true;
     if (last_look) return false;
   }
-}
-
-bool WakeUp::AwaitSignal(int milliseconds) const {
-  pollfd look = {ends[0], POLLIN, 0};
-  if (!signalled) poll(&look, 1, milliseconds);
-  return signalled;
 }

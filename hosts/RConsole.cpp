@@ -6,7 +6,8 @@
 // end of input from an empty line; the next read reads on. Ctrl-C drops what has been typed.
 //
 // It ends when it is told to, when its window is closed, and when its peer is gone, and takes its own fifo
-// along, ahead of its ends: the peer may open another console as soon as it sees this one gone.
+// along, ahead of its ends: the peer may open another console as soon as it sees this one gone. The fifo of a
+// peer that has died goes too. The peer is the process that started the terminal.
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
@@ -19,6 +20,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <thread>
 
 // They want <cstdio>.
 #include <readline/history.h>
@@ -27,6 +29,7 @@
 #include "CleXDSmb.h"
 #include "XConsoleW.h"
 #include "sendreceive.h"
+#include "starter.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -34,15 +37,26 @@ namespace {
 constexpr int kLevels = 10000;  // a level's number has up to four digits
 // A peer that lives opens its end about a second after it started the terminal.
 constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::milliseconds kDying{300}, kLook{10};
 constexpr int kControlC = 'C' & 0x1f;
 
 VexaPipe* requests = nullptr;  // readline's callback has no argument for them
 VexaPipe* answers = nullptr;
 std::string prompt;  // what is shown of the current line
+Starter starter;
 
 [[noreturn]] void Leave(int status) {
   requests->RemoveFile(false);
   _exit(status);
+}
+
+// One that dies closes its ends a little before it is seen to be dead.
+[[noreturn]] void LeaveBehindPeer() {
+  requests->RemoveFile(false);
+  const auto end = std::chrono::steady_clock::now() + kDying;
+  while (!StarterGone(&starter) && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(kLook);
+  if (StarterGone(&starter)) answers->RemoveFile(false);
+  _exit(EXIT_FAILURE);
 }
 
 bool TerminalGone() {
@@ -53,12 +67,15 @@ bool TerminalGone() {
 // Waits for something to read there; without a terminal or a peer there is nothing to wait for.
 void Await(int input) {
   for (;;) {
-    pollfd looks[] = {{input, POLLIN, 0}, {answers->Descriptor(), 0, 0}, {STDIN_FILENO, 0, 0}};
-    const bool interrupted = poll(looks, 3, -1) == -1;
+    pollfd looks[] = {
+        {input, POLLIN, 0}, {answers->Descriptor(), 0, 0}, {STDIN_FILENO, 0, 0}, {starter.end, POLLIN, 0}};
+    const bool interrupted = poll(looks, 4, starter.end == -1 ? kStarterLookMilliseconds : -1) == -1;
     if (interrupted) {
       rl_check_signals();  // the window may have another size
-    } else if (looks[1].revents != 0 || looks[2].revents != 0) {
+    } else if (looks[2].revents != 0) {
       Leave(EXIT_FAILURE);
+    } else if (looks[1].revents != 0 || StarterGone(&starter)) {
+      LeaveBehindPeer();
     } else if (looks[0].revents != 0) {
       return;
     }
@@ -123,25 +140,27 @@ void OpenLevel(XPipeSuit& suit) {
 
 void Connect() {
   const auto end = std::chrono::steady_clock::now() + kPatience;
-  const auto peer_alive = [&] { return !TerminalGone() && std::chrono::steady_clock::now() < end; };
+  const auto peer_alive = [&] {
+    return !TerminalGone() && !StarterGone(&starter) && std::chrono::steady_clock::now() < end;
+  };
   CleXDSmb ready;
   const bool connected = requests->CreatePipe() == 0 && requests->OpenPipeToUnBlockRead() == 0 &&
                          requests->MakeBlocking() == 0 && answers->OpenPipeToWriteWhile(peer_alive) == 0 &&
                          SendData(answers, ready) == 0;
-  if (!connected) Leave(EXIT_FAILURE);
+  if (!connected) LeaveBehindPeer();
 }
 
 [[noreturn]] void Serve() {
   for (;;) {
     CleXDSmb message;
     Await(requests->Descriptor());
-    if (ReceiveData(requests, message) != 0) Leave(EXIT_FAILURE);
+    if (ReceiveData(requests, message) != 0) LeaveBehindPeer();
     LongData& numbers = message.GetLongDataRef();
     const int request = numbers.Empty() ? 0 : numbers[0];
     Show(message.GetSingleString());
     message.CleanUpAllData();
     if (request == XConsoleW::kReadRequest) message.SetSingleString(ReadLine().c_str());
-    if (SendData(answers, message) != 0) Leave(EXIT_FAILURE);
+    if (SendData(answers, message) != 0) LeaveBehindPeer();
     if (request == XConsoleW::kStopRequest) Leave(EXIT_SUCCESS);
   }
 }
@@ -153,6 +172,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: RConsole DIRECTORY ID CONSOLE HOME LANGUAGE [HOME]\n");
     return EXIT_FAILURE;
   }
+  starter = StarterOf(getppid(), argv[2]);
   XPipeManager manager(argv[1], argv[2]);
   SetUpTerminal();
   OpenLevel(*manager.getPipeSuit(argv[3]));

@@ -5,9 +5,9 @@
 // A block runs on a thread of its own, as a rule. A runtime that wants the main thread gets it when the
 // language's section of the configuration says STARTX_MAIN_THREAD=true: blocks of the first level then run
 // there, and the channel is served by another thread.
-#include <poll.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -15,38 +15,45 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
-extern "C" {  // glibc 2.36 does not say so itself
-#include <sys/pidfd.h>
-}
-
+#include "DxTracer.h"
 #include "StartXDispatcherVisitor.h"
 #include "SyncSyntaxBuffer.h"
 #include "XManager.h"
 #include "drivex.h"
 #include "dxglobals.h"
 #include "language_creation.h"
+#include "starter.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
 namespace {
 
-std::mutex manager_in_use;  // held while the pipes go
+constexpr std::chrono::milliseconds kPatience{500};  // with an end that is under way
 
-// Whatever this process is busy with when its driver goes, nobody waits for it any more: a block that
+std::timed_mutex manager_in_use;  // held while the pipes come and go
+
+// Whatever this process is busy with when its starter goes, nobody waits for it any more: a block that
 // computes for hours, one that waits for an answer, a language that does not end.
-void EndWithDriver(pid_t driver) {
-  const int descriptor = pidfd_open(driver, 0);
-  if (descriptor != -1 && getppid() == driver) {
-    pollfd look = {descriptor, POLLIN, 0};
-    while (poll(&look, 1, -1) != 1) {
-    }
-  }
-  const std::lock_guard lock(manager_in_use);
-  if (XPipeManager* const manager = GetXPipeManager()) manager->RemoveFiles(false);
+void EndWithStarter(Starter starter) {
+  AwaitStarterEnd(&starter);
+  const std::unique_lock lock(manager_in_use, kPatience);
+  XPipeManager* const manager = lock ? GetXPipeManager() : nullptr;
+  if (manager != nullptr) manager->RemoveFiles(false);
   _exit(EXIT_FAILURE);
+}
+
+// False without a thread to be had: then nothing would end this process.
+bool Watch(const Starter& starter) {
+  try {
+    std::thread(EndWithStarter, starter).detach();
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
 }
 
 class Commands : public StartXDispatcherVisitor {
@@ -60,7 +67,7 @@ class Commands : public StartXDispatcherVisitor {
 };
 
 // The main thread runs the blocks. Its loop ends with kStopDX, or when the channel has ended without it.
-int ServeBlocksOnThisThread(DXCmdDispatcher* channel, const std::string& xname) {
+int ServeBlocksOnThisThread(DXCmdDispatcher* channel, const std::string& xname) try {
   const std::unique_ptr<DriveX> runner(CreateCmdVexaDX(xname, true));
   if (!runner) return EXIT_FAILURE;
   GSetUseSyncDx(true);
@@ -73,6 +80,9 @@ int ServeBlocksOnThisThread(DXCmdDispatcher* channel, const std::string& xname) 
   runner->invokeX();
   server.join();
   return code;
+} catch (const std::system_error& no_thread) {
+  DxTrace(no_thread.what());
+  return EXIT_FAILURE;
 }
 
 bool WantsMainThread() {
@@ -87,13 +97,16 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: startx APPLICATION DIRECTORY ID XNAME\n");
     return EXIT_FAILURE;
   }
-  const pid_t driver = getppid();
   std::signal(SIGPIPE, SIG_IGN);  // a backend that is gone shows as a failed write
   std::signal(SIGINT, SIG_IGN);   // meant for the program that drives the backend
-  InitXProcess(argv[1], argv[2], argv[3], argv[4], "");
+  if (!Watch(StarterOf(getpid(), argv[3]))) return EXIT_FAILURE;
   const std::string xname = argv[4];
-  DXCmdDispatcher* const channel = GetXPipeManager()->getPipeSuit(xname)->getCmdDispatcher(true);
-  std::thread(EndWithDriver, driver).detach();
+  DXCmdDispatcher* channel = nullptr;
+  {
+    const std::lock_guard lock(manager_in_use);
+    InitXProcess(argv[1], argv[2], argv[3], argv[4], "");
+    channel = GetXPipeManager()->getPipeSuit(xname)->getCmdDispatcher(true);
+  }
   channel->connectPeer();
   Commands commands(xname);
   const int code =

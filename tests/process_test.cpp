@@ -5,10 +5,15 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "XCmdArgument.h"
 #include "child_process.h"
 #include "msleep.h"
+#include "starter.h"
 #include "support/sandbox.h"
 
 namespace {
@@ -61,6 +66,8 @@ TEST(Arguments, AreRebuiltOnlyAfterAChange) {
   EXPECT_STREQ(arguments.argumentAt(2), "d");
   EXPECT_EQ(arguments.argumentAt(-1), nullptr);
   EXPECT_EQ(arguments.argumentAt(3), nullptr);
+  arguments.pushArgument("e", true);
+  EXPECT_STREQ(arguments.cmdline(), " a c d e");
 }
 
 template <class Body>
@@ -127,6 +134,46 @@ TEST(Child, NobodyIsSignalledWhereThereIsNone) {
   EXPECT_EQ(group_signals, 0);
   EXPECT_TRUE(ChildAlive(bystander));
   KillChild(bystander);
+}
+
+// What a process finds that another one started, and that waits for `ready` before it looks.
+char Found(const std::string& id, bool has_descriptor, bool starter_stays) {
+  int told[2], alive[2];
+  EXPECT_EQ(pipe(told) + pipe(alive), 0);
+  const pid_t starter = Fork([&] {
+    const pid_t self = getpid();
+    const pid_t started = Fork([&] {
+      alarm(10);
+      while (!starter_stays && getppid() == self) usleep(1000);
+      Starter mine = StarterOf(getpid(), id.empty() ? "7fffffff" : id.c_str());
+      if (!has_descriptor && mine.end != -1) close(std::exchange(mine.end, -1));
+      const bool gone = StarterGone(&mine);
+      close(alive[1]);  // may go now
+      AwaitStarterEnd(&mine);
+      const char found = gone ? 'g' : 'e';
+      return write(told[1], &found, 1);
+    });
+    close(alive[1]);
+    char byte;
+    if (starter_stays && started > 0 && read(alive[0], &byte, 1) == 0) return;
+  });
+  for (const int end : {told[1], alive[0], alive[1]}) close(end);
+  char found = '-';
+  EXPECT_EQ(read(told[0], &found, 1), 1);
+  close(told[0]);
+  int status = 0;
+  waitpid(starter, &status, 0);
+  return found;
+}
+
+TEST(ItsStarter, IsSeenToEndAndIsNotTakenForWhoTakesItsPlace) {
+  char driver[20];
+  std::snprintf(driver, sizeof driver, "%x", static_cast<unsigned>(getpid()));
+  for (const bool has_descriptor : {true, false}) {
+    for (const std::string& id : {std::string(driver), std::string(), std::string("0")})
+      EXPECT_EQ(Found(id, has_descriptor, true), 'e') << id;
+    EXPECT_EQ(Found(driver, has_descriptor, false), 'g');
+  }
 }
 
 TEST(Pause, LastsAndEndsAtASignal) {

@@ -112,11 +112,13 @@ TEST_F(RRunTest, RThatHasEndedIsStartedAnew) {
   EXPECT_EQ(Run("tools::pskill(Sys.getpid(), 9)"), kProcessNotAlive);  // and the session ends without it
 }
 
-// Whether R waits for a line or runs one that would take for ever.
+// Whether R waits for a line or runs one that would take for ever, which nothing can interrupt.
 TEST_F(RRunTest, EngineThatDiesTakesRAlong) {
   NEEDS_R();
+  SetEnvironment("TMPDIR", files.path().c_str());
   for (const char* line :
-       {"tools::pskill(%d, 9)", "tools::pskill(%d, 9); Sys.sleep(600)", "tools::pskill(%d, 9); repeat {}"}) {
+       {"tools::pskill(%d, 9)", "tools::pskill(%d, 9); Sys.sleep(600)", "tools::pskill(%d, 9); repeat {}",
+        "suspendInterrupts({tools::pskill(%d, 9); repeat {}})"}) {
     Start();
     const pid_t r = ProcessOfR();
     const std::string engine = ReadFile("/proc/" + std::to_string(r) + "/stat");
@@ -125,6 +127,7 @@ TEST_F(RRunTest, EngineThatDiesTakesRAlong) {
     std::snprintf(text, sizeof text, line, parent);
     EXPECT_EQ(Run(text), kPeerClosed);
     EXPECT_TRUE(Comes([&] { return HasEnded(r); })) << line;
+    EXPECT_EQ(files.Entries(), std::vector<std::string>()) << "its own directory: " << line;
   }
   own_fifos = 2;  // those of this process go with it
 }

@@ -2,7 +2,6 @@
 // that belong together. A code other than 0 becomes a VexaException with the name of the function that gave
 // it. Java lets one thread in at a time, and the Native class says who owns the byte arrays: Java does.
 #include <jni.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,14 +10,12 @@
 #include <cstring>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <thread>
-
-extern "C" {  // glibc 2.36 does not say so itself
-#include <sys/pidfd.h>
-}
 
 #include "CleXDErrorCode.h"
 #include "dxglobals.h"
+#include "starter.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
@@ -65,10 +62,8 @@ jbyteArray Bytes(JNIEnv* env, const char* text) {
 }
 
 // An extension may compute for hours: it goes with the backend, whatever it is busy with.
-void EndWithBackend(int backend) {
-  pollfd look = {backend, POLLIN, 0};
-  while (poll(&look, 1, -1) != 1) {
-  }
+void EndWithBackend(Starter backend) {
+  AwaitStarterEnd(&backend);
   if (XPipeManager* const manager = GetXPipeManager()) manager->RemoveFiles(false);
   _exit(EXIT_FAILURE);
 }
@@ -82,8 +77,8 @@ std::string Environment(const char* name) {
 // backend lives; the watch begins ahead of that look, so that it watches nobody else.
 int Open(const std::string& application) {
   const std::string id = Environment("VEXA_PIPE_ID");
-  const int backend = pidfd_open(getppid(), 0);
-  if (id.empty() || backend == -1) return CleXDErrorCode::kBackendNotRunning;
+  const Starter backend = StarterOf(getpid(), id.c_str());
+  if (id.empty() || StarterGone(&backend)) return CleXDErrorCode::kBackendNotRunning;
   InitXProcess(application.c_str(), Environment("VEXADXTEMP").c_str(), id.c_str(), kLanguage, "");
   XPipeSuit* const suit = GetXPipeManager()->getPipeSuit(kLanguage);
   const int level = std::max(std::atoi(Environment("VEXA_PIPE_LEVEL").c_str()), 0);
@@ -91,7 +86,11 @@ int Open(const std::string& application) {
   VexaPipe* const requests = suit->getXPipes()->GetXDAPIPipe();
   if (requests->OpenPipeToUnBlockWrite() != 0 || requests->MakeBlocking() != 0)
     return CleXDErrorCode::kBackendNotRunning;
-  std::thread(EndWithBackend, backend).detach();
+  try {
+    std::thread(EndWithBackend, backend).detach();
+  } catch (const std::system_error&) {
+    return CleXDErrorCode::kThreadNotStarted;
+  }
   return 0;
 }
 

@@ -1,26 +1,29 @@
+#define _GNU_SOURCE  // for nftw
 #include <R.h>
 #include <R_ext/Rdynload.h>
 #include <dirent.h>
-#include <poll.h>
+#include <ftw.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "shim.h"
+#include "starter.h"
 #include "vexaxd_p.h"
 
-static const unsigned kGraceSeconds = 2;
+static const struct timespec kGrace = {0, 600000000};  // within a second everything is to be over
 
 static pthread_t r_thread;
 static pid_t r_process;  // a fork of it has no say
-static pid_t starter;
+static struct Starter starter;
 static void (*interrupt)(int);  // R's own handler
 static char fifo_directory[4096];
 static char fifo_prefix[256];  // of this language's levels
+static char session_directory[4096];
 
 static void RemoveFifos(void) {
   if (getpid() != r_process) return;
@@ -35,22 +38,35 @@ static void RemoveFifos(void) {
   closedir(directory);
 }
 
+static int RemoveEntry(const char* path, const struct stat* about, int type, struct FTW* place) {
+  (void)about, (void)type, (void)place;
+  remove(path);
+  return 0;
+}
+
 // Whatever R is busy with when its starter goes, nobody waits for it any more. At a prompt it ends by itself;
-// a computation is interrupted, so that it comes to one; what cannot be interrupted is not waited for.
+// a computation is interrupted, so that it comes to one; what cannot be interrupted is not waited for, and
+// what R would have removed at its end is removed here.
 static void* EndWithStarter(void* unused) {
-  struct pollfd look = {(int)syscall(SYS_pidfd_open, starter, 0), POLLIN, 0};
-  if (look.fd != -1 && getppid() == starter) {
-    while (poll(&look, 1, -1) != 1) {
-    }
-  }
+  AwaitStarterEnd(&starter);
   RemoveFifos();
   if (!AtPrompt()) {
     signal(SIGINT, interrupt);
     pthread_kill(r_thread, SIGINT);
   }
-  sleep(kGraceSeconds);
+  nanosleep(&kGrace, NULL);
+  if (session_directory[0] == '/') nftw(session_directory, RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+  RemoveFifos();  // a call may have made them anew
   _exit(EXIT_FAILURE);
   return unused;
+}
+
+static void NoteSessionDirectory(void) {
+  const SEXP call = PROTECT(Rf_lang1(Rf_install("tempdir")));
+  const SEXP directory = PROTECT(Rf_eval(call, R_BaseEnv));
+  if (Rf_isString(directory) && Rf_length(directory) == 1)
+    snprintf(session_directory, sizeof session_directory, "%s", CHAR(STRING_ELT(directory, 0)));
+  UNPROTECT(2);
 }
 
 // With no signal of R's: their handlers are for R's thread.
@@ -78,7 +94,8 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
   r_thread = pthread_self();
   r_process = getpid();
   atexit(RemoveFifos);
-  starter = getppid();
+  starter = StarterOf(getpid(), TextOf(id));
+  NoteSessionDirectory();
   WatchStarter();
   TakeConsole();
   return R_NilValue;

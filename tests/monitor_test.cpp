@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "DxTracer.h"
 #include "MonitorThread.h"
 #include "support/processes.h"
 #include "xpipemanager.h"
@@ -63,6 +64,33 @@ TEST_F(Monitor, EndsInTimeWhereNobodyComes) {
     monitor->Stop();
     EXPECT_FALSE(monitor->HasThread() || alarms != 0);
   }
+}
+
+TEST_F(Monitor, WriterWithoutAReaderTracesEachChangeOnce) {
+  DxTracer tracer;
+  tracer.open(notes.path() + "/trace"), SetDxTracer(&tracer);
+  const auto traced = [this] {
+    const std::string all = ReadFile(notes.path() + "/trace"), text = "OpenPipeToUnBlockWrite";
+    int count = 0;
+    for (std::size_t at = 0; (at = all.find(text, at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  {
+    const auto monitor = Start(MonitorThread::kWriter);
+    const auto start = Clock::now();
+    EXPECT_TRUE(
+        Await([&] { return traced() > 0 && Clock::now() - start > std::chrono::milliseconds(2300); }));
+    EXPECT_EQ(traced(), 1) << "no fifo";
+    EXPECT_EQ(mkfifo(name.c_str(), 0600), 0);
+    EXPECT_TRUE(Await([&] { return traced() == 2; })) << "no reader";
+    const int fd = open(name.c_str(), O_RDONLY);
+    int word = 0;
+    EXPECT_TRUE(read(fd, &word, sizeof word) == 4 && word == 1 && traced() == 2);
+    monitor->Stop();
+    EXPECT_TRUE(read(fd, &word, sizeof word) == 4 && word == 3);
+    close(fd);
+  }
+  SetDxTracer(nullptr);
 }
 
 TEST_F(Monitor, WriterEndsSilentlyWhenItsReaderHasGone) {

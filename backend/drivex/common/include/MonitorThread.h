@@ -41,6 +41,7 @@ class VEXA_API MonitorThread : public PlugInThreadHot {
  private:
   void Monitor();
   void Write();
+  bool OpenedToWrite(long& known);
   void Read();
   void TakeWord(std::int32_t word);
   bool Pause();

@@ -1,12 +1,18 @@
 #include "MonitorThread.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <utility>
 
 #include "CleXDErrorCode.h"
 #include "XPipes.h"
-#include "msleep.h"
+#include "descriptor.h"
+#include "patience.h"
 #include "sigpipe.h"
 #include "vexa_assert.h"
 
@@ -14,8 +20,8 @@ namespace {
 
 constexpr std::int32_t kAlive = 1;
 constexpr std::int32_t kFarewell = 3;
-constexpr int kBeatMilliseconds = 1000;  // between two words, and between two tries to open the fifo
-constexpr int kLookMilliseconds = 100;   // between two looks at whether to stop
+constexpr std::chrono::seconds kBeat{1};  // between two words, and between two tries to open the fifo
+constexpr int kLookMilliseconds = 100;    // between two looks at whether to stop
 
 }  // namespace
 
@@ -80,7 +86,7 @@ void MonitorThread::Monitor() {
 // anybody.
 void MonitorThread::Write() {
   const SigpipeBlocked reader_may_be_gone;
-  while (!pipe->IsWritePipeConnected() && pipe->OpenPipeToUnBlockWrite() != 0) {
+  for (long known = 0; !pipe->IsWritePipeConnected() && !OpenedToWrite(known);) {
     if (!Pause()) return;
   }
   for (;;) {
@@ -91,6 +97,18 @@ void MonitorThread::Write() {
     if (last || CleXDErrorCode::IsPipeError(code) || (code != 0 && pipe->PeerHungUp())) return;
     Pause();
   }
+}
+
+// The endpoint traces each failure to open, and is asked only when there is something new: `known` is what
+// the last look found, a file or a reason. A look that finds a reader stays open until the endpoint has its
+// own end, or the reader would see a writer go.
+bool MonitorThread::OpenedToWrite(long& known) {
+  const ::Descriptor look(open(pipe_name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+  struct stat file = {};
+  const bool found = look.Number() != -1 && fstat(look.Number(), &file) == 0;
+  const long now = found ? static_cast<long>(file.st_ino) : -errno;
+  if (now == std::exchange(known, now)) return false;
+  return pipe->OpenPipeToUnBlockWrite() == 0;
 }
 
 void MonitorThread::Read() {
@@ -129,7 +147,7 @@ void MonitorThread::TakeWord(std::int32_t word) {
 
 // One beat, cut short by Stop. Whether to go on.
 bool MonitorThread::Pause() {
-  for (int waited = 0; waited < kBeatMilliseconds && !stop; waited += kLookMilliseconds)
-    msleep(kLookMilliseconds);
+  const auto end = std::chrono::steady_clock::now() + kBeat;
+  while (!stop && std::chrono::steady_clock::now() < end) ::Pause(kLookMilliseconds);
   return !stop;
 }

@@ -15,7 +15,7 @@
 #include "sigpipe.h"
 #include "xpipemanager.h"
 
-bool isVexaRunning = false;
+std::atomic<bool> isVexaRunning = false;
 std::int32_t processId = -1;
 bool isxdriven = false;
 bool nestability = false;

@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -25,8 +26,8 @@ struct MultiDatastepData;
 #pragma GCC visibility push(hidden)
 
 // The backend can be talked to. Written by StartVexa, IsBackendReady, StopVexa, SetVexaRunning,
-// ResetStaticVars.
-extern bool isVexaRunning;
+// ResetStaticVars; the thread of a bulk transport reads it too.
+extern std::atomic<bool> isVexaRunning;
 // The backend that this process started, -1 for none. Written by StartVexa, StopVexa, ResetStaticVars.
 extern std::int32_t processId;
 // The last answer of IsXDriven, which writes it; cleared by ResetStaticVars.

@@ -28,12 +28,13 @@ const std::string kHome = VEXA_STAGED_HOME;
 
 class ConsoleProgram : public ProcessTest {
  protected:
+  static constexpr const char* kId = "0";  // names no process
   void Start() {
-    answers = pipes.emplace(sandbox.path() + "/04d2RConsole0").GetSyntaxResultPipe();
+    answers = pipes.emplace(sandbox.path() + "/" + kId + "RConsole0").GetSyntaxResultPipe();
     ASSERT_EQ(answers->CreatePipe(), 0);
     const std::string program = kHome + "/bin/RConsole", path = sandbox.path() + "/", home = kHome;
     if ((child = forkpty(&terminal, nullptr, nullptr, nullptr)) == 0) {
-      execl(program.c_str(), program.c_str(), path.c_str(), "04d2", "RConsole", home.c_str(), "", nullptr);
+      execl(program.c_str(), program.c_str(), path.c_str(), kId, "RConsole", home.c_str(), "", nullptr);
       _exit(255);
     }
     EXPECT_EQ(Answer(), "") << "it is ready";
@@ -108,6 +109,33 @@ TEST_F(ConsoleProgram, EndsWithItsWindowAndWithItsPeer) {
     pipes->GetSyntaxPipe()->ClosePipe(), answers->ClosePipe();
     EXPECT_EQ(Ends(), 1);
   }
+}
+
+// One process stands for the language, and starts another one that stands for the terminal.
+TEST_F(ConsoleProgram, EndsWithTheLanguageWhileItComesUpAndRemovesTheFifosOfBoth) {
+  const std::string program = kHome + "/bin/RConsole", path = sandbox.path() + "/", id = ProcessIdText();
+  int alive[2];
+  ASSERT_EQ(pipe(alive), 0);
+  Process language([&] {
+    XPipes own(path + id + "RConsole0");
+    EXPECT_EQ(own.GetSyntaxResultPipe()->CreatePipe(), 0);
+    if (fork() == 0) {
+      if (forkpty(&terminal, nullptr, nullptr, nullptr) == 0) {
+        execl(program.c_str(), program.c_str(), path.c_str(), id.c_str(), "RConsole", "", "", nullptr);
+        _exit(255);
+      }
+      wait(nullptr), _exit(0);
+    }
+    return pause();
+  });
+  EXPECT_TRUE(Appears(path + id + "RConsole0syntax"));
+  const auto start = Clock::now();
+  language.Kill();
+  close(alive[1]);
+  char byte;
+  EXPECT_EQ(read(alive[0], &byte, 1), 0) << "all of them have ended";
+  close(alive[0]);
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
 }
 
 // --- The window ---
@@ -191,7 +219,9 @@ TEST_F(Console, FailsToOpenWithoutADisplayOrAProgramAndOpensWithBoth) {
   EXPECT_EQ(Start(), XConsoleW::kEndedAtStart);
   EXPECT_EQ(console->WriteToConsole("a", 1), XConsoleW::kNotStarted);
   display.emplace();
-  SetVEXAHOME(sandbox.path().c_str());
+  const Sandbox incomplete;
+  incomplete.Write("bin/RConsole", "no program");
+  SetVEXAHOME(incomplete.path().c_str());
   EXPECT_EQ(Start(), XConsoleW::kEndedAtStart) << "in a home without the program";
   SetVEXAHOME(kHome.c_str());
   EXPECT_EQ(Start(), 0) << "at the third level";
@@ -234,7 +264,7 @@ TEST_F(Console, IsStartedAndAskedAsAgreedAndNotWaitedForWhenItIsGone) {
     far->GetSyntaxPipe()->CreatePipe();
     Appears(far->GetSyntaxResultPipe()->GetPipeName());
     SendData(far->GetSyntaxResultPipe(), ready, false);
-    for (const int code : {5, 0}) {
+    for (const int code : {5, 0, 0}) {
       CleXDSmb message;
       ReceiveData(far->GetSyntaxPipe(), message, true);
       asked += message.GetSingleString();
@@ -245,10 +275,13 @@ TEST_F(Console, IsStartedAndAskedAsAgreedAndNotWaitedForWhenItIsGone) {
   });
   played.Start();
   ASSERT_EQ(Start(), 0);
+  Process fork([&] { return console->StopConsole() + console->WriteToConsole("a", 1); });
+  EXPECT_EQ(fork.Result(), XConsoleW::kNotStarted) << "the console is its parent's";
   EXPECT_EQ(console->WriteToConsole("abcd", 2), 5);
   char buffer[] = "..........";
   EXPECT_EQ(console->ReadFromConsole(buffer, 9), 0);
   EXPECT_STREQ(buffer, "a line\n...") << "the text's own length";
+  EXPECT_EQ(console->ReadFromConsole(nullptr, 9), 0) << "nowhere to copy it to";
   EXPECT_EQ(asked, "ab");
 
   ASSERT_TRUE(played.WaitForStop() && Await([&] { return !noted("terminal").empty(); }));

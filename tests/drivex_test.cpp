@@ -1,97 +1,24 @@
-// Runs of language code: the mailboxes between threads, one run with its runtime and with its backend, and
-// the command service of a session.
+// Runs of language code: the mailboxes between threads, and one run with its runtime and with its backend.
 #include "drivex.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <mutex>
 
-#include "CleXDErrorCode.h"
-#include "CmdReceiveThread.h"
-#include "StartXDispatcherVisitor.h"
-#include "StatisticsX.h"
-#include "SyncSyntaxBuffer.h"
-#include "XConfigOptions.h"
-#include "XManager.h"
-#include "call_frame.h"
-#include "child_process.h"
 #include "dxcallback.h"
-#include "dxglobals.h"
-#include "support/processes.h"
-#include "support/scripted_peer.h"
+#include "support/run_test.h"
 #include "support/worker.h"
-#include "vexaxd_p.h"
-#include "xpipemanager.h"
 
 namespace {
-
-using Code = CleXDErrorCode;
-using Key = DXCmdDispatcher::CmdKey;
-using Texts = std::vector<std::string>;
-
-// A runtime that notes what it is asked, and answers as it is told.
-struct FakeRuntime : StatisticsX {
-  FakeRuntime() : StatisticsX(true) {}
-  int x_init_embedded_x(int argc, char** argv) override {
-    std::string text = "init";
-    for (int i = 0; i < argc; ++i) text += std::string("|") + argv[i];
-    return log.push_back(text), init;
-  }
-  int x_execute_x(char* lines) override {
-    thread = gettid();
-    return log.push_back(lines), execute;
-  }
-  int x_stop_embedded_x() override { return 0; }
-  int x_pre_action() override { return log.push_back("pre"), pre; }
-  int x_post_action() override { return log.push_back("post"), 9; }
-  Texts log;
-  int init = 0, pre = 0, execute = 0;
-  std::atomic<pid_t> thread = 0;
-};
-
-// A process that takes runs of the language T.
-class RunTest : public Deadline {
- protected:
-  RunTest() {
-    home.Write("bin/vexadxcfg.ini", "[SUPPORTED_LANG]\nX=T\nTRACE=" + notes.path() + "\n");
-    for (const char* name : {"VEXA_HOME", "VEXA_RUNNING"}) SetEnvironment(name, nullptr);
-    SetEnvironment("VEXADXTEMP", temp.path().c_str());
-    mySyntaxData.SetStop(false);
-    GSetUseSyncDx(false);
-  }
-  ~RunTest() override {
-    EndSession();
-    EXPECT_EQ(temp.Entries(), Texts());
-    EXPECT_FALSE(HasChildren());
-  }
-  // The objects of the process, and a runtime for T.
-  FakeRuntime& Host() {
-    InitDxGlobal(temp.path() + "/", ProcessIdText(), "T", home.path());
-    auto* runtime = new FakeRuntime;
-    GetXManager()->addStatisticsX("T", runtime);
-    return *runtime;
-  }
-  VexaDX_P& OpenLevel(FakeRuntime& runtime) {
-    GetXManager()->addVexaDX(new VexaDX_P("T", &runtime, &options));
-    return dynamic_cast<VexaDX_P&>(*GetXManager()->getBackVexaDX());
-  }
-  bool Traced(const std::string& text) const {
-    return ReadFile(notes.path() + "/T_trace.log").find(text) != std::string::npos;
-  }
-  std::string Channel() const { return temp.path() + "/" + ProcessIdText() + "T"; }
-
-  Sandbox home, temp, notes;
-  XConfigOptions options{"T"};
-};
 
 // --- The mailbox of the synchronous mode ---
 
 TEST_F(RunTest, HostRunsBlocksUntilItIsStopped) {
   FakeRuntime runtime;
-  runtime.setIntialized(true);
   CmdVexaDX driver("T", &runtime, &options);
+  EXPECT_TRUE(driver.initializeX() == 0 && runtime.table == CreateDXCallBackHandle());
+  runtime.log.clear();
   Worker host([&] { return driver.invokeX(); });
   host.Start();
   runtime.execute = 5;
@@ -100,6 +27,18 @@ TEST_F(RunTest, HostRunsBlocksUntilItIsStopped) {
   EXPECT_EQ(GStopSyncSyntax(), 0);
   EXPECT_EQ(host.Result(), 5) << "the last block's";
   EXPECT_EQ(runtime.log, (Texts{"pre", "a\nb\n", "post"}));
+}
+
+TEST_F(RunTest, HostThatLeavesWithinABlockIsNotWaitedFor) {
+  FakeRuntime runtime;
+  runtime.setIntialized(true);
+  runtime.within = [] { pthread_exit(nullptr); };
+  CmdVexaDX driver("T", &runtime, &options);
+  Worker host([&] { return driver.invokeX(); });
+  host.Start();
+  Texts block = {"a"};
+  EXPECT_EQ(GRunSyncSyntax(block), Code::kLibraryUnusable);
+  EXPECT_TRUE(host.WaitForStop() && !runtime.isRunning());
 }
 
 // --- Lines, through the callback table ---
@@ -128,6 +67,7 @@ class LineTest : public RunTest {
       if (buffer.find("Submit") != std::string::npos) {
         Entry<int()>(14)();
         EXPECT_EQ(SetSyntax("n1\nn2"), 0);
+        EXPECT_TRUE(buffer.find("twice") == std::string::npos || SetSyntax("lost") == 0);
         Entry<void()>(15)();
       }
     }
@@ -159,6 +99,14 @@ TEST_F(LineTest, OfANestedBlockComeBehindTheLineThatSubmits) {
     EXPECT_EQ(std::exchange(lines, {}),
               (Texts{"a\n", "vexapkg.Submit\n", "\n", "n1\n", "n2\n", "\n", "z\n"}));
   }
+}
+
+// Kept: one text is taken for each fall of the layer, and it is not the one that goes.
+TEST_F(LineTest, OfANestedBlockAreTakenOnce) {
+  Read(80);
+  EXPECT_EQ(SetSyntax("vexapkg.Submit twice\ny\nz"), 0);
+  EXPECT_EQ(lines, (Texts{"vexapkg.Submit twice\n", "\n", "n1\n", "n2\n", "\n", "y\n", "z\n"}));
+  EXPECT_EQ(std::exchange(gSyntaxList, {}), Texts{"n1\nn2\n"});
 }
 
 TEST_F(LineTest, OfANestLayerWait) {
@@ -217,43 +165,6 @@ TEST_F(RunTest, InitialisesWithTheArgumentsOfTheSection) {
 
 // --- One run with its backend ---
 
-// The backend's ends of a level.
-class Backend {
- public:
-  explicit Backend(std::string level) : name(std::move(level)), xdapi(name) {
-    for (const char* fifo : {"syntax", "syntaxresult"}) mkfifo((name + fifo).c_str(), 0600);
-    results = open((name + "syntaxresult").c_str(), O_RDONLY | O_NONBLOCK);
-  }
-  Backend(const Backend&) = delete;
-  Backend& operator=(const Backend&) = delete;
-  ~Backend() {
-    for (const int fd : {results, syntax}) close(fd);
-  }
-  // The code of the next answer; -1 when there is none.
-  int Answer() {
-    std::string image = Encode(MakeImage(-1));
-    pollfd look = {results, POLLIN, 0};
-    if (poll(&look, 1, 5000) <= 0 || read(results, image.data(), image.size()) <= 0) return -1;
-    return Decode(image)->error;
-  }
-  void Sends(const Strings& lines) {
-    if (syntax == -1) syntax = open((name + "syntax").c_str(), O_WRONLY);
-    const std::string image = Encode(MakeImage(-1, lines));
-    EXPECT_EQ(write(syntax, image.data(), image.size()), static_cast<ssize_t>(image.size()));
-  }
-  void Runs(const Strings& lines, int code) {
-    EXPECT_EQ(Answer(), 0) << "the language listens";
-    xdapi.Expects(200).Answers();
-    Sends(lines);
-    EXPECT_EQ(Answer(), code);
-  }
-
- private:
-  const std::string name;
-  ScriptedPeer xdapi;
-  int results = -1, syntax = -1;
-};
-
 TEST_F(RunTest, BlockOfTheBackendIsRunAndAnswered) {
   const struct {
     int init, code;
@@ -289,6 +200,29 @@ TEST_F(RunTest, EmptyBlockIsNotAnswered) {
   EXPECT_EQ(backend.Answer(), -1);
 }
 
+TEST_F(RunTest, BlockThatThrowsOrLeavesItsThreadEndsTheRun) {
+  FakeRuntime& runtime = Host();
+  VexaDX_P& driver = OpenLevel(runtime);
+  Backend backend(Channel() + "0");
+  runtime.within = [] { throw 42; };
+  EXPECT_EQ(driver.startX(), 0);
+  backend.Runs(Strings{"a"}, Code::kLibraryUnusable);
+  EXPECT_TRUE(!runtime.isRunning() && Await([&] { return driver.isStopped(); }));
+  runtime.within = [] { pthread_exit(nullptr); };
+  EXPECT_EQ(driver.startX() + backend.Answer(), 0);
+  backend.Sends(Strings{"a"});
+  EXPECT_TRUE(backend.HungUp() && Await([&] { return driver.isStopped(); }) && !runtime.isRunning());
+}
+
+TEST_F(RunTest, ThatGetsNoBlockClosesItsEnd) {
+  FakeRuntime& runtime = Host();
+  VexaDX_P& driver = OpenLevel(runtime);
+  Backend backend(Channel() + "0");
+  EXPECT_EQ(unlink((Channel() + "0syntax").c_str()), 0);
+  EXPECT_EQ(driver.startX() + backend.Answer(), 0);
+  EXPECT_TRUE(backend.HungUp() && driver.AwaitStopped(5000));
+}
+
 TEST_F(RunTest, FirstLevelAloneRunsOnTheHostsThread) {
   FakeRuntime& runtime = Host();
   GSetUseSyncDx(true);
@@ -316,110 +250,6 @@ TEST_F(RunTest, BackendThatNeverComesIsNotWaitedForAtTheEnd) {
   EXPECT_EQ(driver.startX() + second.Answer(), 0) << "listens once more";
   GetXManager()->cleanup();
   EXPECT_EQ(GetXManager()->getBackVexaDX(), nullptr);
-}
-
-// --- The command service ---
-
-TEST_F(RunTest, CommandsBringADriverUpAndDown) {
-  FakeRuntime& runtime = Host();
-  XPipeSuit& suit = *GetXPipeManager()->getPipeSuit("T");
-  CmdReceiveThread service(suit.getCmdDispatcher(true));
-  service.Start();
-  DXCmdDispatcher client(Channel(), false);
-  for (const Key key : {Key::kTestCmd, Key{0}, Key::kExitDxRun}) EXPECT_EQ(client.sendCmd(key), 0);
-  EXPECT_EQ(client.sendCmd(Key{5}), Code::kUnknownCommand);
-  EXPECT_EQ(client.sendCmd(Key::kRunDX), Code::kThreadNotStarted) << "no driver";
-  Backend backend(Channel() + "0");
-  for (const Key key : {Key::kSetupDXRun, Key::kRunDX}) {
-    EXPECT_EQ(client.sendCmd(key), 0);
-    backend.Runs(Strings{"a"}, 0);
-  }
-  EXPECT_EQ(client.sendCmd(Key::kExitDxRun), 0);
-  EXPECT_TRUE(GetXManager()->getBackVexaDX() == nullptr && suit.getIndex() == -1);
-  EXPECT_EQ(client.sendCmd(Key::kStopDX), 0);
-  EXPECT_TRUE(service.WaitForStop() && service.GetReturnValue() == 0);
-  EXPECT_EQ(runtime.log.size(), 7U);
-}
-
-TEST_F(RunTest, StopCommandIsAnsweredAlthoughTheHostFails) {
-  Host();
-  GSetUseSyncDx(true);
-  CmdReceiveThread service(GetXPipeManager()->getPipeSuit("T")->getCmdDispatcher(true));
-  service.Start();
-  Process client([at = Channel()] { return DXCmdDispatcher(at, false).sendCmd(Key::kStopDX); });
-  EXPECT_TRUE(Await([this] { return Traced("Visitor kStopDX"); }));
-  EXPECT_TRUE(Await([&] { return service.EndWithin(10); })) << "with no host that takes the command";
-  EXPECT_EQ(client.Result(), 0);
-}
-
-// --- The session ---
-
-class RunSession : public RunTest {
- protected:
-  // A backend that reports well, does that with the channel, and ends by itself some time.
-  void Start(const std::string& channel) {
-    const std::string script =
-        home.Write("bin/StartXD",
-                   "#!/bin/sh\necho $$ > \"$VEXA_HOME/id\"\nexec 3> \"$1$2${3}0xdapiresult\"\n"
-                   "printf '\\064\\0\\0\\0\\377\\377\\377\\377' >&3\nhead -c 44 /dev/zero >&3\n" +
-                       channel + "\nexec sleep 30\n");
-    chmod(script.c_str(), 0755);
-    SetXNameAndSHome("T", home.path().c_str());
-    EXPECT_EQ(StartVexa(nullptr), 0);
-  }
-  // What StopVexa asks, and its time in milliseconds.
-  long Stop(ScriptedPeer& peer) {
-    for (const int action : {1, 1, 2, 4}) peer.Expects(action).Answers(Longs{1});
-    const auto start = Clock::now();
-    StopVexa();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-  }
-};
-
-TEST_F(RunSession, IsNestableAsTheLanguageOfEachIs) {
-  for (const char* language : {"T", "OTHER", "T"}) {
-    SetXNameAndSHome(language, home.path().c_str());
-    IntializePipeInfo();
-    EXPECT_EQ(nestability, language == std::string("T"));
-    EXPECT_EQ(myPipeSuit->getIndex(), 0);
-    EXPECT_EQ(GetXManager()->getBackVexaDX()->getIndex(), 0);
-  }
-}
-
-TEST_F(RunSession, ServesEachBackendUntilItIsTold) {
-  ScriptedPeer peer(Channel() + "0");
-  Start("");
-  kill(processId, SIGKILL);
-  EXPECT_TRUE(Await(BackendHasEnded));
-  EXPECT_EQ(unlink((Channel() + "_s").c_str()), 0) << "as an end that goes takes it along";
-  Start("");
-  {
-    DXCmdDispatcher client(Channel(), false);
-    EXPECT_EQ(client.sendCmd(Key::kTestCmd) + client.sendCmd(Key::kStopDX), 0);
-  }
-  EXPECT_LT(Stop(peer), 3000);
-  EXPECT_FALSE(Traced("timely") || cmdThread != nullptr);
-}
-
-TEST_F(RunSession, EndsACommandThreadThatNobodyStops) {
-  ScriptedPeer peer(Channel() + "0");
-  Start("exec 4<> \"$1$2${3}_s\"");
-  EXPECT_GE(Stop(peer), 6000);
-  EXPECT_TRUE(Traced("Cmd Dispatcher thread can't exit timely.") && cmdThread == nullptr);
-}
-
-TEST_F(RunSession, ThatIsLeftWithoutAStopDoesNotHoldTheProcess) {
-  for (const char* sent : {"", "printf a >&4"}) {
-    const auto start = Clock::now();
-    Process session([&] {
-      Start(std::string("exec 4<> \"$1$2${3}_s\"\n") + sent);
-      std::exit(HasFailure() ? 1 : 0);
-      return 1;
-    });
-    EXPECT_EQ(session.Result(), 0);
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(4)) << "the channel is open still";
-    kill(std::stoi(ReadFile(home.path() + "/id")), SIGKILL);
-  }
 }
 
 }  // namespace

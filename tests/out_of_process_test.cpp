@@ -1,83 +1,16 @@
-// A language in a process of its own: how each kind starts, runs a block, stops, and dies.
-#include "OutpStatisticsX.h"
-
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
+// A language in a process of its own, served by startx: how it starts, runs a block, stops, and dies. And
+// what every kind of language gets for its environment.
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
-#include <optional>
-#include <sstream>
 #include <utility>
 
-#include "DxTracer.h"
 #include "JavaExtensionSmb.h"
 #include "JavaPlugInSocket.h"
-#include "XCmdArgument.h"
-#include "XConfigOptions.h"
-#include "dxglobals.h"
 #include "platform.h"
-#include "support/processes.h"
-#include "support/wire.h"
+#include "support/out_of_process.h"
 #include "text.h"
-#include "xpipemanager.h"
 
 namespace {
-
-using Texts = std::vector<std::string>;
-
-// A home in which every program is the played language.
-class OutOfProcess : public ProcessTest {
- protected:
-  OutOfProcess() {
-    for (const char* program : {"bin/startx", "bin/R", "JRE/bin/java"}) {
-      const std::filesystem::path path = home.path() + "/" + program;
-      std::filesystem::create_directories(path.parent_path());
-      std::filesystem::create_symlink(VEXA_PLAYED_LANGUAGE, path);
-    }
-    SetVEXAHOME(home.path().c_str());
-    SetEnvironment("NOTES", notes.path().c_str());
-    tracer.open(notes.path() + "/trace"), SetDxTracer(&tracer);
-    manager.emplace(sandbox.path() + "/", "04d2"), SetXPipeManager(&*manager);
-  }
-  ~OutOfProcess() override {
-    language.reset();
-    SetXPipeManager(nullptr), SetDxTracer(nullptr);
-  }
-  void Make(const std::string& name, const std::string& script, int mode = 1, bool backend_drives = true) {
-    SetEnvironment("PLAYED", name == "R" ? "R" : name == "JAVAEXTENSION" ? "java" : "startx");
-    SetEnvironment("SCRIPT", script.c_str());
-    options.emplace(name);
-    options->PutOption("HOME", home.path() + "/");
-    language.emplace(&*options, mode, backend_drives);
-    if (manager->getPipeSuit(name)->getIndex() < 0) manager->getPipeSuit(name)->increaseIndex();
-  }
-  int Start(const Texts& given = {}) {
-    XCmdArgument arguments;
-    for (const std::string& argument : given) arguments.pushArgument(argument);
-    return language->init_embedded_x(static_cast<int>(given.size()), arguments.argv());
-  }
-  bool Ends() {
-    return Await([this] { return !language->isXProcessActive(); });
-  }
-  int Execute(std::string block) { return language->execute_x(block.data()); }
-  Texts Noted(const std::string& file) const {
-    std::istringstream stream(ReadFile(notes.path() + "/" + file));
-    Texts lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-  }
-  bool Traced(const std::string& message) const {
-    return ReadFile(notes.path() + "/trace").find(">>" + message + "\n") != std::string::npos;
-  }
-
-  Sandbox home;
-  DxTracer tracer;
-  std::optional<XPipeManager> manager;
-  std::optional<XConfigOptions> options;
-  std::optional<OutpStatisticsX> language;
-};
 
 TEST_F(OutOfProcess, RunsABlockBetweenTwoCommands) {
   Make("PYTHON", "7", 0);
@@ -115,6 +48,8 @@ TEST_F(OutOfProcess, EndsEachWaitWhenItDiesAndCanBeStartedAgain) {
       {"dies ahead of the block", 0, 99107},
       {"dies in the block", 0, 99103},
       {"leaves its ends to another", 0, 99103},
+      {"leaves the block to another", 0, 99103},
+      {"leaves half an answer", 0, 99103},
       {"7", 0, 7},
   };
   for (const auto& c : cases) {
@@ -122,12 +57,41 @@ TEST_F(OutOfProcess, EndsEachWaitWhenItDiesAndCanBeStartedAgain) {
     Make("PYTHON", c.script);
     EXPECT_EQ(Start(), 0);
     EXPECT_EQ(language->pre_action(), c.pre);
-    EXPECT_EQ(Execute("a\n"), c.execute);
+    EXPECT_EQ(Execute(std::string(300000, 'a') + "\n"), c.execute);
     EXPECT_EQ(language->post_action() == 0, c.execute == 7);
     EXPECT_TRUE(c.execute == 7 || Ends());
     EXPECT_EQ(language->stop_embedded_x(), 0);
     EXPECT_TRUE(Traced("stat_stop_x: x process has already exited "));
   }
+}
+
+TEST_F(OutOfProcess, IsToldOfARunThatFailsInALanguageThatLives) {
+  for (const auto& [script, pre] : {std::pair("fails its run at once", 99103), {"fails its run", 0}}) {
+    std::filesystem::remove(notes.path() + "/commands");
+    Make("PYTHON", script);
+    ASSERT_EQ(Start(), 0);
+    for (int run = 0; run < 2; ++run) {
+      EXPECT_EQ(language->pre_action(), pre) << script;
+      EXPECT_TRUE(pre != 0 || Execute("a\n") + language->post_action() == 99103) << script;
+    }
+    EXPECT_EQ(Noted("commands"), (Texts{"255", "3", "4", "3", "4"})) << "each run is ended";
+    EXPECT_EQ(language->stop_embedded_x(), 0);
+  }
+}
+
+TEST_F(OutOfProcess, MayTakeSecondsToComeUpWhateverSignalsComeMeanwhile) {
+  Make("PYTHON", "serves late");
+  const Ticking every_five_milliseconds(5000);
+  EXPECT_EQ(Start(), 0);
+}
+
+TEST_F(OutOfProcess, IsKilledWhenItDoesNotAnswerItsStop) {
+  const auto start = Clock::now();
+  Make("PYTHON", "stops at 2");
+  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(language->stop_embedded_x(), 99103);
+  EXPECT_FALSE(HasChildren() || language->isXProcessActive());
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(9));
 }
 
 TEST_F(OutOfProcess, IsKilledWhenItOutlivesItsStop) {
@@ -224,182 +188,6 @@ TEST_F(OutOfProcess, FindsTheJarsOfTheExtension) {
         << path;
   }
   JavaExtensionSmb().CleanUp();
-}
-
-class RProcess : public OutOfProcess {
- protected:
-  // A script that begins behind the three prompts of the start.
-  int StartR(const std::string& script) {
-    Make("R", "Welcome to R> \n|>| ;> ;> ;" + script);
-    return Start({"--silent", "--no-save"});
-  }
-  // The lines that it was given behind those of the start.
-  Texts Lines() const {
-    Texts lines = Noted("lines");
-    lines.erase(lines.begin(), lines.begin() + std::min<std::ptrdiff_t>(2, std::ssize(lines)));
-    return lines;
-  }
-};
-
-TEST_F(RProcess, RunsLineByLine) {
-  ASSERT_EQ(StartR(""), 0);
-  EXPECT_EQ(Noted("arguments"), (Texts{"--silent", "--no-save"}));
-  EXPECT_EQ(Noted("lines"), (Texts{"library(vexastatistics)",
-                                   "initRProcess('LOCAL', '" + sandbox.path() + "/', '04d2', 'R')"}));
-  EXPECT_EQ(language->pre_action(), 0);
-  EXPECT_EQ(Execute("a\nb\n\nlost"), 0);
-  EXPECT_EQ(language->post_action(), 0);
-  EXPECT_EQ(language->stop_embedded_x(), 0);
-  EXPECT_TRUE(Ends());
-  EXPECT_EQ(Lines(), (Texts{"prevexa()", "a", "b", "", "postvexa()", "q()"}));
-}
-
-TEST_F(RProcess, StartsAlikeInAHostWithoutInputThatIgnoresItsChildren) {
-  signal(SIGCHLD, SIG_IGN);
-  const Descriptor input(dup(STDIN_FILENO));
-  close(STDIN_FILENO);
-  EXPECT_EQ(StartR(""), 0);
-  dup2(input.Number(), STDIN_FILENO);
-  language.reset();
-  signal(SIGCHLD, SIG_DFL);
-  EXPECT_EQ(Lines(), Texts{"q()"});
-}
-
-TEST_F(RProcess, ShowsItsStateByItsPrompt) {
-  const struct {
-    const char* script;
-    Texts lines;
-  } cases[] = {
-      {"> out\n|out>|\n|>| ", {"a", "b", "postvexa()", "q()"}},  // only at the end of what has come
-      {"+ ;> ", {"a", "b", "postvexa()", "q()"}},
-      {"> ;+| ", {"a", "b", "END", "postvexa()", "q()"}},
-      {"> ;> ;Browse[1]> ", {"a", "b", "postvexa()", "Q", "q()"}},
-      {"Browse[1]> ;> ", {"a", "b", "postvexa()", "q()"}},
-      {"> ;> ;out\nBro|wse[1]>| ;Browse[2]> ", {"a", "b", "postvexa()", "Q", "Q", "q()"}},
-      {"> ;> ;Browse[10]> ", {"a", "b", "postvexa()", "q()"}},  // the number has one digit
-  };
-  for (const auto& c : cases) {
-    std::filesystem::remove(notes.path() + "/lines");
-    ASSERT_EQ(StartR(c.script), 0);
-    EXPECT_EQ(Execute("a\nb\n"), 0);
-    language->post_action();
-    EXPECT_EQ(language->stop_embedded_x(), 0);
-    EXPECT_TRUE(Ends());
-    EXPECT_EQ(Lines(), c.lines) << c.script;
-  }
-}
-
-TEST_F(RProcess, IsSeenToDie) {
-  for (const auto& [script, block] : {std::pair("no prompt!", "a\n"), {"!", "a\n"}, {"> ; !", "a\nb\n"}}) {
-    ASSERT_EQ(StartR(script), 0);
-    EXPECT_EQ(Execute(block), 99107) << script;
-    EXPECT_TRUE(Ends());
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(Execute("a\nb\n"), 99104);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Broken pipe\nBroken pipe\n") << "each line is tried";
-    EXPECT_EQ(language->pre_action(), 99104);
-  }
-  Make("R", "hello!");
-  EXPECT_EQ(Start(), 99107);
-  std::filesystem::remove(home.path() + "/bin/R");
-  EXPECT_EQ(Start(), 99107);
-}
-
-TEST_F(RProcess, TakesALineLongerThanItsPipesAndEndsWithItsInput) {
-  Make("R", "echoes");
-  ASSERT_EQ(Start(), 0);
-  EXPECT_EQ(Execute(std::string(1 << 20, 'x') + "\n"), 0);
-  language->setIntialized(false);  // its input ends without a farewell
-  const auto start = Clock::now();
-  language.reset();
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(4)) << "not killed";
-}
-
-// A socket of the extension, with the peer's end in the test's own hands.
-class JavaSocket : public OutOfProcess {
- protected:
-  JavaSocket() { SetavaExtSocket(&socket); }
-  ~JavaSocket() override { SetavaExtSocket(nullptr); }
-  void Connect() {
-    ASSERT_EQ(socket.CreateSocket(), 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(socket.GetSocketPort()));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    peer = Descriptor(::socket(AF_INET, SOCK_STREAM, 0));
-    ASSERT_EQ(connect(peer.Number(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(socket.AcceptSocket(), 0);
-  }
-  JavaPlugInSocket socket;
-  Descriptor peer;
-  unsigned long count = 99;
-};
-
-TEST_F(JavaSocket, CarriesBytesAndBlocks) {
-  Connect();
-  for (const int length : {1, 8191, 8192, 8193, 20000}) {
-    std::string sent(static_cast<std::size_t>(length), 'x'), got(sent.size(), ' ');
-    EXPECT_EQ(socket.WriteData(sent.data(), length, count), 0);
-    EXPECT_EQ(recv(peer.Number(), got.data(), got.size(), MSG_WAITALL), length);
-    EXPECT_EQ(got, sent);
-    const std::string image = Encode(MakeImage(9, Error{5}, Strings{sent}));
-    EXPECT_EQ(send(peer.Number(), image.data(), image.size(), 0), std::ssize(image));
-    CleXDSmb block;
-    EXPECT_EQ(ReceiveData(&socket, block), 5);
-    EXPECT_EQ(block.GetSingleString(), sent);
-  }
-  EXPECT_EQ(count, 99u);
-}
-
-TEST_F(JavaSocket, EndsWithAPeerThatClosesEarly) {
-  const std::string image = Encode(MakeImage(9, Error{5}, Strings{"text"}));
-  for (const auto& [length, code] : {std::pair<std::size_t, int>{0, 99122}, {3, 99122}, {12, 5}}) {
-    Connect();
-    EXPECT_EQ(send(peer.Number(), image.data(), length, 0), static_cast<ssize_t>(length));
-    peer.Close();
-    CleXDSmb block;
-    EXPECT_EQ(ReceiveData(&socket, block), code) << length;
-  }
-  char bytes[8193] = {};
-  EXPECT_TRUE(Await([&] { return socket.WriteData(bytes, sizeof bytes, count) == 99122; }));
-  EXPECT_TRUE(Traced("WriteData error code : -1."));
-}
-
-TEST_F(JavaSocket, TracesItsEndsCrosswise) {
-  EXPECT_EQ(socket.AcceptSocket(), 99121);
-  EXPECT_EQ(socket.CreateSocket(), 0);
-  JavaPlugInSocket second;
-  EXPECT_EQ(second.CreateSocket(socket.GetSocketPort()), 99122) << "taken";
-  EXPECT_EQ(second.GetSocketPort(), 0);
-  EXPECT_EQ(socket.CloseSocket(), 0);
-  EXPECT_TRUE(Traced("CloseServerSocket error code : -1."));
-  EXPECT_FALSE(Traced("CloseClientSocket error code : -1."));
-}
-
-TEST_F(JavaSocket, GivesTheExtensionItsBytesAndWaitsForItsEnd) {
-  std::string bytes(8193, 'x');
-  JavaExtensionSmb message;
-  message.SetDataLen(8193), message.SetSendBuf(bytes.data()), message.SetCommandName("C");
-  message.SetPackageMode(false);
-  Make("JAVAEXTENSION", "8193");
-  ASSERT_EQ(Start({"JavaExtension"}), 0);
-  EXPECT_EQ(Noted("arguments"), (Texts{home.path() + "/JRE/bin/java", "com.kor.statistics.plugin.Extension",
-                                       "LOCAL", std::to_string(socket.GetSocketPort()), "C"}));
-  EXPECT_EQ(language->pre_action() + Execute("") + language->post_action(), 0);
-  EXPECT_FALSE(language->isXProcessActive());
-  EXPECT_EQ(Noted("bytes"), Texts{bytes});
-  int length = 0;
-  EXPECT_EQ(message.GetSendBuf(length), nullptr);
-  EXPECT_TRUE(JavaExtensionSmb().IsPackageMode() && message.GetCommandName().empty() && length == 8193);
-}
-
-TEST_F(JavaSocket, IsNotWaitedAtForAnExtensionThatHasEnded) {
-  Make("JAVAEXTENSION", "");
-  EXPECT_EQ(Start({"JavaExtension"}), 99123);
-  std::filesystem::remove(notes.path() + "/arguments");
-  SetavaExtSocket(nullptr);
-  EXPECT_EQ(Start({"JavaExtension"}), 99122);
-  EXPECT_EQ(Noted("arguments"), Texts()) << "nothing was started";
 }
 
 }  // namespace

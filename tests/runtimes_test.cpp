@@ -196,7 +196,11 @@ TEST_F(Languages, MayThrowAndKeepTheirOwnCodes) {
   InpStatisticsX runtime(Section("complete"), true);
   runtime.setup_dxcallback(block);
   runtime.init_embedded_x(0, nullptr);
-  EXPECT_EQ(runtime.execute_x(block), 99114);
+  for (const char* what : {"throw", "throw 42"}) {
+    SetEnvironment("execute_x", what);
+    EXPECT_EQ(runtime.execute_x(block), 99114);
+    EXPECT_FALSE(runtime.isRunning());
+  }
   SetEnvironment("execute_x", "-3");
   const Codes codes = {runtime.execute_x(block), runtime.loadXlib(), runtime.pre_action(),
                        runtime.loadXlib()};

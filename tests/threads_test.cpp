@@ -252,7 +252,7 @@ TEST_F(Threads, StayWithTheProcessThatStartedThem) {
   for (Worker* const each : {waits, suspended, &waits_for_the_other})
     EXPECT_TRUE(each->Start() && each->Sleeps());
   Worker again([] { return 5; });
-  EXPECT_TRUE(again.Start());
+  EXPECT_TRUE(again.Start() && again.Result() == 5);
   for (int i = 0; i < 20; ++i) {
     Process fork([&] {
       EXPECT_FALSE(waits->HasThread() || suspended->Signal(0));

@@ -54,7 +54,7 @@ int Echo() {
 }
 
 // Says "> " after its start and after each line that it reads, or what the script has for it: steps are cut
-// at ";". A step's "|" waits until all before it has been read, its "!" is the end.
+// at ";". A step's "|" waits until all before it has been read, its "!" is the end, its "^" a stop.
 int PlayR() {
   if (std::signal(SIGCHLD, SIG_DFL) == SIG_IGN) Note("lines", "SIGCHLD is ignored");
   if (script == "echoes") return Echo();
@@ -67,15 +67,18 @@ int PlayR() {
       int unread = 1;
       while (character == '|' && ioctl(STDOUT_FILENO, FIONREAD, &unread) == 0 && unread != 0) Pause(1);
       if (character == '!') Die();
+      if (character == '^') raise(SIGSTOP);
       if (character != '|' && write(STDOUT_FILENO, &character, 1) != 1) return 1;
     }
   } while (std::getline(std::cin, line) && (Note("lines", line), line != "q()"));
   return 0;
 }
 
-// Connects and takes as many bytes as the script says.
+// Connects, once it may, and takes as many bytes as the script says.
 int PlayJava(char** arguments) {
   if (script.empty()) Die();
+  const std::string go = Variable("NOTES") + "/go";
+  while (script.ends_with("waits") && access(go.c_str(), F_OK) != 0) Pause(1);
   const int peer = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address = {};
   address.sin_family = AF_INET;
@@ -89,6 +92,13 @@ int PlayJava(char** arguments) {
   return 0;
 }
 
+// Dies, and leaves a fork that holds its ends for as long as the channel is there.
+[[noreturn]] void LeaveEnds(const std::string& prefix) {
+  if (fork() != 0) Die();
+  while (access((prefix + "_c").c_str(), F_OK) == 0) Pause(10);
+  _exit(0);
+}
+
 // One run: says that it listens, takes a block, answers with the number in the script.
 void Run(const std::string& prefix) {
   static XPipes& pipes = *new XPipes(prefix + "0");
@@ -100,15 +110,29 @@ void Run(const std::string& prefix) {
       Pause(1);
     Die();
   }
+  if (script == "fails its run at once") {
+    pipes.GetSyntaxResultPipe()->OpenPipeToWrite();
+    pipes.GetSyntaxResultPipe()->ClosePipe();
+    return;
+  }
   SendData(pipes.GetSyntaxResultPipe(), listens, false);
   if (script == "dies ahead of the block") Die();
+  if (script == "fails its run") {
+    pipes.GetSyntaxResultPipe()->ClosePipe();
+    return;
+  }
+  if (script == "leaves the block to another" && pipes.GetSyntaxPipe()->OpenPipeToUnBlockRead() == 0)
+    LeaveEnds(prefix);
   ReceiveData(pipes.GetSyntaxPipe(), request, true);
   Note("block", request.GetSingleString());
   if (script == "dies in the block") Die();
-  if (script == "leaves its ends to another") {
-    if (fork() != 0) Die();
-    while (access((prefix + "_c").c_str(), F_OK) == 0) Pause(10);
-    _exit(0);
+  if (script == "leaves its ends to another") LeaveEnds(prefix);
+  answer.SetString(std::string(100000, 'x').c_str());
+  if (script == "leaves half an answer") {
+    answer.ContructSendData();
+    int length = 0;
+    const char* const image = answer.GetSendBuf(length);
+    if (write(pipes.GetSyntaxResultPipe()->Descriptor(), image, 9000) == 9000) LeaveEnds(prefix);
   }
   answer.SetErrorCode(std::atoi(script.c_str()));
   SendData(pipes.GetSyntaxResultPipe(), answer, false);
@@ -118,8 +142,9 @@ struct Visitor : DXCmdDispatcherVisitor {
   int cmdDispatcher(DXCmdDispatcher::CmdKey key, const std::vector<std::string>&) override {
     Note("commands", std::to_string(key & 0xff));
     if (script == "dies at " + std::to_string(key & 0xff)) Die();
+    if (script == "stops at " + std::to_string(key & 0xff)) raise(SIGSTOP);
     if (key == DXCmdDispatcher::kSetupDXRun) run = std::thread([this] { Run(prefix); });
-    if (key == DXCmdDispatcher::kExitDxRun) run.join();
+    if (key == DXCmdDispatcher::kExitDxRun && run.joinable()) run.join();
     return 0;
   }
   std::string prefix;
@@ -133,6 +158,7 @@ int PlayStartx(char** arguments) {
   if (script == "fails") return 3;
   if (script == "never serves") return mkfifo(requests.c_str(), 0600), Pause(1000), 0;
   if (script == "dies late") return Pause(1000), 0;
+  if (script == "serves late") Pause(2500);
   DXCmdDispatcher(visitor.prefix, true).receiveCmd(&visitor);
   if (script == "never ends") return std::signal(SIGTERM, SIG_IGN), pause();
   return 0;

@@ -8,6 +8,8 @@
 #ifndef JAVAPLUGINSOCKET_H
 #define JAVAPLUGINSOCKET_H
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <functional>
 
@@ -23,19 +25,22 @@ class VEXA_API JavaPlugInSocket {
   JavaPlugInSocket& operator=(const JavaPlugInSocket&) = delete;
   ~JavaPlugInSocket();
 
-  // Listens on all addresses, on a port of the system's, which is noted down, or on the given one, which is
-  // not.
+  // Listens on this machine's own address alone, on a port of the system's, which is noted down, or on the
+  // given one, which is not.
   int CreateSocket();
   int CreateSocket(int port);
   // Blocks until the peer connects.
   int AcceptSocket();
-  // The same, given up with 99121 as soon as `peer_alive` says that nobody will come.
-  int AcceptSocketWhile(const std::function<bool()>& peer_alive);
+  // The same for that process, or one that it started, alone: anybody else's connection is closed. Given up
+  // with 99121 as soon as `peer_alive` says that nobody will come.
+  int AcceptSocketOf(pid_t process, const std::function<bool()>& peer_alive);
   void SetSocketPort(int number) { port = number; }
   int GetSocketPort() const { return port; }
 
   // Sends `length` bytes in pieces of at most 8192. `written` is never stored to.
   int WriteData(void* data, int length, unsigned long& written);
+  // The same, given up with 99122 as soon as `peer_alive` says that nobody reads any more.
+  int WriteDataWhile(const void* data, int length, const std::function<bool()>& peer_alive);
   // Takes what has come, up to `length` bytes; `got` takes their number. 0 bytes mean that the peer has
   // closed: no error here.
   int ReadData(char* buffer, int length, unsigned long& got);
@@ -56,6 +61,8 @@ VEXA_API int ReceiveData(JavaPlugInSocket* socket, CleXDSmb& block);
 
 // Sends the bytes alone: the peer knows their number from elsewhere. On success the message is cleaned up.
 VEXA_API int SendData(JavaPlugInSocket* socket, JavaExtensionSmb& message);
+int SendDataWhile(JavaPlugInSocket* socket, JavaExtensionSmb& message,
+                  const std::function<bool()>& peer_alive);
 // Does nothing.
 VEXA_API int ReceiveData(JavaPlugInSocket* socket, JavaExtensionSmb& message);
 

@@ -11,14 +11,17 @@
 //
 // A started process belongs to the object: no wait for it outlives it, and it does not outlive the object.
 // The thread that runs the block is the one user. Stopping a language does not wait for its process to end;
-// the destructor does, for some seconds, and then kills it.
+// the destructor does, for some seconds, and then kills it. One that does not answer the stop in that time is
+// killed there. A fork's copy of the object has no process, and does nothing to its parent's.
 #ifndef OUTPSTATISTICSX_H
 #define OUTPSTATISTICSX_H
 
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "DXCmdDispatcher.h"
@@ -90,7 +93,11 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   void StartProcess(const std::string& program, XCmdArgument& arguments,
                     const ChildStreams* streams = nullptr);
   bool ProcessAlive();
+  bool MayAnswer();
+  bool Forked() const;
+  void ForgetProcessOfParent();
   void EndProcess();
+  void KillProcess();
   int AwaitServer(DXCmdDispatcher* dispatcher);
   int SendCommand(DXCmdDispatcher::CmdKey key);
   int InitialiseR();
@@ -98,7 +105,8 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   int ExecuteJava();
   int ExecuteLines(const std::string& lines);
   int ExecuteBlock(const char* lines);
-  int ReceiveAnswer(VexaPipe* pipe, CleXDSmb& answer);
+  int ReceiveAnswer(CleXDSmb& answer);
+  void CloseRun();
 
   int Tell(const std::string& text);
   bool AwaitR();
@@ -109,7 +117,10 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   bool Configured(const std::string& name) const;
 
   XConfigOptions* options;
-  pid_t process = -1;        // a child of ours, or -1
+  pid_t process = -1;  // a child of ours, or -1
+  pid_t owner;         // whose child it is
+  // Set while the language is told to stop: it is not waited for any longer than that.
+  std::optional<std::chrono::steady_clock::time_point> patience_ends;
   Descriptor to_language;    // R's standard input
   Descriptor from_language;  // R's standard output
   std::int32_t mode;

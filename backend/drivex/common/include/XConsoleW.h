@@ -9,7 +9,7 @@
 //   998800: it is to end                any message, and it ends
 //
 // A code is one of the five below, or one of the transport. One thread uses a console. No wait outlives the
-// window, nor does the window outlive the object.
+// window, nor does the window outlive the object. A fork's copy of an object has no console.
 #ifndef XCONSOLEW_H
 #define XCONSOLEW_H
 
@@ -59,6 +59,7 @@ class VEXA_API XConsoleW {
  private:
   void PushCommand(XCmdArgument& arguments) const;
   void PushEnvironment(XCmdArgument& environment) const;
+  void ForgetConsoleOfParent();
   bool HasPipes() const;
   bool TerminalAlive();
   void EndTerminal();
@@ -71,6 +72,7 @@ class VEXA_API XConsoleW {
   VexaPipe* syntax_pipe = nullptr;  // the suit's; null when closed
   VexaPipe* result_pipe = nullptr;
   pid_t process_id = -1;  // the terminal, a child of ours, or -1
+  pid_t owner;            // whose child it is
 };
 
 // The console of the callback table: made by the language's first use, null before and after a stop.

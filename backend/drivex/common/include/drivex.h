@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "PlugInThreadHot.h"
+#include "descriptor.h"
 #include "vexa_api.h"
 #include "wake_up.h"
 
@@ -120,9 +121,16 @@ class VEXA_API VexaDX_P : public DriveX {
   int runX() override;
   // For the host of an R that runs already. Always 0.
   int initR();
+  // startX for a backend that is to be answered: 99116 also where there are no descriptors for the run.
+  int StartRun();
 
  private:
   int Execute(std::vector<std::string>& lines);
+
+  bool KeepRoom(bool keep);
+
+  std::mutex room_mutex;
+  Descriptor room_for_ends[2];  // of a run that has not opened them yet
 };
 
 class VEXA_API CmdVexaDX : public DriveX {

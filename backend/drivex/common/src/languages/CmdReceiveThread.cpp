@@ -1,10 +1,12 @@
 #include "CmdReceiveThread.h"
 
+#include <chrono>
+
 #include "DXCmdDispatcher.h"
 #include "StartXDispatcherVisitor.h"
 #include "SyncSyntaxBuffer.h"
 #include "dxglobals.h"
-#include "msleep.h"
+#include "patience.h"
 #include "vexa_assert.h"
 
 namespace {
@@ -23,12 +25,14 @@ CmdReceiveThread::~CmdReceiveThread() {
 
 std::int32_t CmdReceiveThread::Run() {
   VEXA_ASSERT(m_dispatcher);
+  const struct Running {
+    std::atomic<bool>& flag;
+    ~Running() { flag = false; }
+  } until_it_ends{isRunningFlag};
   isRunningFlag = true;
   StartXDispatcherVisitor visitor(xname, false);
   visitor.EndWaitsBy(m_dispatcher->Ending());
-  const int code = m_dispatcher->receiveCmd(&visitor);
-  isRunningFlag = false;
-  return code;
+  return m_dispatcher->receiveCmd(&visitor);
 }
 
 void CmdReceiveThread::EndServing() {
@@ -37,10 +41,11 @@ void CmdReceiveThread::EndServing() {
 
 bool CmdReceiveThread::EndWithin(int milliseconds) {
   EndServing();
-  for (int waited = 0; HasThread() && waited < milliseconds; waited += kLookMilliseconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (HasThread() && std::chrono::steady_clock::now() < end) {
     // It may be about to stop a host's thread that never came for its blocks.
     mySyntaxData.AbandonCommand();
-    msleep(kLookMilliseconds);
+    Pause(kLookMilliseconds);
   }
   return !HasThread();
 }

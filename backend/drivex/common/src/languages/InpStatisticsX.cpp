@@ -1,7 +1,6 @@
 #include "InpStatisticsX.h"
 
 #include <cstdlib>
-#include <exception>
 #include <mutex>
 #include <set>
 #include <string>
@@ -11,6 +10,7 @@
 #include "PlugInDynamicLoadedLibrary.h"
 #include "XConfigOptions.h"
 #include "dxglobals.h"
+#include "guarded.h"
 
 namespace {
 
@@ -31,27 +31,15 @@ bool Find(PlugInDynamicLoadedLibrary& library, const char* name, Function& funct
   return function != nullptr;
 }
 
-// An error of the language's own does not end the host: it counts as a library that cannot be used. Only
-// errors are caught, since a thread that ends itself inside the language unwinds through here too.
-template <class Work>
-int Guarded(Work work) {
-  try {
-    return work();
-  } catch (const std::exception& error) {
-    DxTrace(error.what());
-    return CleXDErrorCode::kLibraryUnusable;
-  }
-}
-
 // Call a function of the language if there is one. `result` is the last result, and becomes the new one.
 template <class... Parameters>
 int Call(std::int32_t& result, int (*function)(Parameters...), Parameters... arguments) {
-  if (function != nullptr) result = Guarded([&] { return function(arguments...); });
+  if (function != nullptr) result = CodeOf([&] { return function(arguments...); });
   return result;
 }
 template <class Parameter>
 void Call(void (*function)(Parameter), Parameter argument) {
-  if (function != nullptr) Guarded([&] { return function(argument), 0; });
+  if (function != nullptr) CodeOf([&] { return function(argument), 0; });
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "JavaPlugInSocket.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,6 +10,9 @@
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
 #include "XPipes.h"
+#include "patience.h"
+#include "peer_process.h"
+#include "platform.h"
 #include "receive_frame.h"
 #include "sigpipe.h"
 
@@ -19,7 +21,6 @@ namespace {
 using Code = CleXDErrorCode;
 
 constexpr int kBacklog = 5;
-constexpr int kPeerLookMilliseconds = 20;  // between two looks at whether the peer may still come
 
 // Repeats a system call that a signal cut short before it had done anything.
 template <class SystemCall>
@@ -29,22 +30,17 @@ auto Restarted(SystemCall call) {
   return result;
 }
 
-Descriptor Own(int fd) {
-  fcntl(fd, F_SETFD, FD_CLOEXEC);
-  return Descriptor(fd);
-}
-
 }  // namespace
 
 JavaPlugInSocket::JavaPlugInSocket() = default;
 JavaPlugInSocket::~JavaPlugInSocket() = default;
 
 int JavaPlugInSocket::Listen(int port_number) {
-  server = Own(socket(AF_INET, SOCK_STREAM, 0));
+  server = Descriptor(platform::SocketOfOurs(AF_INET, SOCK_STREAM));
   if (server.Number() == -1) return Code::kSocketNotOpened;
   sockaddr_in address = {};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_ANY);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(static_cast<std::uint16_t>(port_number));
   if (bind(server.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(server.Number(), kBacklog) != 0) {
@@ -67,32 +63,42 @@ int JavaPlugInSocket::CreateSocket() {
 int JavaPlugInSocket::CreateSocket(int port_number) { return Listen(port_number); }
 
 int JavaPlugInSocket::AcceptSocket() {
-  client = Own(Restarted([this] { return accept(server.Number(), nullptr, nullptr); }));
+  client =
+      Descriptor(Restarted([this] { return platform::AcceptOfOurs(server.Number(), nullptr, nullptr); }));
   return client.Number() == -1 ? Code::kSocketNotOpened : 0;
 }
 
-int JavaPlugInSocket::AcceptSocketWhile(const std::function<bool()>& peer_alive) {
+int JavaPlugInSocket::AcceptSocketOf(pid_t process, const std::function<bool()>& peer_alive) {
+  const Patience patience = WhileAlive(peer_alive, Code::kSocketNotOpened);
   for (;;) {
-    pollfd look = {server.Number(), POLLIN, 0};
-    if (look.fd == -1 || poll(&look, 1, kPeerLookMilliseconds) > 0) return AcceptSocket();
-    if (!peer_alive()) return Code::kSocketNotOpened;
+    int code = AwaitEvents(server.Number(), POLLIN, patience);
+    if (code == 0) code = AcceptSocket();
+    if (code != 0 || ConnectedFrom(process, client.Number())) return code;
+    client.Close();
   }
 }
 
 int JavaPlugInSocket::WriteData(void* data, int length, unsigned long&) {
+  return WriteDataWhile(data, length, [] { return true; });
+}
+
+int JavaPlugInSocket::WriteDataWhile(const void* data, int length, const std::function<bool()>& peer_alive) {
   const char* position = static_cast<const char*>(data);
+  const Patience patience = WhileAlive(peer_alive, Code::kSocketFailed);
   const SigpipeBlocked peer_may_be_gone;
   for (int remaining = length;;) {
     const int chunk = std::min(remaining, XPipes::PIPE_BUF_SIZE);
-    const ssize_t sent = chunk < 0 ? -1 : Restarted([&] {
-      return send(client.Number(), position, static_cast<std::size_t>(chunk), 0);
+    const bool room = chunk >= 0 && AwaitEvents(client.Number(), POLLOUT, patience) == 0;
+    const ssize_t sent = !room ? -1 : Restarted([&] {
+      return send(client.Number(), position, static_cast<std::size_t>(chunk), MSG_DONTWAIT);
     });
+    if (sent == -1 && room && errno == EAGAIN) continue;
     if (sent == -1) {
       DxTraceError("WriteData", -1);
       shutdown(client.Number(), SHUT_RDWR);
       return Code::kSocketFailed;
     }
-    if (chunk == remaining) return 0;  // kept: a last piece that was cut short is not continued
+    if (sent == remaining) return 0;
     position += sent;
     remaining -= static_cast<int>(sent);
   }
@@ -143,6 +149,15 @@ int SendData(JavaPlugInSocket* socket, JavaExtensionSmb& message) {
   void* const bytes = message.GetSendBuf(length);
   unsigned long written = 0;
   const int code = socket->WriteData(bytes, length, written);
+  if (code == 0) message.CleanUp();
+  return code;
+}
+
+int SendDataWhile(JavaPlugInSocket* socket, JavaExtensionSmb& message,
+                  const std::function<bool()>& peer_alive) {
+  int length = 0;
+  const void* const bytes = message.GetSendBuf(length);
+  const int code = socket->WriteDataWhile(bytes, length, peer_alive);
   if (code == 0) message.CleanUp();
   return code;
 }

@@ -79,16 +79,18 @@ int StartXDispatcherVisitor::SetupRun() {
   XPipeManager* const manager = GetXPipeManager();
   XPipeSuit* const suit = manager != nullptr ? manager->getPipeSuit(xname) : nullptr;
   if (suit == nullptr || suit->getIndex() < 0) return created;
-  const int code = MakeSyntaxFifo(suit->getXPipes()->GetSyntaxPipe());
+  int code = MakeSyntaxFifo(suit->getXPipes()->GetSyntaxPipe());
   const int started = StartDriver();
-  return code != 0 ? code : started;
+  if (code == 0) code = started;
+  // The backend that is told so ends no run: none has begun.
+  if (created == 0 && started != 0) GetXManager()->destoryVexaDX(BackDriver());
+  return code;
 }
 
 int StartXDispatcherVisitor::StartDriver() {
   VexaDX_P* const driver = BackDriver();
   if (driver == nullptr) return CleXDErrorCode::kThreadNotStarted;
-  driver->startX();
-  return 0;
+  return driver->StartRun();
 }
 
 void StartXDispatcherVisitor::ExitRun() {

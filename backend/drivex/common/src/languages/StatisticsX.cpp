@@ -27,9 +27,12 @@ int StatisticsX::execute_x(char* lines) {
   int result = CleXDErrorCode::kNotInitialised;
   if (isIntialized()) {
     // A nested block of the same language ends inside the outer one, which goes on running.
-    const bool outer = running.exchange(true, std::memory_order_relaxed);
+    const struct Running {
+      std::atomic<bool>& running;
+      const bool outer = running.exchange(true, std::memory_order_relaxed);
+      ~Running() { running.store(outer, std::memory_order_relaxed); }
+    } until_it_ends{running};
     result = x_execute_x(lines);
-    running.store(outer, std::memory_order_relaxed);
   }
   DxTraceError("StatisticsX::execute_x", result);
   return result;

@@ -14,7 +14,7 @@
 #include "XCmdArgument.h"
 #include "child_process.h"
 #include "dxglobals.h"
-#include "msleep.h"
+#include "patience.h"
 #include "platform.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
@@ -26,8 +26,8 @@ XConsoleW* gConsole = nullptr;
 
 namespace {
 
-constexpr unsigned int kStartMilliseconds = 1000;  // a terminal without a display has ended by then
-constexpr unsigned int kLookMilliseconds = 20;
+constexpr int kStartMilliseconds = 1000;  // a terminal without a display has ended by then
+constexpr int kLookMilliseconds = 20;
 constexpr std::chrono::seconds kGrace{5};  // for a terminal whose console has been told to end
 
 std::string Variable(const char* name) {
@@ -51,11 +51,12 @@ XPipes* CurrentPipes(const std::string& console_name) {
 
 }  // namespace
 
-XConsoleW::XConsoleW(bool startNow) : console_name(GetXName() + "Console") {
+XConsoleW::XConsoleW(bool startNow) : console_name(GetXName() + "Console"), owner(getpid()) {
   if (startNow) StartConsole();
 }
 
 XConsoleW::~XConsoleW() {
+  if (owner != getpid()) return;
   try {
     StopConsole();
     EndTerminal();  // after a failed start or read
@@ -63,7 +64,17 @@ XConsoleW::~XConsoleW() {
   }
 }
 
+// A word on the ends that a fork has copies of would reach its parent's console.
+void XConsoleW::ForgetConsoleOfParent() {
+  if (owner == getpid()) return;
+  owner = getpid();
+  process_id = -1;
+  syntax_pipe = result_pipe = nullptr;
+  started = false;
+}
+
 int XConsoleW::StartConsole() {
+  ForgetConsoleOfParent();
   if (started) return kGood;
   XPipeManager* const manager = GetXPipeManager();
   if (manager == nullptr) return kNoResultPipe;
@@ -78,7 +89,7 @@ int XConsoleW::StartConsole() {
   PushCommand(arguments);
   PushEnvironment(environment);
   process_id = StartChild(platform::kTerminal, arguments.argv(), environment.argv());
-  msleep(kStartMilliseconds);
+  Pause(kStartMilliseconds);
   if (!TerminalAlive()) return kEndedAtStart;
   // Without the helper the terminal shows a shell, which is never ready.
   const bool helped = access(HelperPath().c_str(), X_OK) == 0;
@@ -117,6 +128,7 @@ void XConsoleW::PushEnvironment(XCmdArgument& environment) const {
 }
 
 int XConsoleW::WriteToConsole(const char* text, int length) {
+  ForgetConsoleOfParent();
   if (!started) return kNotStarted;
   CleXDSmb message;
   message.SetString(text, length);
@@ -124,6 +136,7 @@ int XConsoleW::WriteToConsole(const char* text, int length) {
 }
 
 int XConsoleW::ReadFromConsole(char* buffer, int size) {
+  ForgetConsoleOfParent();
   if (!started) return kNotStarted;
   const std::size_t room = buffer != nullptr ? static_cast<std::size_t>(std::max(size, 0)) : 0;
   CleXDSmb message;
@@ -139,6 +152,7 @@ int XConsoleW::ReadFromConsole(char* buffer, int size) {
 }
 
 int XConsoleW::StopConsole() {
+  ForgetConsoleOfParent();
   if (!started) return kGood;
   CleXDSmb message;
   message.SetLong(kStopRequest);
@@ -164,7 +178,7 @@ bool XConsoleW::TerminalAlive() {
 // A terminal that keeps its window when the program in it has ended would be waited for without end.
 void XConsoleW::EndTerminal() {
   const auto end = std::chrono::steady_clock::now() + kGrace;
-  while (TerminalAlive() && std::chrono::steady_clock::now() < end) msleep(kLookMilliseconds);
+  while (TerminalAlive() && std::chrono::steady_clock::now() < end) Pause(kLookMilliseconds);
   KillChild(process_id);
   process_id = -1;
 }
@@ -173,13 +187,10 @@ void XConsoleW::EndTerminal() {
 int XConsoleW::Exchange(CleXDSmb& message) {
   if (!HasPipes()) return CleXDErrorCode::kPeerClosed;
   int sent = 0;
-  if (!syntax_pipe->IsWritePipeConnected()) {
-    sent =
-        syntax_pipe->OpenPipeToWriteWhile([this] { return TerminalAlive() && !result_pipe->PeerHungUp(); });
-  }
-  if (sent == 0) {
+  {
     const SigpipeBlocked console_may_be_gone;
-    sent = SendData(syntax_pipe, message, false);
+    sent =
+        SendDataWhile(syntax_pipe, message, [this] { return TerminalAlive() && !result_pipe->PeerHungUp(); });
   }
   message.CleanUpAllData();
   // What was not sent has no answer to wait for.
@@ -187,13 +198,7 @@ int XConsoleW::Exchange(CleXDSmb& message) {
 }
 
 int XConsoleW::Receive(CleXDSmb& answer, const std::function<bool()>& peer_alive) {
-  if (!result_pipe->HasPipe()) {
-    const int code = result_pipe->OpenPipeToReadWhile(peer_alive);
-    if (code != 0) return code;
-  } else if (result_pipe->AwaitDataWhile(peer_alive) != 0) {
-    return CleXDErrorCode::kPeerClosed;
-  }
-  return ReceiveData(result_pipe, answer, true);
+  return ReceiveDataWhile(result_pipe, answer, peer_alive);
 }
 
 // The ends of the first level would stay open: a later console has fifos of its own under the same names.

@@ -1,9 +1,8 @@
 #include "drivex.h"
 
-#include <cxxabi.h>
+#include <fcntl.h>
 
 #include <chrono>
-#include <exception>
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
@@ -14,7 +13,8 @@
 #include "child_process.h"
 #include "dxcallback.h"
 #include "dxglobals.h"
-#include "msleep.h"
+#include "guarded.h"
+#include "patience.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "vexa_assert.h"
@@ -24,49 +24,52 @@
 namespace {
 
 const char* const kR = "R";
-constexpr unsigned int kLookMilliseconds = 10;  // between two looks at a run that is to end
+constexpr int kLookMilliseconds = 10;  // between two looks at a run that is to end
 
-// A language may be anybody's code: what it throws is a failure of the run, and the run's partner is told.
-template <class Work>
-int CodeOf(Work work) {
-  try {
-    return work();
-  } catch (const std::exception& error) {
-    DxTrace(error.what());
-  } catch (const abi::__forced_unwind&) {
-    throw;  // an interpreter that ends takes its threads along
-  } catch (...) {
-    DxTrace("DriveX unknown exception");
-  }
-  return CleXDErrorCode::kLibraryUnusable;
-}
-
-// An endpoint whose reads end with the driver.
-class ReadsEndBy {
+// The backend waits for an answer. A run that ends without one closes its end of the fifo, and so ends that
+// wait too.
+class Answering {
  public:
-  ReadsEndBy(VexaPipe* end, const WakeUp& wake) : pipe(end) { pipe->EndReadsBy(&wake); }
-  ReadsEndBy(const ReadsEndBy&) = delete;
-  ReadsEndBy& operator=(const ReadsEndBy&) = delete;
-  ~ReadsEndBy() { pipe->EndReadsBy(nullptr); }
+  explicit Answering(VexaPipe* end) : pipe(end) {}
+  Answering(const Answering&) = delete;
+  Answering& operator=(const Answering&) = delete;
+  ~Answering() {
+    if (!done) pipe->ClosePipe();
+  }
+  int Send(CleXDSmb& answer, int code) {
+    const SigpipeBlocked backend_may_be_gone;
+    answer.SetErrorCode(code);
+    return SendData(pipe, answer, false);
+  }
+  void Done() { done = true; }
 
  private:
   VexaPipe* pipe;
+  bool done = false;
 };
 
-int SendAnswer(VexaPipe* pipe, CleXDSmb& answer, int code) {
-  const SigpipeBlocked backend_may_be_gone;
-  answer.SetErrorCode(code);
-  return SendData(pipe, answer, false);
-}
+// Sets a flag for as long as it lives.
+class Flagged {
+ public:
+  explicit Flagged(std::atomic<bool>& shared_flag) : flag(shared_flag) { flag = true; }
+  Flagged(const Flagged&) = delete;
+  Flagged& operator=(const Flagged&) = delete;
+  ~Flagged() { flag = false; }
+
+ private:
+  std::atomic<bool>& flag;
+};
 
 }  // namespace
 
 DriveX::DriveXThread::~DriveXThread() { WaitForStop(); }
 
 std::int32_t DriveX::DriveXThread::Run() {
-  const std::int32_t code = CodeOf([this] { return driver->runX(); });
-  driver->EndRun();  // begun by startX
-  return code;
+  const struct Ending {
+    DriveX* driver;
+    ~Ending() { driver->EndRun(); }
+  } of_what_startX_began{driver};
+  return CodeOf([this] { return driver->runX(); });
 }
 
 DriveX::DriveX(const std::string& xname, StatisticsX* ximpl, XConfigOptions* option)
@@ -81,7 +84,7 @@ void DriveX::EndRuns() {
   leaving.Signal();
   for (const auto& thread : threads) {
     // A host's thread that never came for its block is not waited for; one that runs it is.
-    for (; thread->HasThread(); msleep(kLookMilliseconds)) {
+    for (; thread->HasThread(); Pause(kLookMilliseconds)) {
       if (in_mailbox) mySyntaxData.AbandonCommand();
     }
     thread->WaitForStop();
@@ -152,11 +155,16 @@ int DriveX::ExecuteXLines(std::vector<std::string>& lines) {
 
 int DriveX::RunBlock(std::vector<std::string>& lines) {
   setSyntax(lines);
-  const int code = CodeOf([this] { return DriveX::runX(); });
   // The lines go with the caller. A run inside this one may have left its own already.
-  std::vector<std::string>* ours = &lines;
-  syntax.compare_exchange_strong(ours, nullptr);
-  return code;
+  const struct Forgetting {
+    std::atomic<std::vector<std::string>*>& syntax;
+    std::vector<std::string>* ours;
+    ~Forgetting() {
+      std::vector<std::string>* expected = ours;
+      syntax.compare_exchange_strong(expected, nullptr);
+    }
+  } forgets_them{syntax, &lines};
+  return CodeOf([this] { return DriveX::runX(); });
 }
 
 VexaDX_P::~VexaDX_P() { EndRuns(); }
@@ -169,25 +177,40 @@ int VexaDX_P::runX() {
   const auto backend_may_come = [this] { return !leaving.Signalled() && !BackendHasEnded(); };
 
   VexaPipe* const result_pipe = pipes->GetSyntaxResultPipe();
+  Answering backend(result_pipe);
   CleXDSmb request;
   CleXDSmb answer;
   int code = 0;
+  KeepRoom(false);
   if (!result_pipe->IsWritePipeConnected()) code = result_pipe->OpenPipeToWriteWhile(backend_may_come);
-  if (code == 0) code = SendAnswer(result_pipe, answer, 0);  // this side listens
+  if (code == 0) code = backend.Send(answer, 0);  // this side listens
 
   VexaPipe* const syntax_pipe = pipes->GetSyntaxPipe();
   syntax_pipe->ConnectPipe();
-  if (code == 0) code = syntax_pipe->OpenPipeToReadWhile(backend_may_come);
-  if (code == 0) {
-    const ReadsEndBy ends_with_driver(syntax_pipe, leaving);
-    code = ReceiveData(syntax_pipe, request, true);
-  }
-  if (code != 0 || request.GetStringDataRef().Size() == 0) return code;
+  if (code == 0) code = ReceiveDataWhile(syntax_pipe, request, backend_may_come);
+  if (code != 0) return code;
+  if (request.GetStringDataRef().Size() == 0) return backend.Done(), code;  // kept: it is not answered
 
   std::vector<std::string> lines = request.GetStringDataRef().Values();
   code = CodeOf([&] { return Execute(lines); });
   DxTraceError("StopReceiveXdApiThread", StopReceiveXdApiThread());
-  return SendAnswer(result_pipe, answer, code);
+  code = backend.Send(answer, code);
+  if (code == 0) backend.Done();
+  return code;
+}
+
+// A run that finds no room for its two ends could not even say so.
+bool VexaDX_P::KeepRoom(bool keep) {
+  const std::lock_guard lock(room_mutex);
+  for (Descriptor& room : room_for_ends)
+    room = Descriptor(keep ? open("/dev/null", O_RDONLY | O_CLOEXEC) : -1);
+  return room_for_ends[1].Number() != -1;
+}
+
+int VexaDX_P::StartRun() {
+  const int code = KeepRoom(true) ? startX() : CleXDErrorCode::kThreadNotStarted;
+  if (code != 0) KeepRoom(false);
+  return code;
 }
 
 int VexaDX_P::Execute(std::vector<std::string>& lines) {
@@ -198,10 +221,8 @@ int VexaDX_P::Execute(std::vector<std::string>& lines) {
     m_ximpl->set_post_vexa_output(PostVexaOutput);
   }
   if (!GGetUseSyncDx() || getIndex() != 0) return RunBlock(lines);
-  in_mailbox = true;
-  const int code = GRunSyncSyntax(lines);
-  in_mailbox = false;
-  return code;
+  const Flagged waits(in_mailbox);
+  return GRunSyncSyntax(lines);
 }
 
 int VexaDX_P::initR() {
@@ -229,17 +250,23 @@ int CmdVexaDX::initializeX() {
 }
 
 int CmdVexaDX::invokeX() {
+  // However the run ends: its writer waits for the response.
+  struct Response {
+    int result = CleXDErrorCode::kLibraryUnusable;
+    ~Response() {
+      mySyntaxData.SetResult(result);
+      mySyntaxData.SignalResponse();
+    }
+  };
   int result = 0;
   for (;;) {
     mySyntaxData.WaitCommand();
+    Response response;
     if (mySyntaxData.GetStop()) {
-      mySyntaxData.SetResult(0);
-      mySyntaxData.SignalResponse();
+      response.result = 0;
       return result;
     }
     std::vector<std::string> lines = mySyntaxData.GetSyntaxs();
-    result = RunBlock(lines);
-    mySyntaxData.SetResult(result);
-    mySyntaxData.SignalResponse();
+    response.result = result = RunBlock(lines);
   }
 }

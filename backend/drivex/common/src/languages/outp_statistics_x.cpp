@@ -12,7 +12,7 @@
 #include "XPipes.h"
 #include "child_process.h"
 #include "dxglobals.h"
-#include "msleep.h"
+#include "patience.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "xpipemanager.h"
@@ -26,9 +26,10 @@ constexpr std::chrono::seconds kGrace{5};
 }  // namespace
 
 OutpStatisticsX::OutpStatisticsX(XConfigOptions* language_options, int backend_mode, bool backendDrives)
-    : StatisticsX(backendDrives), options(language_options), mode(backend_mode) {}
+    : StatisticsX(backendDrives), options(language_options), owner(getpid()), mode(backend_mode) {}
 
 OutpStatisticsX::~OutpStatisticsX() {
+  if (Forked()) return;
   try {
     stop_embedded_x();
     EndProcess();
@@ -64,11 +65,25 @@ bool OutpStatisticsX::ProcessAlive() {
   return process > 0;
 }
 
+bool OutpStatisticsX::Forked() const { return owner != getpid(); }
+
+// Its ends are the fork's own copies; a word on them would reach the parent's language.
+void OutpStatisticsX::ForgetProcessOfParent() {
+  process = -1;
+  to_language.Close();
+  from_language.Close();
+}
+
+bool OutpStatisticsX::MayAnswer() {
+  return isXProcessActive() && (!patience_ends || std::chrono::steady_clock::now() < *patience_ends);
+}
+
 bool OutpStatisticsX::isXProcessActive() { return !isVexaDrive() || ProcessAlive(); }
 
 // Ahead of a new start too: two processes would share the fifos. R sees the end of its input, and is heard
 // out meanwhile: a full pipe would keep it from ending.
 void OutpStatisticsX::EndProcess() {
+  if (Forked()) return ForgetProcessOfParent();
   to_language.Close();
   const auto end = std::chrono::steady_clock::now() + kGrace;
   while (ProcessAlive() && std::chrono::steady_clock::now() < end) {
@@ -77,9 +92,13 @@ void OutpStatisticsX::EndProcess() {
     if (poll(&look, 1, kLookMilliseconds) > 0 && read(look.fd, dropped, sizeof dropped) <= 0)
       from_language.Close();
   }
+  KillProcess();
+  from_language.Close();
+}
+
+void OutpStatisticsX::KillProcess() {
   KillChild(process);
   process = -1;
-  from_language.Close();
 }
 
 int OutpStatisticsX::x_pre_action() { return java ? setup_java_run() : setup_x_run(); }
@@ -91,7 +110,7 @@ int OutpStatisticsX::SendCommand(DXCmdDispatcher::CmdKey key) {
   XPipeSuit* const suit = Suit();
   if (suit == nullptr) return CleXDErrorCode::kPipeFailed;
   const SigpipeBlocked language_may_be_gone;
-  return suit->getCmdDispatcher(false)->sendCmd(key, {}, [this] { return !java && isXProcessActive(); });
+  return suit->getCmdDispatcher(false)->sendCmd(key, {}, [this] { return !java && MayAnswer(); });
 }
 
 int OutpStatisticsX::setup_x_run() {
@@ -109,12 +128,19 @@ int OutpStatisticsX::setup_x_run() {
     }
     result_pipe->DisconnectPipe();
   }
+  // Opened ahead of the command: without room for the end nobody has to be told.
+  const bool first = !result_pipe->HasPipe();
+  if (result_pipe->OpenPipeToUnBlockRead() != 0) return CleXDErrorCode::kPipeFailed;
   int code = SendCommand(DXCmdDispatcher::kSetupDXRun);
   DxTraceError("setup_x_run cmdDispatcher sendCmd", code);
   if (code != 0) return code;
   if (!result_pipe->IsWritePipeConnected()) result_pipe->ConnectPipe();
   CleXDSmb listens;
-  return ReceiveAnswer(result_pipe, listens);
+  code = ReceiveAnswer(listens);
+  if (code != CleXDErrorCode::kPeerClosed) return code;
+  if (!isXProcessActive()) return first ? CleXDErrorCode::kProcessNotAlive : code;
+  SendCommand(DXCmdDispatcher::kExitDxRun);  // the run has failed, and left its level open
+  return code;
 }
 
 int OutpStatisticsX::exit_x_run() {
@@ -138,47 +164,59 @@ int OutpStatisticsX::x_execute_x(char* lines) {
 int OutpStatisticsX::ExecuteJava() {
   JavaPlugInSocket* const socket = GetJavaExtSocket();
   JavaExtensionSmb message;
-  const int code = socket != nullptr ? SendData(socket, message) : CleXDErrorCode::kSocketFailed;
+  const auto active = [this] { return isXProcessActive(); };
+  const int code = socket != nullptr ? SendDataWhile(socket, message, active) : CleXDErrorCode::kSocketFailed;
   DxTraceError("x_execute_x SendData syntaxSocket", code);
-  while (code == 0 && isXProcessActive()) msleep(kLookMilliseconds);
+  while (code == 0 && isXProcessActive()) Pause(kLookMilliseconds);
   return code;
 }
 
 int OutpStatisticsX::ExecuteBlock(const char* lines) {
   XPipes* const pipes = CurrentPipes();
   if (pipes == nullptr) return CleXDErrorCode::kPipeFailed;
-  VexaPipe* const syntax_pipe = pipes->GetSyntaxPipe();
   CleXDSmb message;
   message.SetString(lines);
   int code = 0;
-  if (!syntax_pipe->IsWritePipeConnected())
-    code = syntax_pipe->OpenPipeToWriteWhile([this] { return isXProcessActive(); });
-  if (code == 0) {
+  {
+    VexaPipe* const results = pipes->GetSyntaxResultPipe();
     const SigpipeBlocked language_may_be_gone;
-    code = SendData(syntax_pipe, message, false);
+    code = SendDataWhile(pipes->GetSyntaxPipe(), message,
+                         [&] { return isXProcessActive() && !results->PeerHungUp(); });
   }
   DxTraceError("x_execute_x SendData syntaxPipe", code);
-  if (code != 0) return code;
+  if (code != 0) {
+    CloseRun();
+    const bool run_failed = code == CleXDErrorCode::kProcessNotAlive && isXProcessActive();
+    return run_failed ? CleXDErrorCode::kPeerClosed : code;
+  }
   CleXDSmb answer;
-  code = ReceiveAnswer(pipes->GetSyntaxResultPipe(), answer);
+  code = ReceiveAnswer(answer);
   DxTraceError("x_execute_x ReceiveData syntaxResultPipe", code);
   return code;
 }
 
 // The code is the one that the answer carries. A language that goes ahead of its first answer gives 99107,
-// and later 99103, whoever else may hold its end of the fifo.
-int OutpStatisticsX::ReceiveAnswer(VexaPipe* pipe, CleXDSmb& answer) {
-  const auto active = [this] { return isXProcessActive(); };
-  if (!pipe->HasPipe()) {
-    const int code = pipe->OpenPipeToReadWhile(active);
-    if (code != 0) return code;
-  }
-  if (pipe->AwaitDataWhile(active) != 0) return CleXDErrorCode::kPeerClosed;
-  const int code = ReceiveData(pipe, answer, true);
+// and later 99103, whoever else may hold its end of the fifo; 99103 also stands for a run that has closed it.
+int OutpStatisticsX::ReceiveAnswer(CleXDSmb& answer) {
+  VexaPipe* const pipe = CurrentPipes()->GetSyntaxResultPipe();
+  const int code = ReceiveDataWhile(pipe, answer, [this] { return isXProcessActive(); });
+  if (CleXDErrorCode::IsPipeError(code)) CloseRun();
   return code != 0 ? code : answer.GetErrorCode();
 }
 
+// The ends at a run that has failed are of no use to the next one, which opens its own.
+void OutpStatisticsX::CloseRun() {
+  XPipes* const pipes = CurrentPipes();
+  pipes->GetSyntaxPipe()->ClosePipe();
+  pipes->GetSyntaxResultPipe()->ClosePipe();
+}
+
 int OutpStatisticsX::stat_stop_x() {
+  if (Forked()) {
+    ForgetProcessOfParent();
+    return 0;
+  }
+  patience_ends = std::chrono::steady_clock::now() + kGrace;
   int code = 0;
   if (IsR()) {
     while (code == 0 && at_browser_prompt) code = Tell("Q\n");
@@ -193,6 +231,7 @@ int OutpStatisticsX::stat_stop_x() {
     suit->stopMonitor(false);
     suit->stopMonitor(true);
   }
-  ProcessAlive();  // reaps it if it is that quick; nobody waits for it here
+  if (ProcessAlive() && !MayAnswer()) KillProcess();  // reaps one that is that quick, and waits for none
+  patience_ends.reset();
   return code;
 }

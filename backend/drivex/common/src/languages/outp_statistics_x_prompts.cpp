@@ -30,7 +30,6 @@ int OutpStatisticsX::execute_x_syntax(const char* text) {
   for (std::string_view rest = text != nullptr ? text : "";;) {
     const ssize_t written = write(to_language.Number(), rest.data(), rest.size());
     if (written == -1 && errno == EAGAIN && AwaitRoom()) continue;
-    if (written == -1 && errno == EINTR) continue;
     if (written == -1) return Failed();
     rest.remove_prefix(static_cast<std::size_t>(written));
     if (rest.empty()) return 0;
@@ -42,7 +41,7 @@ int OutpStatisticsX::execute_x_syntax(const char* text) {
 // gone.
 bool OutpStatisticsX::AwaitRoom() {
   pollfd looks[] = {{to_language.Number(), POLLOUT, 0}, {from_language.Number(), POLLIN, 0}};
-  const bool alive = poll(looks, 2, kLookMilliseconds) != 0 || isXProcessActive();
+  const bool alive = poll(looks, 2, kLookMilliseconds) > 0 || MayAnswer();
   char dropped[kChunk];
   if (alive && (looks[1].revents == 0 || read(looks[1].fd, dropped, sizeof dropped) > 0)) return true;
   errno = EPIPE;
@@ -82,7 +81,7 @@ bool OutpStatisticsX::AwaitR() {
     pollfd look = {from_language.Number(), POLLIN, 0};
     if (look.fd == -1 || poll(&look, 1, alive ? kLookMilliseconds : 0) > 0) return true;
     if (!alive) return false;
-    alive = isXProcessActive();
+    alive = MayAnswer();
   }
 }
 

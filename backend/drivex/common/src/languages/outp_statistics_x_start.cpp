@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
@@ -17,16 +16,17 @@
 #include "XConfigOptions.h"
 #include "child_process.h"
 #include "dxglobals.h"
+#include "patience.h"
 #include "platform.h"
 #include "text.h"
 #include "xpipemanager.h"
 
 namespace {
 
-// Kept against a clock, whatever signals come.
-constexpr std::chrono::milliseconds kStartTime{500};  // a program that fails at once has failed by then
+constexpr int kStartMilliseconds = 500;  // a program that fails at once has failed by then
 constexpr int kServerTries = 100;
-constexpr std::chrono::milliseconds kServerPause{100};
+constexpr int kServerPauseMilliseconds = 100;
+constexpr std::chrono::seconds kJavaPatience{30};  // for a Java that lives and does not connect
 
 std::string Under(std::string home, const std::string& relative) {
   DecoratePathEnd(home);
@@ -54,7 +54,6 @@ Ends MakePipe() {
 void ForgetEarlierProcess(XPipeSuit& suit) {
   XPipes* const pipes = suit.getXPipes();
   for (VexaPipe* const pipe : {pipes->GetSyntaxPipe(), pipes->GetSyntaxResultPipe()}) {
-    if (!pipe->HasPipe()) continue;
     pipe->RemoveFile(false);
     pipe->ClosePipe();
   }
@@ -81,6 +80,7 @@ void OutpStatisticsX::StartProcess(const std::string& program, XCmdArgument& arg
   pushEnv(environment);
   char* no_arguments[] = {nullptr};
   char** const argv = arguments.argv();
+  owner = getpid();
   process = StartChild(program.c_str(), argv != nullptr ? argv : no_arguments, environment.argv(), streams);
 }
 
@@ -99,7 +99,7 @@ int OutpStatisticsX::stat_start_x() {
   XPipeSuit* const suit = Suit();
   ForgetEarlierProcess(*suit);
   StartProcess(program, arguments);
-  std::this_thread::sleep_for(kStartTime);
+  Pause(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (code == 0) code = AwaitServer(suit->getCmdDispatcher(false));
   DxTraceError("stat_start_x result", code);
@@ -110,7 +110,7 @@ int OutpStatisticsX::AwaitServer(DXCmdDispatcher* dispatcher) {
   dispatcher->connectPeer();
   int code = SendCommand(DXCmdDispatcher::kTestCmd);
   for (int tries = 1; code != 0 && tries < kServerTries; ++tries) {
-    std::this_thread::sleep_for(kServerPause);
+    Pause(kServerPauseMilliseconds);
     if (!isXProcessActive()) return CleXDErrorCode::kProcessNotAlive;
     code = SendCommand(DXCmdDispatcher::kTestCmd);
   }
@@ -130,9 +130,12 @@ int OutpStatisticsX::stat_start_java() {
   arguments.pushArgument(std::to_string(socket->GetSocketPort()));
   arguments.pushArgument(JavaExtensionSmb().GetCommandName());
   StartProcess(program, arguments);
-  int code = socket->AcceptSocketWhile([this] { return ProcessAlive(); });
-  std::this_thread::sleep_for(kStartTime);
+  const auto end = std::chrono::steady_clock::now() + kJavaPatience;
+  int code = socket->AcceptSocketOf(process,
+                                    [&] { return ProcessAlive() && std::chrono::steady_clock::now() < end; });
+  Pause(kStartMilliseconds);
   if (!isXProcessActive()) code = CleXDErrorCode::kJavaNotAlive;
+  if (code != 0) KillProcess();
   DxTraceError("stat_start_java result", code);
   return code;
 }
@@ -152,7 +155,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
     fcntl(to_language.Number(), F_SETFL, O_NONBLOCK);  // writing to R waits in poll
     from_language = std::move(output.reading);
   }
-  std::this_thread::sleep_for(kStartTime);
+  Pause(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (IsR()) code = InitialiseR();
   DxTraceError("start_x_process result", code);

@@ -10,6 +10,7 @@
 #include "CleXDErrorCode.h"
 #include "child_process.h"
 #include "sendreceive.h"
+#include "session.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
@@ -96,9 +97,16 @@ bool PauseUnlessInterrupted(int milliseconds) {
   return true;
 }
 
+// Where there is no descriptor for the backend's end, since it has been spent or was never to be had, a look
+// by the clock takes its place; a slow one goes beside it.
 Patience CallPatience(int gone) {
-  return {gone == Code::kPeerClosed ? Ask<Code::kPeerClosed> : Ask<Code::kProcessNotAlive>,
-          HasCheck() ? kAskMilliseconds : -1, BackendExit()};
+  constexpr int kSlowLook = 1000;
+  const int exit = BackendExit();
+  const int look = HasCheck()        ? kAskMilliseconds
+                   : exit != -1      ? kSlowLook
+                   : processId != -1 ? kAskMilliseconds
+                                     : -1;
+  return {gone == Code::kPeerClosed ? Ask<Code::kPeerClosed> : Ask<Code::kProcessNotAlive>, look, exit};
 }
 
 void OweReply(VexaPipe& replies, const FrameProgress& progress) {

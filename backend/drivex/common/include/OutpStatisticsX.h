@@ -98,6 +98,7 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   void ForgetProcessOfParent();
   void EndProcess();
   void KillProcess();
+  void RemoveSessionDirectory();
   int AwaitServer(DXCmdDispatcher* dispatcher);
   int SendCommand(DXCmdDispatcher::CmdKey key);
   int InitialiseR();
@@ -121,8 +122,11 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   pid_t owner;         // whose child it is
   // Set while the language is told to stop: it is not waited for any longer than that.
   std::optional<std::chrono::steady_clock::time_point> patience_ends;
-  Descriptor to_language;    // R's standard input
-  Descriptor from_language;  // R's standard output
+  // Where R keeps its files while it lives, as it says at its start. One that is killed leaves them behind.
+  std::string session_directory;
+  std::string* heard = nullptr;  // takes what R says, if somebody wants it
+  Descriptor to_language;        // R's standard input
+  Descriptor from_language;      // R's standard output
   std::int32_t mode;
   std::atomic<bool> given_up = false;
   bool java = false;

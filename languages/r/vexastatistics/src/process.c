@@ -96,6 +96,8 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
   atexit(RemoveFifos);
   starter = StarterOf(getpid(), TextOf(id));
   NoteSessionDirectory();
+  // The starter removes it where R cannot any more. It reads this ahead of the next prompt.
+  dprintf(STDOUT_FILENO, "session directory: %s\n", session_directory);
   WatchStarter();
   TakeConsole();
   return R_NilValue;

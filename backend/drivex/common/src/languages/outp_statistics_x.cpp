@@ -1,6 +1,10 @@
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
@@ -94,6 +98,17 @@ void OutpStatisticsX::EndProcess() {
   }
   KillProcess();
   from_language.Close();
+  RemoveSessionDirectory();
+}
+
+// Nothing but a directory of this user's own, as R names its own.
+void OutpStatisticsX::RemoveSessionDirectory() {
+  const std::filesystem::path place = std::exchange(session_directory, {});
+  struct stat about = {};
+  if (!place.is_absolute() || !place.filename().string().starts_with("Rtmp")) return;
+  if (lstat(place.c_str(), &about) != 0 || !S_ISDIR(about.st_mode) || about.st_uid != geteuid()) return;
+  std::error_code gone;
+  std::filesystem::remove_all(place, gone);
 }
 
 void OutpStatisticsX::KillProcess() {

@@ -59,6 +59,7 @@ int OutpStatisticsX::get_x_result() {
     if (got == -1 && errno == EINTR) continue;
     if (got == -1) return Failed();
     if (got == 0) return CleXDErrorCode::kProcessNotAlive;
+    if (heard != nullptr) heard->append(output + kept, static_cast<std::size_t>(got));
     const std::string_view all(output, kept + static_cast<std::size_t>(got));
     if (all.ends_with("> ")) {
       const bool browser =

@@ -33,6 +33,14 @@ std::string Under(std::string home, const std::string& relative) {
   return home + relative;
 }
 
+// What follows the label on its line.
+std::string Behind(const std::string& label, const std::string& text) {
+  const std::size_t at = text.find(label);
+  if (at == std::string::npos) return {};
+  const std::size_t start = at + label.size();
+  return text.substr(start, text.find('\n', start) - start);
+}
+
 struct Ends {
   Descriptor reading, writing;
 };
@@ -171,6 +179,11 @@ int OutpStatisticsX::InitialiseR() {
   const XPipeManager* const manager = GetXPipeManager();
   const std::string path = manager != nullptr ? manager->getPipePath() : "";
   const std::string pid = manager != nullptr ? manager->getPipePid() : "";
-  return Tell("initRProcess('" + getBackendProcessName() + "', '" + path + "', '" + pid + "', '" +
-              options->XName() + "')\n");
+  std::string said;
+  heard = &said;
+  const int code_of_start = Tell("initRProcess('" + getBackendProcessName() + "', '" + path + "', '" + pid +
+                               "', '" + options->XName() + "')\n");
+  heard = nullptr;
+  session_directory = Behind("session directory: ", said);
+  return code_of_start;
 }

@@ -99,24 +99,26 @@ int PlayJava(char** arguments) {
   _exit(0);
 }
 
+// Once the command's own answer has come, as the trace of the library tells.
+[[noreturn]] void DieBehindTheCommand() {
+  while (Read("trace").find("setup_x_run cmdDispatcher sendCmd error code : 0.") == std::string::npos)
+    Pause(1);
+  Die();
+}
+
 // One run: says that it listens, takes a block, answers with the number in the script.
 void Run(const std::string& prefix) {
   static XPipes& pipes = *new XPipes(prefix + "0");
   CleXDSmb listens, request, answer;
   pipes.GetSyntaxPipe()->CreatePipe();
-  if (script == "dies ahead of its answer") {
-    // Once the command's own answer has come, as the trace of the library tells.
-    while (Read("trace").find("setup_x_run cmdDispatcher sendCmd error code : 0.") == std::string::npos)
-      Pause(1);
-    Die();
-  }
+  if (script == "dies ahead of its answer") DieBehindTheCommand();
   if (script == "fails its run at once") {
     pipes.GetSyntaxResultPipe()->OpenPipeToWrite();
     pipes.GetSyntaxResultPipe()->ClosePipe();
     return;
   }
   SendData(pipes.GetSyntaxResultPipe(), listens, false);
-  if (script == "dies ahead of the block") Die();
+  if (script == "dies ahead of the block") DieBehindTheCommand();
   if (script == "fails its run") {
     pipes.GetSyntaxResultPipe()->ClosePipe();
     return;

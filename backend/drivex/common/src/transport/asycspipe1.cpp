@@ -4,7 +4,7 @@
 
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
-#include "msleep.h"
+#include "patience.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "vexa_assert.h"
@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kStopServing = -1;
 // Between two looks at a client that has closed its writing end and still reads.
-constexpr unsigned int kPauseMilliseconds = 100;
+constexpr int kPauseMilliseconds = 100;
 // How long a client that has closed its writing end may take to open the other fifo.
 constexpr std::chrono::seconds kGrace{2};
 // The same while the loop is told to end: the client may be between its request and the other fifo.
@@ -94,9 +94,8 @@ int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply) { return send(request, 
 int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply, const std::function<bool()>& server_alive) {
   int code = Connect();
   if (code != 0) return code;
-  if (server_alive && !server_pipe->IsWritePipeConnected())
-    code = server_pipe->OpenPipeToWriteWhile(server_alive);
-  if (code == 0) code = SendData(server_pipe.get(), request, false);
+  code = server_alive ? SendDataWhile(server_pipe.get(), request, server_alive)
+                      : SendData(server_pipe.get(), request, false);
   DxTraceError(kSent, code);
   if (code == 0) {
     code = ReceiveReply(reply, server_alive);
@@ -105,13 +104,11 @@ int AsyCsPipe1::send(CleXDSmb& request, CleXDSmb& reply, const std::function<boo
   return code;
 }
 
-// The first time, opening the fifo waits for the server; its death in between ends the wait.
+// The first time, opening the fifo waits for the server; its death ends each wait.
 int AsyCsPipe1::ReceiveReply(CleXDSmb& reply, const std::function<bool()>& server_alive) {
   const auto there = [&] { return !server_pipe->PeerHungUp() && (!server_alive || server_alive()); };
-  int code = client_pipe->OpenPipeToReadWhile(there);
-  if (code == 0 && server_alive) code = client_pipe->AwaitDataWhile(there);
-  if (code == CleXDErrorCode::kProcessNotAlive) return CleXDErrorCode::kPeerClosed;
-  return code != 0 ? code : ReceiveData(client_pipe.get(), reply, true);
+  const int code = ReceiveDataWhile(client_pipe.get(), reply, there);
+  return code == CleXDErrorCode::kProcessNotAlive ? CleXDErrorCode::kPeerClosed : code;
 }
 
 // The first time, opening the fifo waits for the client. One that has gone meanwhile will not open it any
@@ -150,7 +147,7 @@ int AsyCsPipe1::Serve(const char* trace_prefix, Receiver receiver) {
     // A client that closed only its writing end reads the answer to that. It is not flooded with more of
     // them.
     const bool closed = code == CleXDErrorCode::kPeerClosed;
-    if (closed && client_closed) msleep(kPauseMilliseconds);
+    if (closed && client_closed) Pause(kPauseMilliseconds);
     client_closed = closed;
     // Always answered: only a failed send, or the visitor, ends the loop.
     code = SendReply(reply);

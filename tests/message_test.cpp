@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "CleXDSmb.h"
+#include "receive_frame.h"
 #include "support/wire.h"
 
 namespace {
@@ -182,6 +183,28 @@ TEST(Frame, EndsAtACountThatRunsPastIt) {
     ParseExactly(block, frame);
     EXPECT_EQ(block.GetLongDataRef().Size(), longs);
     EXPECT_EQ(block.GetDoubleDataRef().Size(), doubles);
+  }
+}
+
+TEST(Frame, ItsVoidBlockIsAlignedWhateverStandsInFront) {
+  for (const std::size_t in_front : {0, 1, 2, 3, 7, 8190, 9001, 20003}) {
+    for (const std::size_t size : {1, 64, 20000}) {
+      const std::string bytes(size, 'v');
+      const std::string frame = Encode(MakeImage(228, Strings{std::string(in_front, 's')}, Void{bytes}));
+      std::size_t at = 0;
+      CleXDSmb block;
+      FrameProgress progress;
+      const auto read = [&](char* to, int room, unsigned long& got, bool) {
+        got = frame.copy(to, static_cast<std::size_t>(room), at);
+        at += got;
+        return 0;
+      };
+      EXPECT_EQ(ReceiveFrame(block, -1, progress, read), 0);
+      int length = 0;
+      const void* const data = block.GetVoidData(length);
+      EXPECT_EQ(reinterpret_cast<std::uintptr_t>(data) % 16, 0u) << in_front << " and " << size;
+      EXPECT_EQ(std::string(static_cast<const char*>(data), static_cast<std::size_t>(length)), bytes);
+    }
   }
 }
 

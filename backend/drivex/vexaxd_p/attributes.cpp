@@ -1,4 +1,6 @@
 // Attributes of variables and of the data file, and multiple response sets.
+#include <memory>
+
 #include "call_frame.h"
 #include "counted_arrays.h"
 #include "vexaxd_p.h"
@@ -8,10 +10,12 @@ namespace {
 void ResponseSetCall(Action action, const char* setName, char** setText1, int* setValue1, char** setText2,
                      int* setValue2, void** members, int* errCode) {
   const auto deliver = [=](ApiCall& call) {
-    call.TakeResults(Out(setValue1), Out(setValue2));
-    *setText1 = NewText(call.Text(0));
-    *setText2 = NewText(call.Text(1));
+    std::unique_ptr<char[]> text1(NewText(call.Text(0)));
+    std::unique_ptr<char[]> text2(NewText(call.Text(1)));
     *members = NewStringList(call.reply().GetStringDataRef(), 2);
+    *setText1 = text1.release();
+    *setText2 = text2.release();
+    call.TakeResults(Out(setValue1), Out(setValue2));
   };
   StoreCode(errCode, DeliveringCall(action, deliver, setName));
 }

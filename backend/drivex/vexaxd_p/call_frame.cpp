@@ -29,9 +29,9 @@ const Value& Element(List& list, int index, const Value& missing) {
 }
 
 // A language that takes runs has a driver at each level, which opens it.
-void OpenFirstLevel() {
+void OpenFirstLevel(XPipeSuit& suit) {
   if (nestability) CreateLanguageX(vexa_pipe_lang, false);
-  if (myPipeSuit->getIndex() < 0) myPipeSuit->increaseIndex();
+  if (suit.getIndex() < 0) suit.increaseIndex();
 }
 
 }  // namespace
@@ -76,10 +76,11 @@ void IntializePipeInfo() {
   } else {
     SetXName(vexa_pipe_lang);
   }
-  myPipeSuit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
+  XPipeSuit* const suit = GetXPipeManager()->getPipeSuit(vexa_pipe_lang);
   // Anew each time: a session may follow one of another language, whose levels are there still.
   nestability = VexaDXConfigReader::GetInstance()->IsSupportLanguage(vexa_pipe_lang);
-  if (myPipeSuit->getIndex() < 0) OpenFirstLevel();
+  if (suit->getIndex() < 0) OpenFirstLevel(*suit);
+  myPipeSuit = suit;
 }
 
 int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe) {

@@ -22,6 +22,7 @@
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
 #include "VexaPipe.h"
+#include "reply.h"
 #include "result_texts.h"
 #include "session.h"
 #include "string_list.h"
@@ -167,7 +168,7 @@ class ApiCall {
   }
 
   int code() const { return status; }
-  CleXDSmb& reply() { return reply_block; }
+  Reply& reply() { return reply_block; }
 
   // Element `index` of a list of the reply; 0, 0.0 or "" when the reply lacks it.
   std::int32_t Long(int index);
@@ -191,7 +192,7 @@ class ApiCall {
   void Take(OutUnit out);
 
   CleXDSmb request;
-  CleXDSmb reply_block;
+  Reply reply_block;
   int status;
   int longs_taken = 0;
   int doubles_taken = 0;

@@ -36,7 +36,7 @@ int SetVarNameAndType(char** names, int* types, int numOfVar) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   return CodeOf([=] {
     CleXDSmb request;
-    CleXDSmb reply;
+    Reply reply;
     for (int i = 0; i < numOfVar; ++i) {
       request.SetLong(types[i]);
       request.SetString(names[i]);
@@ -115,7 +115,7 @@ int SetValueChar(const char* name, const char* value, int length) {
 
 static int CommitRecord() {
   CleXDSmb request;
-  CleXDSmb reply;
+  Reply reply;
   AddCase(request);
   if (curCaseData != nullptr) {
     constexpr long kOneCase = 1;
@@ -145,7 +145,7 @@ int CommitNewCase() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   const int code = CodeOf([] {
     CleXDSmb request;
-    CleXDSmb reply;
+    Reply reply;
     AddCase(request);
     return Exchange(Action::CommitNewCase, request, reply);
   });
@@ -158,7 +158,7 @@ int CommitManyCases(char** names, int* types, void* data, int numOfVar, int data
   request.SetVoidData(data, dataLength);  // the caller's no more, whatever comes of it
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   const int code = CodeOf([&] {
-    CleXDSmb reply;
+    Reply reply;
     LongData type_list;
     for (int i = 0; i < numOfVar; ++i) {
       request.SetString(names[i]);
@@ -177,7 +177,7 @@ int CommitManyCases(char** names, int* types, void* data, int numOfVar, int data
 int CommitDataSet() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   CleXDSmb request;
-  CleXDSmb reply;
+  Reply reply;
   request.SetStruct(std::move(dataVec));
   const int code = Exchange(Action::CommitDataSet, request, reply);
   dataVec = request.GetStructDataRef().TakeValues();

@@ -64,7 +64,7 @@ int FetchBlock(CursorDataSmb& cursor) {
   const int sent = SendRequest(request, resultPipe);
   if (sent != 0) return sent;
 
-  CleXDSmb reply;
+  Reply reply;
   reply.OfferFrame(cursor.ReleaseBuffer());
   const int code = ReceiveXDApiResult(reply, resultPipe);
   const bool at_end = code == CleXDErrorCode::kEndOfData || code == CleXDErrorCode::kEndOfSplit;

@@ -139,7 +139,7 @@ double GetNCellValueBatch(const char* name, long row, int column, int* missing, 
   if (batch != nullptr && code == 0)
     value = static_cast<DatastepSmb*>(batch)->GetNCellValue(name, row, column, state, code);
   StoreCode(errCode, code);
-  StoreCode(missing, state);
+  if (code == 0) StoreCode(missing, state);
   return value;
 }
 
@@ -155,7 +155,7 @@ char* GetCCellValueBatch(const char* name, long row, int column, int* missing, i
     });
   }
   StoreCode(errCode, code);
-  StoreCode(missing, state);
+  if (code == 0) StoreCode(missing, state);
   return value;
 }
 
@@ -222,7 +222,7 @@ int SetCasePartValue(const char* name, long row, int* vars, bool flag, int count
     const DatastepDataSmb* record = FindRecord(name);
     if (record == nullptr) return 0;
     CleXDSmb request;
-    CleXDSmb reply;
+    Reply reply;
     AddArgument(request, name);
     AddArgument(request, row);
     AddArgument(request, count);

@@ -1,6 +1,7 @@
 // Data steps: several datasets open at once, by name.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 #include "call_frame.h"
 #include "counted_arrays.h"
@@ -23,6 +24,12 @@ int DatasetNames(Action action, char*** names, int* count) {
       action, [=](ApiCall& call) { TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count); });
 }
 
+// What is remembered may have been cleared since.
+DatastepDataSmb* RecordAt(int index) {
+  const bool there = dataSteps != nullptr && index >= 0 && index < datasetCount;
+  return there ? dataSteps->datasetStates[static_cast<std::size_t>(index)] : nullptr;
+}
+
 }  // namespace
 
 int FindInCatalogue(std::string_view name) {
@@ -37,12 +44,11 @@ DatastepDataSmb* FindRecord(const char* name) {
     for (int i = 0; dataSteps != nullptr && i < datasetCount && index < 0; ++i) {
       if (dataSteps->datasetNames[static_cast<std::size_t>(i)] == wanted) index = i;
     }
-    activeDatasetName = wanted;
+    // What cannot be remembered is looked for again.
+    if (CodeOf([&] { return activeDatasetName = wanted, 0; }) != 0) return RecordAt(index);
     activeDatasetIndex = index;
   }
-  // What is remembered may have been cleared since.
-  const bool there = dataSteps != nullptr && activeDatasetIndex >= 0 && activeDatasetIndex < datasetCount;
-  return there ? dataSteps->datasetStates[static_cast<std::size_t>(activeDatasetIndex)] : nullptr;
+  return RecordAt(activeDatasetIndex);
 }
 
 void FlushPendingWrites() {
@@ -111,15 +117,17 @@ void IntiDataStepData(const char* name) {
 static int AskForLayout(const char* name) {
   int code = 0;
   if (dataSteps == nullptr) dataSteps = new MultiDatastepData;
-  dataSteps->datasetNames.emplace_back(name);
-  DatastepDataSmb* record = MakeUnownedRecord();
+  std::unique_ptr<DatastepDataSmb> record(MakeUnownedRecord());
   record->SetOneCaseSize(GetCaseLength(name, &code));
   const int count = GetVarCountInDS(name, &code);
   for (int i = 0; i < count && !NotReached(code); ++i) {
     record->AddVarType(GetVarTypeInDS(name, i, &code));
     record->AddVarObsIndex(GetVarObsIndex(name, i, &code));
   }
-  dataSteps->datasetStates.push_back(record);
+  std::vector<DatastepDataSmb*>& records = dataSteps->datasetStates;
+  records.reserve(records.size() + 1);  // name and record go in, or neither
+  dataSteps->datasetNames.emplace_back(name);
+  records.push_back(record.release());
   ++datasetCount;
   activeDatasetName = name;
   activeDatasetIndex = datasetCount - 1;

@@ -1,5 +1,7 @@
 // The dictionary of a dataset of the data step, by name and index. Four functions change the list of
 // variables and keep this side's records in step; the others are one request and one reply.
+#include <memory>
+
 #include "call_frame.h"
 #include "counted_arrays.h"
 #include "dataset_catalogue.h"
@@ -216,12 +218,14 @@ void* GetMultiResponseSetNamesInDS(const char* name, int* errCode) {
 void GetMultiResponseSetInDS(const char* name, const char* setName, char** setText1, int* setValue1,
                              char** setText2, int* setValue2, void** members, int* errCode) {
   const auto deliver = [=](ApiCall& call) {
-    if (call.reply().GetLongDataRef().Size() > 1) call.TakeResults(Out(setValue1), Out(setValue2));
-    if (call.reply().GetStringDataRef().Size() > 1) {
-      *setText1 = NewText(call.Text(0));
-      *setText2 = NewText(call.Text(1));
-    }
+    std::unique_ptr<char[]> text1(NewText(call.Text(0)));
+    std::unique_ptr<char[]> text2(NewText(call.Text(1)));
     *members = NewStringList(call.reply().GetStringDataRef(), 2);
+    if (call.reply().GetStringDataRef().Size() > 1) {
+      *setText1 = text1.release();
+      *setText2 = text2.release();
+    }
+    if (call.reply().GetLongDataRef().Size() > 1) call.TakeResults(Out(setValue1), Out(setValue2));
   };
   StoreCode(errCode, DeliveringCall(Action::GetMultiResponseSetInDS, deliver, name, setName));
 }

@@ -115,7 +115,14 @@ void DatastepDataSmb::SetCaseValue(const void* block, int size) {
   }
 }
 
+// Types and lengths stay side by side: both take one more, or neither.
+void DatastepDataSmb::MakeRoomForOne() {
+  varTypes.reserve(varTypes.size() + 1);
+  varObsLength.reserve(varObsLength.size() + 1);
+}
+
 void DatastepDataSmb::AddVarType(int type) {
+  MakeRoomForOne();
   varTypes.push_back(type);
   varObsLength.push_back(UnitsOfType(type));
 }
@@ -131,6 +138,7 @@ int DatastepDataSmb::GetVarObsLength(int variable) const {
 void DatastepDataSmb::InsertVarType(int position, int type) {
   if (position < 0 || position > static_cast<int>(varTypes.size())) return;
   const int units = UnitsOfType(type);
+  MakeRoomForOne();
   varTypes.insert(varTypes.begin() + position, type);
   varObsLength.insert(varObsLength.begin() + position, units);
   SetOneCaseSize(Resized(oneCaseSize, units));

@@ -48,6 +48,7 @@ class DatastepDataSmb {
  private:
   // The units of a variable, null when they do not lie whole in the case.
   OBS* UnitsOf(unsigned int variable, int units) const;
+  void MakeRoomForOne();
 
   std::int32_t oneCaseSize = 0;
   // Zeroed memory that is taken when it is touched: a size is the peer's word.

@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <optional>
 
-#include "CleXDSmb.h"
+#include "reply.h"
 
-class DatastepSmb : public CleXDSmb {
+class DatastepSmb : public Reply {
  public:
   // Kept: both clear the caller's code.
   void SetvarCount(int count, int& errCode);

@@ -172,8 +172,12 @@ void AwaitCommandThread() {
 }  // namespace
 
 void SetXNameAndSHome(const char* xname, const char* home) {
-  vexa_pipe_lang = xname != nullptr ? xname : "";
-  vexa_home = home != nullptr ? home : "";
+  CodeOf([=] {
+    std::string language = xname != nullptr ? xname : "";
+    vexa_home = home != nullptr ? home : "";
+    vexa_pipe_lang = std::move(language);
+    return 0;
+  });
 }
 
 int SetVexaRunning(bool running) {
@@ -283,7 +287,11 @@ int StartVexa(const char* commandLine) {
   if (ready.code == CleXDErrorCode::kInterrupted) return ready.code;  // there is one, and it is busy
   AcquireBuffer();
   KillBackend();  // one that lives and is not ready any more would share the fifos
-  const int code = BringUp(ReadOptions(commandLine));
+  const int code = CodeOf([=] { return BringUp(ReadOptions(commandLine)); });
+  if (code == CleXDErrorCode::kTooLarge) {  // wherever it was
+    ForgetBackend();
+    SetRunning(false);
+  }
   if (code != 0 && code != CleXDErrorCode::kRunUnderWay) RemoveFifos();
   ReleaseBuffer();
   return code;
@@ -381,20 +389,23 @@ std::vector<DriveX*>& HostedDrivers() {
 
 void InitXProcess(const char* appName, const char* tempPath, const char* pid, const char* xname,
                   const char*) {
-  const std::string application = appName != nullptr ? appName : "";
-  const std::string language = xname != nullptr ? xname : "";
-  InitDxGlobal(tempPath != nullptr ? tempPath : "", pid != nullptr ? pid : "", language,
-               EnvironmentValue("VEXA_HOME"));
-  const bool local = application.find("vexaengine") != std::string::npos || application == "LOCAL";
-  SetAppMode(local ? 1 : 0);
-  SetVexaRunning(true);
-  GetXPipeManager()->getPipeSuit(language);
-  if (DriveX* const driver = CreateCmdVexaDX(language, true)) {
-    HostedDrivers().push_back(driver);
-    try {
-      driver->initializeX();
-    } catch (const std::exception& error) {
-      DxTrace(error.what());
+  CodeOf([=] {
+    const std::string application = appName != nullptr ? appName : "";
+    const std::string language = xname != nullptr ? xname : "";
+    InitDxGlobal(tempPath != nullptr ? tempPath : "", pid != nullptr ? pid : "", language,
+                 EnvironmentValue("VEXA_HOME"));
+    const bool local = application.find("vexaengine") != std::string::npos || application == "LOCAL";
+    SetAppMode(local ? 1 : 0);
+    SetVexaRunning(true);
+    GetXPipeManager()->getPipeSuit(language);
+    if (DriveX* const driver = CreateCmdVexaDX(language, true)) {
+      HostedDrivers().push_back(driver);
+      try {
+        driver->initializeX();
+      } catch (const std::exception& error) {
+        DxTrace(error.what());
+      }
     }
-  }
+    return 0;
+  });
 }

@@ -1,6 +1,7 @@
 // XPath over the backend's output, images, settings, locale and the host.
 #include <clocale>
 #include <cstring>
+#include <memory>
 
 #include "call_frame.h"
 #include "vexa_assert.h"
@@ -23,25 +24,15 @@ const wchar_t* GetXmlUtf16(const char* handle, int* errCode) {
 
 int GetXmlUtf16Length() { return LongCall(Action::GetXmlUtf16Length, 0, nullptr); }
 
-// The binary string is handed on as it lies: the block does not free it.
+// The binary string is handed on as it lies.
 char* GetImage(const char* handle, const char* imageName, int* imageLength, char** imageText, int* errCode) {
-  ApiCall call(Action::GetImage, handle, imageName);
-  StoreCode(errCode, call.code());
-  char* image = call.reply().GetBinaryData();
-  if (call.code() != 0) {
-    FreeString(image);
-    return nullptr;
-  }
-  const int code = CodeOf([&] {
+  char* image = nullptr;
+  const auto take = [&](ApiCall& call) {
     if (!call.Text(0).empty()) *imageText = NewText(call.Text(0));
-    return 0;
-  });
-  if (code != 0) {
-    StoreCode(errCode, code);
-    FreeString(image);
-    return nullptr;
-  }
-  call.TakeResults(Out(imageLength));
+    call.TakeResults(Out(imageLength));
+    image = call.reply().TakeBinaryData();
+  };
+  StoreCode(errCode, DeliveringCall(Action::GetImage, take, handle, imageName));
   return image;
 }
 
@@ -84,8 +75,9 @@ int GetHostAppNameAndVersion(char** appName, char** appVersion) {
   const int code = DeliveringCall(Action::GetHostAppNameAndVersion, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 2);
-    *appName = NewText(sData[0]);
+    std::unique_ptr<char[]> name(NewText(sData[0]));
     *appVersion = NewText(sData[1]);
+    *appName = name.release();
   });
   ReleaseBuffer();
   return code;

@@ -46,10 +46,13 @@ const char* GetVariableLabelInProcDS(int index, int* errCode) {
 }
 
 const char* GetVariableNameInProcDS(int index, int* errCode) {
-  ApiCall call(Action::GetVariableNameInProcDS, index);
-  StoreCode(errCode, call.code());
-  const bool named = call.code() == 0 && call.reply().GetStringDataRef().Size() > 0;
-  return named ? KeepText(call.Text(0)) : "";  // no name leaves the text of an earlier call in place
+  const char* name = "";
+  const auto keep = [&](ApiCall& call) {
+    // No name leaves the text of an earlier call in place.
+    if (call.reply().GetStringDataRef().Size() > 0) name = KeepText(call.Text(0));
+  };
+  StoreCode(errCode, DeliveringCall(Action::GetVariableNameInProcDS, keep, index));
+  return name;
 }
 
 int GetVarCMissingValuesInProcDS(int index, int* missingFormat, char* value1, char* value2, char* value3) {

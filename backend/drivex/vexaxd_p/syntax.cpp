@@ -55,7 +55,7 @@ int HasProcedure() {
   VexaPipe* resultPipe = nullptr;
   int errCode = SendRequest(request, resultPipe);
   VEXA_ASSERT(0 == errCode);
-  CleXDSmb reply;
+  Reply reply;
   errCode = ReceiveXDApiResult(reply, resultPipe);
   VEXA_ASSERT(0 == errCode);
   LongData& longs = reply.GetLongDataRef();
@@ -133,13 +133,13 @@ void RecordBrowserOutput(const char* text, unsigned long length,
                          int (*convert)(const char*, unsigned long, char*, unsigned long)) {
   constexpr std::size_t kRoomPerByte = 4;
   if (outputFile == nullptr || text == nullptr || length == 0) return;
-  if (convert != nullptr && IsUTF8mode() != 0) {
+  if (convert == nullptr || IsUTF8mode() == 0) return WriteRecord(text);
+  CodeOf([=] {
     const std::size_t size = std::strlen(text) + 1;
-    std::vector<char> converted(size * kRoomPerByte +
-                                1);  // one more: a conversion that fills its room stays a text
+    // One more: a conversion that fills its room stays a text.
+    std::vector<char> converted(size * kRoomPerByte + 1);
     convert(text, size, converted.data(), size * kRoomPerByte);
     WriteRecord(converted.data());
-  } else {
-    WriteRecord(text);
-  }
+    return 0;
+  });
 }

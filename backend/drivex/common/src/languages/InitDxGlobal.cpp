@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
 #include "XManager.h"
@@ -10,13 +12,13 @@ namespace {
 // One tracer for the life of the process: a later cycle goes on writing to the first file.
 void MakeTracer(const std::string& xname) {
   if (GetDxTracer() != nullptr) return;
-  auto* tracer = new DxTracer;
+  auto tracer = std::make_unique<DxTracer>();
   std::string path = VexaDXConfigReader::GetInstance()->GetTracePath();
   if (!path.empty()) {
     DecoratePathEnd(path);
     tracer->open(path + xname + "_trace.log");
   }
-  SetDxTracer(tracer);
+  SetDxTracer(tracer.release());
 }
 
 }  // namespace
@@ -27,9 +29,12 @@ int InitDxGlobal(const std::string& tempPath, const std::string& pid, const std:
   SetInStat(false);
   SetXName(xName);
   SetVEXAHOME(vexaHome.c_str());  // ahead of the configuration, which lies under it
-  SetXManager(new XManager);
-  SetXPipeManager(new XPipeManager(tempPath, pid));
+  // All are there, or none is.
+  auto manager = std::make_unique<XManager>();
+  auto pipes = std::make_unique<XPipeManager>(tempPath, pid);
   MakeTracer(xName);
+  SetXManager(manager.release());
+  SetXPipeManager(pipes.release());
   SetDXGlobalInitFin(true);
   DxTrace("InitDxGlobal>tempPath:" + tempPath);
   DxTrace("InitDxGlobal>pid:" + pid);

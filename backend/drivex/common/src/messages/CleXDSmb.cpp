@@ -194,24 +194,26 @@ int CleXDSmb::ParseBuf(void* image) {
   return 0;
 }
 
-bool CleXDSmb::ParseFrame(const char* image, std::size_t length) try {
-  ImageReader reader(image, length);
-  const char* bytes = ParseSections(reader);
-  return bytes == nullptr || CopyVoidData(bytes);
-} catch (const std::bad_alloc&) {
-  CleanUpAllData();
-  return false;
+bool CleXDSmb::ParseFrame(const char* image, std::size_t length) {
+  return ParseFrame(FrameBuffer(), image, length);
 }
 
-bool CleXDSmb::ParseFrame(FrameBuffer buffer, const char* image, std::size_t length) try {
-  ImageReader reader(image, length);
-  const char* bytes = ParseSections(reader);
-  if (bytes == nullptr) return true;
-  if (Misalignment(bytes) != 0) return CopyVoidData(bytes);
-  voidData = const_cast<char*>(bytes);
-  frame = std::move(buffer);
-  return true;
-} catch (const std::bad_alloc&) {
+bool CleXDSmb::ParseFrame(FrameBuffer buffer, const char* image, std::size_t length) {
+  char* const earlier = binaryData;  // may have been handed out
+  try {
+    ImageReader reader(image, length);
+    const char* bytes = ParseSections(reader);
+    if (bytes == nullptr) return true;
+    if (buffer.data() == nullptr || Misalignment(bytes) != 0) {
+      if (CopyVoidData(bytes)) return true;
+    } else {
+      voidData = const_cast<char*>(bytes);
+      frame = std::move(buffer);
+      return true;
+    }
+  } catch (const std::bad_alloc&) {
+  }
+  if (binaryData != earlier) delete[] binaryData;
   CleanUpAllData();
   return false;
 }

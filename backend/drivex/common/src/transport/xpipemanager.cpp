@@ -39,12 +39,14 @@ XPipes* XPipeSuit::getXPipes(int level) {
 
 void XPipeSuit::increaseIndex() {
   const std::lock_guard lock(levels_mutex);
-  ++m_pipe_index;
-  while (static_cast<int>(pipes.size()) < m_pipe_index + 1) {
+  const int index = m_pipe_index + 1;
+  pipes.reserve(static_cast<std::size_t>(index) + 1);  // a level that goes takes its fifos along
+  while (static_cast<int>(pipes.size()) < index + 1) {
     char level[5];  // four digits: deeper levels would share a name
-    std::snprintf(level, sizeof level, "%d", m_pipe_index);
+    std::snprintf(level, sizeof level, "%d", index);
     pipes.push_back(std::make_unique<XPipes>(getPipeNamePrefix() + level));
   }
+  m_pipe_index = index;
 }
 
 void XPipeSuit::decreaseIndex() {

@@ -1,10 +1,12 @@
 // A backend on a thread of its own that answers each request with what a function makes of it, in no order
-// known ahead. An answer that is shorter than its first word says, or empty, ends with a hang-up.
+// known ahead. An answer that is shorter than its first word says, or empty, ends with a hang-up, which lasts
+// until the next call.
 #ifndef SUPPORT_ANSWERING_PEER_H
 #define SUPPORT_ANSWERING_PEER_H
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,7 +27,8 @@ class AnsweringPeer {
   AnsweringPeer(const std::string& prefix, Answer answer)
       : requests_name_(prefix + "xdapi"), replies_name_(prefix + "xdapiresult"), answer_(std::move(answer)) {
     mkfifo(requests_name_.c_str(), 0600);
-    // Both ends, here and below: the client comes and goes, and neither wait is for it.
+    signal(SIGPIPE, SIG_IGN);
+    // Both ends: the client comes and goes.
     requests_ = open(requests_name_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     thread_ = std::thread(&AnsweringPeer::Run, this);
   }
@@ -45,7 +48,8 @@ class AnsweringPeer {
     char dropped[4096];
     while (read(requests_, dropped, sizeof dropped) > 0) {
     }
-    Open();
+    Open(1);
+    gone_ = false;
   }
   // Behind the last call of a session.
   void End() {
@@ -54,12 +58,14 @@ class AnsweringPeer {
   }
 
  private:
+  static constexpr int kPatience = 1000;  // milliseconds, for a client that is in the middle of a frame
+
   void Run() {
     pollfd looks[] = {{requests_, POLLIN, 0}, {wake_, POLLIN, 0}};
     while (poll(looks, 2, -1) > 0 && looks[1].revents == 0) {
       const std::lock_guard lock(mutex_);
       const std::string request = ReadFrame();
-      if (!request.empty()) Reply(answer_(request));
+      if (!request.empty() && !gone_) Reply(answer_(request));
     }
   }
   // Up to the end of the frame; empty when somebody else took it.
@@ -69,7 +75,7 @@ class AnsweringPeer {
       const ssize_t count = read(requests_, frame.data() + got, frame.size() - got);
       if (count <= 0 && got == 0) return "";
       pollfd look = {requests_, POLLIN, 0};
-      if (count <= 0 && poll(&look, 1, 1000) > 0) continue;
+      if (count <= 0 && poll(&look, 1, kPatience) > 0) continue;
       if (count <= 0) return "";
       got += static_cast<std::size_t>(count);
       if (got == sizeof(std::int32_t)) frame.resize(static_cast<std::size_t>(FirstWord(frame)));
@@ -77,10 +83,12 @@ class AnsweringPeer {
     return frame;
   }
   void Reply(const std::string& reply) {
-    Open();
+    Open(kPatience);
     for (std::size_t sent = 0; sent < reply.size() && replies_ != -1;) {
       const ssize_t count = write(replies_, reply.data() + sent, reply.size() - sent);
-      if (count <= 0) return;
+      pollfd look = {replies_, POLLOUT, 0};
+      if (count < 0 && poll(&look, 1, kPatience) > 0) continue;
+      if (count < 0) return HangUp();
       sent += static_cast<std::size_t>(count);
     }
     if (reply.size() < sizeof(std::int32_t) || FirstWord(reply) > static_cast<std::int32_t>(reply.size()))
@@ -91,17 +99,24 @@ class AnsweringPeer {
     std::memcpy(&word, bytes.data(), sizeof word);
     return word;
   }
-  void Open() {
-    if (replies_ == -1) replies_ = open(replies_name_.c_str(), O_RDWR | O_CLOEXEC);
+  // A client comes to its end behind its request. One that came later than a hang-up would wait for the next
+  // writer.
+  void Open(int tries) {
+    for (; replies_ == -1 && tries > 0; --tries) {
+      replies_ = open(replies_name_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+      if (replies_ == -1 && tries > 1) poll(nullptr, 0, 1);
+    }
   }
   void HangUp() {
     if (replies_ != -1) close(std::exchange(replies_, -1));
+    gone_ = true;
   }
 
   const std::string requests_name_, replies_name_;
   const Answer answer_;
   const int wake_ = eventfd(0, EFD_CLOEXEC);
   int requests_ = -1, replies_ = -1;
+  bool gone_ = false;
   std::mutex mutex_;
   std::thread thread_;
 };

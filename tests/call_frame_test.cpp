@@ -1,7 +1,10 @@
 #include "call_frame.h"
 
+#include <unistd.h>
+
 #include <cstring>
 
+#include "child_process.h"
 #include "dxglobals.h"
 #include "support/scripted_peer.h"
 #include "vexaxd_p.h"
@@ -108,6 +111,13 @@ TEST_F(CallFrameTest, TheReadingThreadIsStoppedWithoutAGuard) {
   SetVexaRunning(false);
   peer.Expects(200).Answers(Error{5});
   EXPECT_EQ(StopReceiveXdApiThread(), 5);
+}
+
+TEST(CallFrame, ASessionThatWasResetHasNoBackend) {
+  SetBackend(getppid());
+  ResetStaticVars();
+  EXPECT_EQ(processId, -1);
+  EXPECT_EQ(BackendExit(), -1);
 }
 
 TEST(CallFrame, AFlagGoesOutAsOneBit) {

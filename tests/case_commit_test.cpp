@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "CleXDErrorCode.h"
 #include "support/data_step.h"
 
 namespace {
@@ -126,6 +127,10 @@ TEST_F(CaseCommit, OfPendingCellsDropsThemWhateverTheCode) {
   SetVexaRunning(true);
   peer.Expects(228, Records{{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}}).Answers(Error{kRefused});
   EXPECT_EQ(CommitDataSet(), kRefused);
+  EXPECT_TRUE(dataVec.empty());
+  peer.Finish();
+  dataVec = {{"d", 1, 2, 0, 1.5, ""}};
+  EXPECT_EQ(CommitDataSet(), CleXDErrorCode::kPeerClosed) << "it did not go out";
   EXPECT_TRUE(dataVec.empty());
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <memory>
 
@@ -63,6 +64,14 @@ TEST(Message, IsEmptyIn52BytesWithoutAnAction) {
   EXPECT_EQ(ImageOf(block), Hex("34 00 00 00 ff ff ff ff 00 00 00 00") + std::string(40, '\0'));
 }
 
+TEST(Message, ATextGoesOutAsFarAsItsLengthSays) {
+  CleXDSmb block;
+  for (const int length : {2, 1, 0, -1, INT_MIN}) block.SetString("ab", length);
+  block.SetString(nullptr, 1);
+  EXPECT_EQ(Decode(ImageOf(block)), MakeImage(-1, Strings{"ab", "a", "", "", ""}));
+  EXPECT_EQ(block.TakeVoidBlock().length, 0);
+}
+
 TEST(Message, GoesOutWithEverySlot) {
   CleXDSmb block;
   block.SetCommandAction(static_cast<Action>(kFull.action));
@@ -118,8 +127,9 @@ TEST(Message, APayloadTellsWhatItConsumed) {
   StringData texts, copy;
   texts.SetValue("ab");
   int length = 0, consumed = -7;
-  char* image = texts.ConstructData(length);
-  copy = texts;  // the values alone: the image stays with its maker
+  texts.ConstructData(length);
+  char* image = texts.ConstructData(length);  // the one before is gone
+  copy = texts;                               // the values alone: the image stays with its maker
   copy.ParseData(nullptr, consumed);
   EXPECT_EQ(consumed, -7);
   copy.ParseData(image, consumed);

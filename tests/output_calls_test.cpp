@@ -284,10 +284,12 @@ TEST_F(OutputCalls, HostAndLocaleTextsAreTheCallers) {
   EXPECT_EQ(one, nullptr);
   peer.Expects(208).Answers(Strings{"C.UTF-8"});
   EXPECT_EQ(GetCLocale(&one), 0);
+  EXPECT_STREQ(one, "C.UTF-8");
   EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C.UTF-8");
   FreeString(one);
   peer.Expects(210).Answers(Strings{"app", "1.2"});
   EXPECT_EQ(GetHostAppNameAndVersion(&one, &two), 0);
+  EXPECT_STREQ(one, "app");
   EXPECT_STREQ(two, "1.2");
   FreeString(one);
   FreeString(two);
@@ -295,6 +297,7 @@ TEST_F(OutputCalls, HostAndLocaleTextsAreTheCallers) {
   EXPECT_EQ(GetHostAppCopyright(&one), kRefused);
   peer.Expects(213).Answers(Strings{"(c)"});
   EXPECT_EQ(GetHostAppCopyright(&one), 0);
+  EXPECT_STREQ(one, "(c)");
   FreeString(one);
 }
 

@@ -47,13 +47,7 @@ std::int32_t TransportDataThread::Run() {
   return code;
 }
 
-int CreateSocket(int* socket) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
-  const int code = Call(Action::CreateSocket, Out(socket));
-  ReleaseBuffer();
-  return code;
-}
+int CreateSocket(int* socket) { return GuardedCall(Action::CreateSocket, Out(socket)); }
 
 int AcceptSocket() { return GuardedCall(Action::AcceptSocket); }
 

@@ -29,11 +29,6 @@
 
 using Action = CleXDSmb::CommandAction;
 
-// Mark the critical stretch of some calls, where a lock would go; there is none, as one thread at a time
-// calls.
-inline void AcquireBuffer() {}
-inline void ReleaseBuffer() {}
-
 // The two pipes of the current nesting level, found on the first call; makes the fifo that this side reads.
 // The code of making it, or 0.
 int GetXDApiPipes(VexaPipe** apiPipe, VexaPipe** resultPipe);

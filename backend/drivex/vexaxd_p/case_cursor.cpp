@@ -191,13 +191,7 @@ int ResetDataPass() {
 
 int GetCursorPosition(int* position) { return GuardedCall(Action::GetCursorPosition, Out(position)); }
 
-int HasCursor(int* hasCursor) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
-  const int code = Call(Action::HasCursor, Out(hasCursor));
-  ReleaseBuffer();
-  return code;
-}
+int HasCursor(int* hasCursor) { return GuardedCall(Action::HasCursor, Out(hasCursor)); }
 
 int IsEndSplit(int* isEnd) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;

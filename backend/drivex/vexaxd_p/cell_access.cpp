@@ -121,14 +121,13 @@ void FetchDatastep(const char* name, long row, int, int* errCode) {
               AddArgument(request, row);
               auto batch = std::make_unique<DatastepSmb>();
               Exchange(Action::FetchDatastep, request, *batch);
-              int cleared = 0;
-              batch->SetrowInfo(batch->LongAt(0), cleared);
-              batch->SetvarCount(batch->LongAt(1), cleared);
+              batch->SetrowInfo(batch->LongAt(0));
+              batch->SetvarCount(batch->LongAt(1));
               char* const fetched = NewText(std::string(OrEmpty(name)));
               DropBatch();
               DSNameBatch = fetched;
               DatastepBatch = batch.release();
-              return cleared;
+              return 0;
             }));
 }
 

@@ -65,9 +65,7 @@ int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
 
 int StartDataStep() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
   const int code = Call(Action::StartDataStep);
-  ReleaseBuffer();
   if (code == 0) isProcedure = true;
   return code;
 }
@@ -76,7 +74,6 @@ int EndDataStep() {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
   FlushPendingWrites();
   const int code = Call(Action::EndDataStep);
-  ReleaseBuffer();
   DropBatch();
   if (code != 0) return code;
   isProcedure = false;

@@ -13,16 +13,6 @@ auto Cell(std::vector<Payload>& lists, std::uint32_t cell) -> decltype(&lists[0]
 
 }  // namespace
 
-void DatastepSmb::SetvarCount(int count, int& errCode) {
-  varCount = count;
-  errCode = 0;
-}
-
-void DatastepSmb::SetrowInfo(long row, int& errCode) {
-  firstRow = row;
-  errCode = 0;
-}
-
 // Computed in 64 bits and cut.
 std::uint32_t DatastepSmb::CellIndex(long row, int column) const {
   const auto rows = static_cast<std::uint64_t>(row) - static_cast<std::uint64_t>(firstRow);

@@ -14,9 +14,8 @@
 
 class DatastepSmb : public Reply {
  public:
-  // Kept: both clear the caller's code.
-  void SetvarCount(int count, int& errCode);
-  void SetrowInfo(long row, int& errCode);
+  void SetvarCount(int count) { varCount = count; }
+  void SetrowInfo(long row) { firstRow = row; }
 
   double GetNCellValue(const char* name, long row, int column, int& missing, int& errCode);
   // A terminated copy from new[], or null.

@@ -206,12 +206,7 @@ Answer AskWhetherReady() {
 
 }  // namespace
 
-bool IsBackendReady() {
-  AcquireBuffer();
-  const bool ready = AskWhetherReady().yes;
-  ReleaseBuffer();
-  return ready;
-}
+bool IsBackendReady() { return AskWhetherReady().yes; }
 
 bool IsXDriven() {
   isxdriven = false;
@@ -219,9 +214,7 @@ bool IsXDriven() {
     isxdriven = true;  // a backend that is not there counts as X driving
     return true;
   }
-  AcquireBuffer();
   isxdriven = Ask(Action::IsXDriven).yes;
-  ReleaseBuffer();
   return isxdriven;
 }
 
@@ -285,7 +278,6 @@ int StartVexa(const char* commandLine) {
   const Answer ready = AskWhetherReady();
   if (ready.yes) return 0;
   if (ready.code == CleXDErrorCode::kInterrupted) return ready.code;  // there is one, and it is busy
-  AcquireBuffer();
   KillBackend();  // one that lives and is not ready any more would share the fifos
   const int code = CodeOf([=] { return BringUp(ReadOptions(commandLine)); });
   if (code == CleXDErrorCode::kTooLarge) {  // wherever it was
@@ -293,7 +285,6 @@ int StartVexa(const char* commandLine) {
     SetRunning(false);
   }
   if (code != 0 && code != CleXDErrorCode::kRunUnderWay) RemoveFifos();
-  ReleaseBuffer();
   return code;
 }
 
@@ -331,9 +322,7 @@ bool BackendHasDied(Driven driven) {
 }
 
 void EndSession(bool asked) {
-  AcquireBuffer();
   if (asked) asked = !NotReached(Call(Action::StopVexa));
-  ReleaseBuffer();
   // Of a backend that does not answer the first level: a deeper one is still a block's.
   if (XPipes* const pipes = asked ? myPipeSuit->getXPipes() : myPipeSuit->getXPipes(0)) {
     pipes->GetXDAPIResultPipe()->DisconnectPipe();

@@ -71,28 +71,22 @@ int GetCLocale(char** locale) {
 
 int GetHostAppNameAndVersion(char** appName, char** appVersion) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
-  const int code = DeliveringCall(Action::GetHostAppNameAndVersion, [=](ApiCall& call) {
+  return DeliveringCall(Action::GetHostAppNameAndVersion, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 2);
     std::unique_ptr<char[]> name(NewText(sData[0]));
     *appVersion = NewText(sData[1]);
     *appName = name.release();
   });
-  ReleaseBuffer();
-  return code;
 }
 
 int GetHostAppCopyright(char** copyright) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
-  const int code = DeliveringCall(Action::GetHostAppCopyright, [=](ApiCall& call) {
+  return DeliveringCall(Action::GetHostAppCopyright, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 1);
     *copyright = NewText(sData[0]);
   });
-  ReleaseBuffer();
-  return code;
 }
 
 int SetHostAppNameAndVersion(const char* appName, const char* appVersion) {
@@ -104,23 +98,11 @@ int SetHostAppCopyright(const char* copyright) { return GuardedCall(Action::SetH
 int GetQuillonServerMode() {
   constexpr int kUnknown = -1;
   if (!isVexaRunning) return kUnknown;
-  AcquireBuffer();
-  const int mode = LongCall(Action::GetQuillonServerMode, kUnknown, nullptr);
-  ReleaseBuffer();
-  return mode;
+  return LongCall(Action::GetQuillonServerMode, kUnknown, nullptr);
 }
 
-void SetQuillonServerMode(int mode) {
-  AcquireBuffer();
-  GuardedCall(Action::SetQuillonServerMode, mode);
-  ReleaseBuffer();
-}
+void SetQuillonServerMode(int mode) { GuardedCall(Action::SetQuillonServerMode, mode); }
 
 bool IsDistributedMode() { return isVexaRunning && LongCall(Action::IsDistributedMode, 0, nullptr) != 0; }
 
-int IsUseOrFilter(int* useFilter) {
-  AcquireBuffer();
-  const int code = GuardedCall(Action::IsUseOrFilter, Out(useFilter));
-  ReleaseBuffer();
-  return code;
-}
+int IsUseOrFilter(int* useFilter) { return GuardedCall(Action::IsUseOrFilter, Out(useFilter)); }

@@ -44,7 +44,6 @@ std::int32_t activeDatasetIndex = -1;
 std::vector<dataSet> dataVec;
 DatastepSmb* DatastepBatch = nullptr;
 char* DSNameBatch = nullptr;
-PlugInCriticalSection csBuffer;
 
 namespace {
 

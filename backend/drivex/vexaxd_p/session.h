@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "PlugInCriticalSection.h"
 #include "payloads.h"
 
 class CmdReceiveThread;
@@ -86,8 +85,6 @@ extern std::vector<dataSet> dataVec;
 // ClearDatastepBatch (the batch alone) and DropBatch.
 extern DatastepSmb* DatastepBatch;
 extern char* DSNameBatch;
-// Where a lock of the session would be; nothing takes it.
-extern PlugInCriticalSection csBuffer;
 
 #pragma GCC visibility pop
 

@@ -11,12 +11,7 @@
 namespace {
 
 // Exactly `length` bytes go out, zeros included.
-int SendText(Action action, const char* text, int length) {
-  AcquireBuffer();
-  const int code = GuardedCall(action, Bytes(text, length));
-  ReleaseBuffer();
-  return code;
-}
+int SendText(Action action, const char* text, int length) { return GuardedCall(action, Bytes(text, length)); }
 
 void WriteRecord(const char* text) {
   std::fputs(text, outputFile);
@@ -64,12 +59,7 @@ int HasProcedure() {
   return longs[0];
 }
 
-int GetNestDepth(int* depth) {
-  AcquireBuffer();
-  const int code = GuardedCall(Action::GetNestDepth, Out(depth));
-  ReleaseBuffer();
-  return code;
-}
+int GetNestDepth(int* depth) { return GuardedCall(Action::GetNestDepth, Out(depth)); }
 
 const char* TransCode(const char* source, int* errCode) {
   return TextCall(Action::TransCode, "", errCode, source);
@@ -81,36 +71,27 @@ void SetOutputLanguage(const char* language, int* errCode) {
   StoreCode(errCode, Call(Action::SetOutputLanguage, language));
 }
 
-int SetXDriveMode(int mode) {
-  AcquireBuffer();
-  const int code = GuardedCall(Action::SetXDriveMode, mode);
-  ReleaseBuffer();
-  return code;
-}
+int SetXDriveMode(int mode) { return GuardedCall(Action::SetXDriveMode, mode); }
 
 int GetXDriveMode(int* mode, int* second) {
   if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  AcquireBuffer();
   ApiCall call(Action::GetXDriveMode);
   if (call.code() == 0) {
     const int size = call.reply().GetLongDataRef().Size();
     VEXA_ASSERT(size > 1);
     call.TakeResults(Out(mode), Out(second));
   }
-  ReleaseBuffer();
   return call.code();
 }
 
 int SetMode(int mode) { return Call(Action::SetMode, mode); }
 
 int IsUTF8mode() {
-  AcquireBuffer();
   ApiCall call(Action::IsUTF8mode);
   if (call.code() == 0) {
     const int size = call.reply().GetLongDataRef().Size();
     VEXA_ASSERT(size > 0);
   }
-  ReleaseBuffer();
   return call.code() == 0 ? call.Long(0) : 0;
 }
 

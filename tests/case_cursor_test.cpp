@@ -172,7 +172,7 @@ TEST_F(CursorTest, AFetchThatCannotBeSentWaitsForNoReply) {
 TEST_F(CursorTest, APeerThatDiesInAFetchIsToldAndTheBlockIsGone) {
   MakeNumericCursor();
   ExpectsFetch().HangsUp();
-  EXPECT_EQ(NextCase(), 99103);
+  EXPECT_EQ(NextCase(), CleXDErrorCode::kPeerClosed);
   EXPECT_EQ(NumberCode(), 10);
 }
 

@@ -10,7 +10,7 @@
 namespace {
 
 const Strings d{"d"};
-constexpr int kRowTooLarge = 97;
+constexpr int kRowTooLarge = CleXDErrorCode::kRowOutOfRange;
 
 class CellAccess : public DataStepTest {
  protected:

@@ -1,13 +1,10 @@
 #include <cstring>
 
 #include "session.h"
-#include "support/scripted_peer.h"
+#include "support/calls.h"
 #include "vexaxd_p.h"
 
 namespace {
-
-constexpr int kDown = 17;
-constexpr int kRefused = 77;  // a code of the peer's own
 
 class DictionaryTest : public ClientTest {};
 

@@ -5,10 +5,11 @@
 #include <functional>
 #include <vector>
 
+#include "CleXDErrorCode.h"
 #include "support/scripted_peer.h"
 #include "vexaxd_p.h"
 
-constexpr int kDown = 17;
+constexpr int kDown = CleXDErrorCode::kBackendNotRunning;
 constexpr int kRefused = 77;  // a code of the peer's own
 
 struct StatusCall {

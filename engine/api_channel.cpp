@@ -5,14 +5,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <new>
+#include <thread>
 
 #include "CleXDErrorCode.h"
 #include "engine_code.h"
-#include "msleep.h"
 
 namespace {
-constexpr unsigned kOpenPause = 5;  // milliseconds between two tries to open the replies
+constexpr std::chrono::milliseconds kOpenPause(5);  // between two tries to open the replies
 }
 
 // Without blocking: the other side opens this fifo with its first request, and may never come to one.
@@ -29,7 +30,7 @@ bool ApiChannel::OpenReplies() {
   while (replies->OpenPipeToUnBlockWrite() != 0) {
     const bool gone = peer_came && pipes.GetXDAPIPipe()->PeerHungUp();
     if (gone || access(replies->GetPipeName().c_str(), F_OK) != 0) return false;
-    msleep(kOpenPause);
+    std::this_thread::sleep_for(kOpenPause);
   }
   return replies->MakeBlocking() == 0;
 }

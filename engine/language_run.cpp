@@ -20,7 +20,6 @@
 #include "drivex.h"
 #include "dxglobals.h"
 #include "java_block.h"
-#include "msleep.h"
 #include "serving.h"
 #include "xpipemanager.h"
 
@@ -29,7 +28,7 @@ namespace {
 constexpr int kOnThisMachine = 1;
 constexpr const char* kR = "R";
 constexpr std::chrono::seconds kEndTime{1};
-constexpr unsigned int kEndPause = 10;  // milliseconds
+constexpr std::chrono::milliseconds kEndPause(10);
 // What a run that nobody waits for any more may take to notice that: three within each other have ended
 // within a second.
 constexpr std::chrono::milliseconds kAbandonedGrace{200};
@@ -196,7 +195,7 @@ void AwaitEnd(OutpStatisticsX& runtime, int code) {
                           code == CleXDErrorCode::kProcessNotAlive;
   const auto end = std::chrono::steady_clock::now() + kEndTime;
   while (pipes_gone && std::chrono::steady_clock::now() < end && runtime.isXProcessActive())
-    msleep(kEndPause);
+    std::this_thread::sleep_for(kEndPause);
 }
 
 // R reads lines where it prompts for them, and so none while it runs one: it would wait for the end of the

@@ -79,6 +79,13 @@ static void WatchStarter(void) {
   pthread_sigmask(SIG_SETMASK, &before, NULL);
 }
 
+// An interrupt of R's ends a call that waits, as an error of that call.
+static void LookForInterrupt(void* unused) {
+  (void)unused;
+  R_CheckUserInterrupt();
+}
+static int WasInterrupted(void* unused) { return R_ToplevelExec(LookForInterrupt, unused) ? 0 : 1; }
+
 static const char* TextOf(SEXP text) {
   if (!Rf_isString(text) || Rf_length(text) != 1) Rf_error("initRProcess takes four texts");
   return CHAR(STRING_ELT(text, 0));
@@ -91,6 +98,7 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
   signal(SIGPIPE, SIG_IGN);             // a backend that is gone shows as a failed call
   interrupt = signal(SIGINT, SIG_IGN);  // meant for the program that drives the backend
   InitXProcess(application, TextOf(path), TextOf(id), TextOf(language), "");
+  VexaSetInterruptCheck(WasInterrupted, NULL);
   r_thread = pthread_self();
   r_process = getpid();
   atexit(RemoveFifos);

@@ -1,7 +1,6 @@
 #include "xpipemanager.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "vexa_assert.h"
 
@@ -42,8 +41,7 @@ void XPipeSuit::increaseIndex() {
   const int index = m_pipe_index + 1;
   pipes.reserve(static_cast<std::size_t>(index) + 1);  // a level that goes takes its fifos along
   while (static_cast<int>(pipes.size()) < index + 1) {
-    char level[5];  // four digits: deeper levels would share a name
-    std::snprintf(level, sizeof level, "%d", index);
+    const std::string level = std::to_string(index).substr(0, 4);  // deeper levels would share a name
     pipes.push_back(std::make_unique<XPipes>(getPipeNamePrefix() + level));
   }
   m_pipe_index = index;

@@ -120,9 +120,7 @@ int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
 int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe) {
   VexaPipe* apiPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
-  while (myPipeSuit->getIndex() > 0) {
-    XPipes* const owed = LevelOwed(*myPipeSuit);
-    if (owed == nullptr) break;
+  while (XPipes* const owed = LevelOwed(*myPipeSuit)) {
     const int code = SettleDebts(*owed->GetXDAPIPipe(), *owed->GetXDAPIResultPipe());
     if (code != 0) return code;
     GetXDApiPipes(&apiPipe, &resultPipe);

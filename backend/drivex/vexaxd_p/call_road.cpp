@@ -25,6 +25,7 @@ std::atomic<InterruptCheck> interrupt_check = nullptr;
 std::atomic<void*> interrupt_context = nullptr;
 std::atomic<pthread_t> interrupt_thread = {};
 thread_local bool not_interrupted = false;
+std::atomic<bool> ever_owed = false;  // by any call of this process: spares the look otherwise
 
 bool HasCheck() {
   return interrupt_check.load(std::memory_order_relaxed) != nullptr &&
@@ -114,6 +115,7 @@ void OweReply(VexaPipe& replies, const FrameProgress& progress) {
   debt.progress = progress;
   debt.owner = pthread_self();
   debt.owed = true;
+  ever_owed = true;
 }
 
 int SettleDebts(VexaPipe& requests, VexaPipe& replies, const Patience& patience) {
@@ -143,6 +145,7 @@ int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience) 
     int length = 0;
     const char* const image = request.GetSendBuf(length);
     requests.Debt().owner = pthread_self();
+    ever_owed = true;
     requests.Debt().unsent.assign(image + sent, static_cast<std::size_t>(length) - sent);
     return code;
   }
@@ -151,6 +154,8 @@ int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience) 
 }
 
 XPipes* LevelOwed(XPipeSuit& suit) {
+  if (!ever_owed.load(std::memory_order_relaxed)) [[likely]]
+    return nullptr;
   for (int level = 0; XPipes* const pipes = suit.getXPipes(level); ++level) {
     if (pipes->GetXDAPIPipe()->Debt().IsMine() || pipes->GetXDAPIResultPipe()->Debt().IsMine()) return pipes;
   }

@@ -47,12 +47,13 @@ class VEXA_API FrameReader {
   // As ReceiveData; a frame that did not come whole gives the code of the transport.
   int Receive(VexaPipe* pipe, CleXDSmb& block, const Patience& patience = {});
   // Whether there are bytes here, ahead of those that poll knows of.
-  bool Pending() const { return used < ahead.size(); }
+  bool Pending() const { return used < filled; }
 
  private:
   int Fill(VexaPipe* pipe, bool within_frame, const Patience& patience);
 
-  std::string ahead;
+  char ahead[XPipes::PIPE_BUF_SIZE];
+  std::size_t filled = 0;
   std::size_t used = 0;
 };
 

@@ -182,7 +182,7 @@ int OutpStatisticsX::InitialiseR() {
   std::string said;
   heard = &said;
   const int code_of_start = Tell("initRProcess('" + getBackendProcessName() + "', '" + path + "', '" + pid +
-                               "', '" + options->XName() + "')\n");
+                                 "', '" + options->XName() + "')\n");
   heard = nullptr;
   session_directory = Behind("session directory: ", said);
   return code_of_start;

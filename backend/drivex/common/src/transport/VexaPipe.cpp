@@ -240,12 +240,12 @@ int VexaPipe::OpenToRead(const Patience& patience) {
 // A wake-up that ends the reads ends this wait as well.
 int VexaPipe::AwaitReadable(const Patience& patience) const {
   if (reads_end == nullptr) return AwaitEvents(pipeFd, POLLIN, patience);
-  Patience ended = patience;
+  Patience ended;
   ended.descriptor = reads_end->Descriptor();
   ended.look = reads_end->LookMilliseconds();
-  ended.ask = [wake = reads_end, ask = patience.ask] {
+  ended.ask = [wake = reads_end, &patience] {
     if (wake->Signalled()) return CleXDErrorCode::kPipeFailed;
-    return ask ? ask() : 0;
+    return patience.ask ? patience.ask() : 0;
   };
   return AwaitEvents(pipeFd, POLLIN, ended);
 }

@@ -62,12 +62,8 @@ int ReceiveDataWhile(VexaPipe* pipe, CleXDSmb& block, const std::function<bool()
 }
 
 int FrameReader::Fill(VexaPipe* pipe, bool within_frame, const Patience& patience) {
-  ahead.resize(XPipes::PIPE_BUF_SIZE);
-  used = 0;
-  unsigned long count = 0;
-  const int code = pipe->Receive(ahead.data(), ahead.size(), count, within_frame, patience);
-  ahead.resize(code == 0 ? count : 0);
-  return code;
+  filled = used = 0;
+  return pipe->Receive(ahead, sizeof ahead, filled, within_frame, patience);
 }
 
 // Once the length is known, no read asks for more than the rest of the frame.
@@ -84,8 +80,8 @@ int FrameReader::Receive(VexaPipe* pipe, CleXDSmb& block, const Patience& patien
                                   } else if (!Pending()) {
                                     return pipe->Receive(to, room, got, within_frame, patience);
                                   }
-                                  got = std::min(room, ahead.size() - used);
-                                  std::memcpy(to, ahead.data() + used, got);
+                                  got = std::min(room, filled - used);
+                                  std::memcpy(to, ahead + used, got);
                                   used += got;
                                   given += got;
                                   return 0;

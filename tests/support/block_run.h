@@ -6,30 +6,22 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <iterator>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <utility>
 
+#include "support/processes.h"
 #include "support/sandbox.h"
 #include "vexaxd_p.h"
 
 constexpr const char* kAirQuality = VEXA_SOURCE_DIR "/examples/data/airquality.csv";
 
-// Whether that came true within ten seconds.
-inline bool Comes(const std::function<bool()>& what) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!what()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
+// The wait of this file's tests by its other name.
+inline bool Comes(const std::function<bool()>& what) { return Await(what); }
 
 // Dead with all its threads, reaped or not.
 inline bool HasEnded(pid_t process) {

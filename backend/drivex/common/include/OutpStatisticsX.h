@@ -94,6 +94,7 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
                     const ChildStreams* streams = nullptr);
   bool ProcessAlive();
   bool MayAnswer();
+  bool StaysActive();
   bool Forked() const;
   void ForgetProcessOfParent();
   void EndProcess();

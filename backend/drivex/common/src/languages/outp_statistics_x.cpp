@@ -201,13 +201,22 @@ int OutpStatisticsX::ExecuteBlock(const char* lines) {
   DxTraceError("x_execute_x SendData syntaxPipe", code);
   if (code != 0) {
     CloseRun();
-    const bool run_failed = code == CleXDErrorCode::kProcessNotAlive && isXProcessActive();
+    const bool run_failed = code == CleXDErrorCode::kProcessNotAlive && StaysActive();
     return run_failed ? CleXDErrorCode::kPeerClosed : code;
   }
   CleXDSmb answer;
   code = ReceiveAnswer(answer);
   DxTraceError("x_execute_x ReceiveData syntaxResultPipe", code);
   return code;
+}
+
+// A process that dies closes its ends a moment before it can be seen to have died.
+bool OutpStatisticsX::StaysActive() {
+  constexpr int kMomentMilliseconds = 200;
+  constexpr int kBetweenLooks = 5;
+  for (int waited = 0; waited < kMomentMilliseconds && isXProcessActive(); waited += kBetweenLooks)
+    Pause(kBetweenLooks);
+  return isXProcessActive();
 }
 
 // The code is the one that the answer carries. A language that goes ahead of its first answer gives 99107,

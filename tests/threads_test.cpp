@@ -16,8 +16,8 @@
 #include "wake_up.h"
 
 namespace {
-bool fails = false;
-int destroyed = 0;
+std::atomic<bool> fails = false;
+std::atomic<int> destroyed = 0;
 }  // namespace
 
 // In place of the system's: the one that is to fail, and its counterpart.

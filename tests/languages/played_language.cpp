@@ -36,6 +36,7 @@ std::string Read(const std::string& file) {
   content << std::ifstream(Variable("NOTES") + "/" + file).rdbuf();
   return content.str();
 }
+const std::size_t traced_ahead = Read("trace").size();
 [[noreturn]] void Die() {
   raise(SIGKILL);
   std::abort();
@@ -99,10 +100,10 @@ int PlayJava(char** arguments) {
   _exit(0);
 }
 
-// Once the command's own answer has come, as the trace of the library tells.
+// Once the command's own answer has come, as the library traces after what it traced of earlier languages.
 [[noreturn]] void DieBehindTheCommand() {
-  while (Read("trace").find("setup_x_run cmdDispatcher sendCmd error code : 0.") == std::string::npos)
-    Pause(1);
+  const std::string answered = "setup_x_run cmdDispatcher sendCmd error code : 0.";
+  while (Read("trace").find(answered, traced_ahead) == std::string::npos) Pause(1);
   Die();
 }
 

@@ -153,7 +153,7 @@ int OutpStatisticsX::setup_x_run() {
   CleXDSmb listens;
   code = ReceiveAnswer(listens);
   if (code != CleXDErrorCode::kPeerClosed) return code;
-  if (!isXProcessActive()) return first ? CleXDErrorCode::kProcessNotAlive : code;
+  if (!StaysActive()) return first ? CleXDErrorCode::kProcessNotAlive : code;
   SendCommand(DXCmdDispatcher::kExitDxRun);  // the run has failed, and left its level open
   return code;
 }

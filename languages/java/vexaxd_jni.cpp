@@ -29,9 +29,16 @@ bool opened = false;  // calls go through
 void Throw(JNIEnv* env, const char* function, int code) {
   const jclass type = env->FindClass("com/kor/statistics/plugin/VexaException");
   const jmethodID make =
-      type != nullptr ? env->GetMethodID(type, "<init>", "(Ljava/lang/String;I)V") : nullptr;
+      type != nullptr ? env->GetMethodID(type, "<init>", "(Ljava/lang/String;I[B)V") : nullptr;
+  const std::string told = code != CleXDErrorCode::kBackendNotRunning
+                               ? VexaLastError()
+                               : std::string(function) + ": the run is over (" + std::to_string(code) + ")";
   const jstring name = make != nullptr ? env->NewStringUTF(function) : nullptr;
-  const jobject failure = name != nullptr ? env->NewObject(type, make, name, code) : nullptr;
+  const jsize length = static_cast<jsize>(told.size());
+  const jbyteArray words = name != nullptr ? env->NewByteArray(length) : nullptr;
+  if (words != nullptr)
+    env->SetByteArrayRegion(words, 0, length, reinterpret_cast<const jbyte*>(told.data()));
+  const jobject failure = words != nullptr ? env->NewObject(type, make, name, code, words) : nullptr;
   if (failure != nullptr) env->Throw(static_cast<jthrowable>(failure));
 }
 

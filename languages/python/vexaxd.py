@@ -53,6 +53,7 @@ void StopVexa
 void VexaSetInterruptCheck check* check, @void* context
 code SetVexaRunning bool running
 code StopReceiveXdApiThread
+text VexaLastError
 void InitXProcess text? appName, text? tempPath, text? pid, text? xname, text? fifth=None
 # Syntax and output streams
 code Submit bytes command, length
@@ -341,15 +342,17 @@ _SHORTHANDS = {
 
 
 class Error(Exception):
-    """A function of the library gave a code: `function`, `code` and what the code means, `text`."""
+    """A function of the library gave a code: `function`, `code`, and in `text` what failed and why, as far as that is
+    known: the words of VexaLastError, with the backend's or the language's own behind them."""
 
-    def __init__(self, function, code):
+    def __init__(self, function, code, text=None):
         self.function, self.code = function, code
-        self.text = _CODES.get(code, "a code of the backend's own")
-        super().__init__(function, code)
+        told = _str(library.VexaLastError()) if text is None else text
+        self.text = told if f"({code})" in told else f"{function} failed with code {code}"
+        super().__init__(function, code, self.text)
 
     def __str__(self):
-        return f"{self.function} failed with code {self.code}: {self.text}"
+        return self.text
 
 
 class EndOfData(Error):
@@ -364,26 +367,6 @@ class BackendGone(Error):
     """The backend ended, or its fifos failed (99103, 99104, 99107)."""
 
 
-_CODES = {
-    10: "an index out of range, or no case in hand",
-    17: "the backend is not running, or there is no bin/StartXD",
-    23: "the data ended",
-    24: "a number asked of a string variable, or the other way round",
-    56: "a number asked of a string, or a text written where there is no room",
-    57: "a text asked of a number, or a number written to a string",
-    67: "a split of the data ended",
-    87: "the dataset is not in the data step",
-    89: "no data step is open",
-    93: "the active dataset has no name",
-    97: "the row is out of range",
-    99103: "the backend closed its end: it is gone",
-    99104: "a fifo failed",
-    99106: "an endpoint without a name",
-    99107: "the process just started has ended",
-    99124: "the wait was given up",
-    99125: "a block of an earlier session is still running in this process",
-    99126: "a message over 2 GiB, or larger than memory",
-}
 _CLASSES = {17: NotRunning, 23: EndOfData, 67: EndOfData, **dict.fromkeys((99103, 99104, 99107), BackendGone)}
 
 

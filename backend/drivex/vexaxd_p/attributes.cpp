@@ -7,7 +7,7 @@
 
 namespace {
 
-void ResponseSetCall(Action action, const char* setName, char** setText1, int* setValue1, char** setText2,
+void ResponseSetCall(Asked asked, const char* setName, char** setText1, int* setValue1, char** setText2,
                      int* setValue2, void** members, int* errCode) {
   const auto deliver = [=](ApiCall& call) {
     std::unique_ptr<char[]> text1(NewText(call.Text(0)));
@@ -17,7 +17,7 @@ void ResponseSetCall(Action action, const char* setName, char** setText1, int* s
     *setText2 = text2.release();
     call.TakeResults(Out(setValue1), Out(setValue2));
   };
-  StoreCode(errCode, DeliveringCall(action, deliver, setName));
+  StoreCode(errCode, DeliveringCall(asked, deliver, setName));
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ int SetVarAttributes(const char* attrText1, const char* attrText2, const char* a
 int FreeAttributeNames(char** names, int count) { return FreeAttributes(names, count); }
 
 int FreeAttributes(char** values, int count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   FreeTexts(values, count);
   return 0;
 }

@@ -52,10 +52,10 @@ int CreateSocket(int* socket) { return GuardedCall(Action::CreateSocket, Out(soc
 int AcceptSocket() { return GuardedCall(Action::AcceptSocket); }
 
 int TransportData(const char* socket, const char* variables, bool getData) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return CodeOf([&] {
     auto transport = std::make_unique<TransportDataThread>(socket, variables, OneBit(getData));
-    if (!transport->Start(0)) return CleXDErrorCode::kThreadNotStarted;
+    if (!transport->Start(0)) return Failed(CleXDErrorCode::kThreadNotStarted);
     KeepUntilEnded(std::move(transport));
     return 0;
   });

@@ -12,6 +12,7 @@
 #include "call_road.h"
 #include "dxglobals.h"
 #include "language_creation.h"
+#include "reasons.h"
 #include "text.h"
 #include "vexa_assert.h"
 #include "xpipemanager.h"
@@ -118,6 +119,7 @@ int ReceiveXDApiResult(CleXDSmb& reply, VexaPipe* xdApiResultPipe) {
 }
 
 int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe) {
+  BeginCall();
   VexaPipe* apiPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
   while (XPipes* const owed = LevelOwed(*myPipeSuit)) {
@@ -129,6 +131,14 @@ int SendRequest(CleXDSmb& request, VexaPipe*& resultPipe) {
   return code != 0 ? code : SendXDApi(request, apiPipe);
 }
 
+// What a language in this process met is nearer to the cause than the backend's word on it.
+void NoteWordsOf(CleXDSmb& reply, int code) {
+  StringData& texts = reply.GetStringDataRef();
+  if (texts.Size() == 0 || texts[0].empty()) return;
+  const std::string met_here = TakeReason(code);
+  NoteReason(code, met_here.empty() ? texts[0] : met_here);
+}
+
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
   request.SetCommandAction(action);
   VexaPipe* resultPipe = nullptr;
@@ -137,8 +147,10 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
   // reply.
   if (sent != 0 && sent != CleXDErrorCode::kPipeFailed && sent != CleXDErrorCode::kProcessNotAlive)
     return sent;
-  const int code = ReceiveXDApiResult(reply, resultPipe);
-  return code != 0 ? code : reply.GetErrorCode();
+  int code = ReceiveXDApiResult(reply, resultPipe);
+  if (code == 0) code = reply.GetErrorCode();
+  if (code != 0) NoteWordsOf(reply, code);
+  return code;
 }
 
 bool OneBit(const bool& flag) {

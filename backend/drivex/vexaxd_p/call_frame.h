@@ -22,12 +22,21 @@
 #include "CleXDErrorCode.h"
 #include "CleXDSmb.h"
 #include "VexaPipe.h"
+#include "last_error.h"
 #include "reply.h"
 #include "result_texts.h"
 #include "session.h"
 #include "string_list.h"
 
 using Action = CleXDSmb::CommandAction;
+
+// A request's number, and the function of the interface that asks, whose failure it may be.
+struct Asked {
+  Asked(Action action_, const char* function_ = __builtin_FUNCTION())  // NOLINT: an action stands for both
+      : action(action_), function(function_) {}
+  Action action;
+  const char* function;
+};
 
 // The two pipes of the current nesting level, found on the first call; makes the fifo that this side reads.
 // The code of making it, or 0.
@@ -49,7 +58,9 @@ void IntializePipeInfo();
 std::string ProcessIdText();
 
 // Sends the request and receives the reply. The read is tried whether the pipe took the request or not, and
-// its code counts; a request that could not be built or was given up gives its own.
+// its code counts; a request that could not be built or was given up gives its own. What the backend says to
+// its code is noted as the reason.
+void NoteWordsOf(CleXDSmb& reply, int code);
 int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply);
 
 // The question or its answer did not come through. A loop of questions ends with it.
@@ -70,14 +81,16 @@ inline bool FitsWire(long row) {
 // The code of whatever is being thrown: as a rule memory has run out.
 int CodeOfException();
 
-// Runs it, and returns its code.
+// Runs it, and returns its code, noted as the failure of that function unless it is 0.
 template <class Work>
-int CodeOf(Work work) noexcept {
+int CodeOf(Work work, const char* function = __builtin_FUNCTION()) noexcept {
+  int code;
   try {
-    return work();
+    code = work();
   } catch (...) {
-    return CodeOfException();
+    code = CodeOfException();
   }
+  return Failed(code, function);
 }
 
 // --- What may cross the wire ---
@@ -155,11 +168,13 @@ class ApiCall {
  public:
   // Does the whole exchange.
   template <class... Arguments>
-  explicit ApiCall(Action action, Arguments... arguments) {
-    status = CodeOf([&] {
-      (AddArgument(request, arguments), ...);
-      return Exchange(action, request, reply_block);
-    });
+  explicit ApiCall(Asked asked, Arguments... arguments) {
+    status = CodeOf(
+        [&] {
+          (AddArgument(request, arguments), ...);
+          return Exchange(asked.action, request, reply_block);
+        },
+        asked.function);
   }
 
   int code() const { return status; }
@@ -202,49 +217,49 @@ inline void StoreCode(int* errCode, int code) {
 
 // Returns the status, with no look at whether a backend runs.
 template <class... Arguments>
-int Call(Action action, Arguments... arguments) {
-  ApiCall call(action, arguments...);
+int Call(Asked asked, Arguments... arguments) {
+  ApiCall call(asked, arguments...);
   if (call.code() == 0) call.TakeResults(arguments...);
   return call.code();
 }
 
 // Refuses with 17 and sends nothing while no backend runs.
 template <class... Arguments>
-int GuardedCall(Action action, Arguments... arguments) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  return Call(action, arguments...);
+int GuardedCall(Asked asked, Arguments... arguments) {
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning, asked.function);
+  return Call(asked, arguments...);
 }
 
 // Returns the first long, stores the status. `failure` is the value on failure.
 template <class... Arguments>
-int LongCall(Action action, int failure, int* errCode, Arguments... arguments) {
-  ApiCall call(action, arguments...);
+int LongCall(Asked asked, int failure, int* errCode, Arguments... arguments) {
+  ApiCall call(asked, arguments...);
   StoreCode(errCode, call.code());
   return call.code() == 0 ? call.Long(0) : failure;
 }
 
 // Does the exchange and then `deliver` with it, where that went well. The code of both.
 template <class Deliver, class... Arguments>
-int DeliveringCall(Action action, Deliver deliver, Arguments... arguments) {
-  ApiCall call(action, arguments...);
-  return call.code() != 0 ? call.code() : CodeOf([&] { return deliver(call), 0; });
+int DeliveringCall(Asked asked, Deliver deliver, Arguments... arguments) {
+  ApiCall call(asked, arguments...);
+  return call.code() != 0 ? call.code() : CodeOf([&] { return deliver(call), 0; }, asked.function);
 }
 
 // Returns the first text through stringResult, stores the status. `failure` is the text on failure.
 template <class... Arguments>
-const char* TextCall(Action action, const char* failure, int* errCode, Arguments... arguments) {
+const char* TextCall(Asked asked, const char* failure, int* errCode, Arguments... arguments) {
   const char* text = failure;
   const auto keep = [&](ApiCall& call) { text = KeepText(call.Text(0)); };
-  StoreCode(errCode, DeliveringCall(action, keep, arguments...));
+  StoreCode(errCode, DeliveringCall(asked, keep, arguments...));
   return text;
 }
 
 // Returns the texts of the reply as a string list handle, stores the status. Null on failure.
 template <class... Arguments>
-void* ListCall(Action action, int* errCode, Arguments... arguments) {
+void* ListCall(Asked asked, int* errCode, Arguments... arguments) {
   void* list = nullptr;
   const auto take = [&](ApiCall& call) { list = NewStringList(call.reply().GetStringDataRef()); };
-  StoreCode(errCode, DeliveringCall(action, take, arguments...));
+  StoreCode(errCode, DeliveringCall(asked, take, arguments...));
   return list;
 }
 

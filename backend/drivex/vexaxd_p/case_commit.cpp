@@ -33,7 +33,7 @@ void AddCase(CleXDSmb& request) {
 
 int SetVarNameAndType(char** names, int* types, int numOfVar) {
   VEXA_ASSERT(numOfVar > 0);
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return CodeOf([=] {
     CleXDSmb request;
     Reply reply;
@@ -90,7 +90,7 @@ int CommitHeader() { return GuardedCall(Action::CommitHeader); }
 int EndChanges() { return GuardedCall(Action::EndChanges); }
 
 int SetValueNumeric(const char* name, double value) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return CodeOf([=] {
     CacheCommitCaseData& values = CaseBeingBuilt();
     values.numericValues.reserve(values.numericValues.size() + 1);  // both go in, or neither
@@ -101,7 +101,7 @@ int SetValueNumeric(const char* name, double value) {
 }
 
 int SetValueChar(const char* name, const char* value, int length) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return CodeOf([=] {
     CacheCommitCaseData& values = CaseBeingBuilt();
     const bool empty = value == nullptr || length <= 0;
@@ -135,14 +135,14 @@ static int CommitRecord() {
 }
 
 int CommitCaseRecord() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = CodeOf(CommitRecord);
   DropCaseBeingBuilt();
   return code;
 }
 
 int CommitNewCase() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = CodeOf([] {
     CleXDSmb request;
     Reply reply;
@@ -156,7 +156,7 @@ int CommitNewCase() {
 int CommitManyCases(char** names, int* types, void* data, int numOfVar, int dataLength, int caseCount) {
   CleXDSmb request;
   request.SetVoidData(data, dataLength);  // the caller's no more, whatever comes of it
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = CodeOf([&] {
     Reply reply;
     LongData type_list;
@@ -175,11 +175,11 @@ int CommitManyCases(char** names, int* types, void* data, int numOfVar, int data
 
 // The records are handed over and gone, whatever comes of it; the room for them is kept for the next ones.
 int CommitDataSet() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   CleXDSmb request;
   Reply reply;
   request.SetStruct(std::move(dataVec));
-  const int code = Exchange(Action::CommitDataSet, request, reply);
+  const int code = Failed(Exchange(Action::CommitDataSet, request, reply));
   dataVec = request.GetStructDataRef().TakeValues();
   dataVec.clear();
   return code;

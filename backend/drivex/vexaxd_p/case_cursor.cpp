@@ -78,6 +78,7 @@ int FetchBlock(CursorDataSmb& cursor) {
     return 0;
   }
   if (code == CleXDErrorCode::kInterrupted) cursor.Lose();
+  if (!at_end) NoteWordsOf(reply, code);
   cursor.SetReceivedCases(-1);  // the block in hand went with its room
   cursor.SetLastError(0);
   return code;
@@ -89,7 +90,7 @@ int FetchBlock(CursorDataSmb& cursor) {
   if (curCaseData->Lost()) return CleXDErrorCode::kInterrupted;
   const int code = curCaseData->NextCase();
   if (code != CursorDataSmb::NO_CACHE_DATA) return code;
-  return CodeOf([] { return FetchBlock(*curCaseData); });
+  return CodeOf([] { return FetchBlock(*curCaseData); }, "NextCase");
 }
 
 [[gnu::noinline]] int GetOtherValue(unsigned int index, double* value, int* missing) {
@@ -146,28 +147,28 @@ void IntializeCursorData(const char* accessType) { MakeCursor(accessType); }
 
 int MakeCaseCursor(const char* accessType) {
   const int code = GuardedCall(Action::MakeCaseCursor, accessType);
-  return code != 0 ? code : MakeCursor(accessType);
+  return code != 0 ? code : Failed(MakeCursor(accessType));
 }
 
 // An ordinary step and an ordinary cell are straight lines; everything else, the guard included, is asked
 // about behind them.
-int NextCase() { return readableCursor->StepAhead() ? 0 : LeaveCase(); }
+int NextCase() { return readableCursor->StepAhead() ? 0 : Failed(LeaveCase()); }
 
 int GetNumericValue(unsigned int index, double* value, int* missing) {
   if (value != nullptr && readableCursor->ReadPlainNumber(index, *value)) [[likely]] {
     StoreCode(missing, kValid);
     return 0;
   }
-  return GetOtherValue(index, value, missing);
+  return Failed(GetOtherValue(index, value, missing));
 }
 
 int GetStringValue(unsigned int index, char** value, int length, int* missing) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   if (curCaseData != nullptr) {
     int state = 0;
     const int code = curCaseData->GetStringValue(index, *value, length, state);
     if (code == 0) StoreCode(missing, state);
-    return code;
+    return Failed(code);
   }
   ApiCall call(Action::GetStringValue, static_cast<int>(index), length);
   if (call.code() != 0) return call.code();
@@ -177,13 +178,13 @@ int GetStringValue(unsigned int index, char** value, int length, int* missing) {
 }
 
 int RemoveCaseCursor() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   RemoveCursor();
   return Call(Action::RemoveCaseCursor);
 }
 
 int ResetDataPass() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = Call(Action::ResetDataPass);
   RemoveCursor();
   return code;
@@ -194,7 +195,7 @@ int GetCursorPosition(int* position) { return GuardedCall(Action::GetCursorPosit
 int HasCursor(int* hasCursor) { return GuardedCall(Action::HasCursor, Out(hasCursor)); }
 
 int IsEndSplit(int* isEnd) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   if (curCaseData != nullptr && curCaseData->HasData()) {
     StoreCode(isEnd, 0);
     return 0;

@@ -13,15 +13,15 @@ namespace {
 constexpr std::size_t kMostPendingWrites = 1048576;
 
 // 0 when the cell is one of the dataset's, as far as the catalogue knows.
-int CheckCell(std::string_view name, long row, int column) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
-  if (!isProcedure) return CleXDErrorCode::kNoStepOpen;
+int CheckCell(std::string_view name, long row, int column, const char* function = __builtin_FUNCTION()) {
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning, function);
+  if (!isProcedure) return Failed(CleXDErrorCode::kNoStepOpen, function);
   const int entry = FindInCatalogue(name);
-  if (entry < 0) return CleXDErrorCode::kUnknownDataset;
+  if (entry < 0) return Failed(CleXDErrorCode::kUnknownDataset, function);
   if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)] || !FitsWire(row))
-    return CleXDErrorCode::kRowOutOfRange;
+    return Failed(CleXDErrorCode::kRowOutOfRange, function);
   const bool there = column >= 0 && column < varcountVec[static_cast<std::size_t>(entry)];
-  return there ? 0 : CleXDErrorCode::kIndexOutOfRange;
+  return there ? 0 : Failed(CleXDErrorCode::kIndexOutOfRange, function);
 }
 
 // Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
@@ -112,7 +112,7 @@ int DeleteCase(const char* name, long row) {
 // Kept: ends with code 0, a failed fetch included; the cells that are then read tell. A code for what cannot
 // be asked.
 void FetchDatastep(const char* name, long row, int, int* errCode) {
-  if (!isVexaRunning) return StoreCode(errCode, CleXDErrorCode::kBackendNotRunning);
+  if (!isVexaRunning) return StoreCode(errCode, Failed(CleXDErrorCode::kBackendNotRunning));
   FlushPendingWrites();
   StoreCode(errCode, CodeOf([=] {
               CleXDSmb request;
@@ -131,18 +131,20 @@ void FetchDatastep(const char* name, long row, int, int* errCode) {
             }));
 }
 
-double GetNCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+static double NumberOfBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch,
+                            const char* function = __builtin_FUNCTION()) {
   int code = FitsWire(row) ? 0 : CleXDErrorCode::kRowOutOfRange;
   int state = 0;
   double value = 0.0;
   if (batch != nullptr && code == 0)
     value = static_cast<DatastepSmb*>(batch)->GetNCellValue(name, row, column, state, code);
-  StoreCode(errCode, code);
+  StoreCode(errCode, Failed(code, function));
   if (code == 0) StoreCode(missing, state);
   return value;
 }
 
-char* GetCCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+static char* TextOfBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch,
+                         const char* function = __builtin_FUNCTION()) {
   int code = FitsWire(row) ? 0 : CleXDErrorCode::kRowOutOfRange;
   int state = 0;
   char* value = nullptr;
@@ -153,27 +155,35 @@ char* GetCCellValueBatch(const char* name, long row, int column, int* missing, i
       return read;
     });
   }
-  StoreCode(errCode, code);
+  StoreCode(errCode, Failed(code, function));
   if (code == 0) StoreCode(missing, state);
   return value;
 }
 
+double GetNCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+  return NumberOfBatch(name, row, column, missing, errCode, batch);
+}
+
+char* GetCCellValueBatch(const char* name, long row, int column, int* missing, int* errCode, void* batch) {
+  return TextOfBatch(name, row, column, missing, errCode, batch);
+}
+
 double GetNCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
   if (!FetchUnlessHeld(name, row, column, errCode)) return 0.0;
-  return GetNCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+  return NumberOfBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
 char* GetCCellValueOptimize(const char* name, long row, int column, int* missing, int* errCode) {
   if (!FetchUnlessHeld(name, row, column, errCode)) return nullptr;
-  return GetCCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+  return TextOfBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
 double GetNCellValueCache(const char* name, long row, int column, int* missing, int* errCode) {
-  return GetNCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+  return NumberOfBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
 char* GetCCellValueCache(const char* name, long row, int column, int* missing, int* errCode) {
-  return GetCCellValueBatch(name, row, column, missing, errCode, DatastepBatch);
+  return TextOfBatch(name, row, column, missing, errCode, DatastepBatch);
 }
 
 void ClearDatastepBatch() {
@@ -245,7 +255,7 @@ double GetNCellValueFromCache(const char* name, int var, int* missing, int* errC
   int state = 0;
   const double value = record->GetNCellValue(static_cast<unsigned int>(var), state, code);
   if (code == 0) StoreCode(missing, state);
-  StoreCode(errCode, code);
+  StoreCode(errCode, Failed(code));
   return value;
 }
 
@@ -264,12 +274,12 @@ char* GetCCellValueFromCache(const char* name, int var, int* errCode) {
 
 int SetNCellValueFromCache(const char* name, int var, double value) {
   DatastepDataSmb* record = FindRecord(name);
-  return record != nullptr ? record->SetNCellValue(static_cast<unsigned int>(var), value) : 0;
+  return record != nullptr ? Failed(record->SetNCellValue(static_cast<unsigned int>(var), value)) : 0;
 }
 
 int SetCCellValueFromCache(const char* name, int var, const char* value) {
   DatastepDataSmb* record = FindRecord(name);
-  return record != nullptr ? record->SetCCellValue(static_cast<unsigned int>(var), value) : 0;
+  return record != nullptr ? Failed(record->SetCCellValue(static_cast<unsigned int>(var), value)) : 0;
 }
 
 void GetVarInfo(const char* name, int** types, int* count) {

@@ -16,10 +16,10 @@ int* TakeLongs(ApiCall& call, int* count);
 
 // A guarded call that answers with texts and, first of the longs, their count.
 template <class... Arguments>
-int TextsCall(Action action, char*** texts, int* count, Arguments... arguments) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+int TextsCall(Asked asked, char*** texts, int* count, Arguments... arguments) {
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning, asked.function);
   return DeliveringCall(
-      action, [=](ApiCall& call) { TakeTexts(call, call.Long(0), texts, count); }, arguments...);
+      asked, [=](ApiCall& call) { TakeTexts(call, call.Long(0), texts, count); }, arguments...);
 }
 
 #endif

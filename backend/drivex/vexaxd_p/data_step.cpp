@@ -18,10 +18,10 @@ constexpr const char* kActiveDataset = "*";
 // by name.
 [[gnu::noinline]] DatastepDataSmb* MakeUnownedRecord() { return new DatastepDataSmb; }
 
-int DatasetNames(Action action, char*** names, int* count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+int DatasetNames(Asked asked, char*** names, int* count) {
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning, asked.function);
   return DeliveringCall(
-      action, [=](ApiCall& call) { TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count); });
+      asked, [=](ApiCall& call) { TakeTexts(call, call.reply().GetStringDataRef().Size(), names, count); });
 }
 
 // What is remembered may have been cleared since.
@@ -64,14 +64,14 @@ int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
 }
 
 int StartDataStep() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = Call(Action::StartDataStep);
   if (code == 0) isProcedure = true;
   return code;
 }
 
 int EndDataStep() {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   FlushPendingWrites();
   const int code = Call(Action::EndDataStep);
   DropBatch();
@@ -136,7 +136,7 @@ int SetDatasetName(const char* name, const char* newName) {
 }
 
 int GetNewDatasetName(char* name) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   ApiCall call(Action::GetNewDatasetName);
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetStringDataRef().Size();
@@ -174,7 +174,7 @@ int GetDatastepDatasets(char*** names, int* count) {
 }
 
 int CloseDataset(const char* name) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   FlushPendingWrites();
   const int code = Call(Action::CloseDataset, name);
   const int entry = code == 0 ? FindInCatalogue(OrEmpty(name)) : -1;

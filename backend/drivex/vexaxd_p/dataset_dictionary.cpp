@@ -137,13 +137,13 @@ int SetVarCMissingValuesInDS(const char* name, int var, int missingFormat, const
 }
 
 int GetVarNValueLabelInDS(const char* name, int var, double** values, char*** labels, int* count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const auto take = [=](ApiCall& call) { TakeNumberLabels(call, values, labels, count); };
   return DeliveringCall(Action::GetVarNValueLabelInDS, take, name, var);
 }
 
 int GetVarCValueLabelInDS(const char* name, int var, char*** values, char*** labels, int* count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const auto take = [=](ApiCall& call) { TakeTextLabels(call, values, labels, count); };
   return DeliveringCall(Action::GetVarCValueLabelInDS, take, name, var);
 }

@@ -57,7 +57,7 @@ long GetRowCount(int* errCode) {
 void* GetSplitVariableNames(int* errCode) { return ListCall(Action::GetSplitVariableNames, errCode); }
 
 int GetVEXALowHigh(double* low, double* high) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   ApiCall call(Action::GetVEXALowHigh);
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetDoubleDataRef().Size();
@@ -67,7 +67,7 @@ int GetVEXALowHigh(double* low, double* high) {
 }
 
 int IsNeedCache(int* need) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   ApiCall call(Action::IsNeedCache);
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetLongDataRef().Size();
@@ -85,19 +85,19 @@ int ValidateVarName(const char* name) {
 }
 
 int GetNValueLabels(int index, double** values, char*** labels, int* count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const auto take = [=](ApiCall& call) { TakeNumberLabels(call, values, labels, count); };
   return DeliveringCall(Action::GetNValueLabels, take, index);
 }
 
 int GetCValueLabels(int index, char*** values, char*** labels, int* count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const auto take = [=](ApiCall& call) { TakeTextLabels(call, values, labels, count); };
   return DeliveringCall(Action::GetCValueLabels, take, index);
 }
 
 int FreeNValueLabels(double* values, char** labels, int count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   if (count < 1) return 0;
   VEXA_ASSERT(values != NULL);
   VEXA_ASSERT(labels != NULL);
@@ -108,7 +108,7 @@ int FreeNValueLabels(double* values, char** labels, int count) {
 }
 
 int FreeCValueLabels(char** values, char** labels, int count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   if (count < 1) return 0;
   VEXA_ASSERT(values != NULL);
   VEXA_ASSERT(labels != NULL);

@@ -22,6 +22,7 @@
 #include "fifo_files.h"
 #include "language_creation.h"
 #include "platform.h"
+#include "reasons.h"
 #include "text.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
@@ -234,7 +235,8 @@ int BringUp(const StartOptions& options) {
   VexaPipe* apiPipe = nullptr;
   VexaPipe* resultPipe = nullptr;
   GetXDApiPipes(&apiPipe, &resultPipe);
-  resultPipe->CreatePipe();  // gone if an earlier backend took the file with it
+  // Gone if an earlier backend took the file with it. A start that fails tells why it could not be made.
+  const std::string not_made = TakeReason(resultPipe->CreatePipe());
 
   std::string script = home;
   DecoratePathEnd(script);
@@ -242,7 +244,8 @@ int BringUp(const StartOptions& options) {
   if (access(script.c_str(), F_OK) != 0) {
     std::printf("No %s file exists\n", script.c_str());
     std::fflush(stdout);
-    return CleXDErrorCode::kBackendNotRunning;
+    return Because(CleXDErrorCode::kBackendNotRunning, script, " is not there",
+                   home.empty() ? "; no home is given, and VEXA_HOME is not set" : "");
   }
   XCmdArgument arguments;
   arguments.pushArgument(script);
@@ -255,13 +258,19 @@ int BringUp(const StartOptions& options) {
   SetBackend(StartChild(script.c_str(), arguments.argv(), environment.argv()));
 
   const bool interrupted = !PauseUnlessInterrupted(kStartMilliseconds);
-  if (!BackendAlive()) return CleXDErrorCode::kProcessNotAlive;
+  const auto died = [&] {
+    return Because(CleXDErrorCode::kProcessNotAlive, not_made, not_made.empty() ? "" : "; ",
+                   HowChildEnded(script, processId));
+  };
+  if (!BackendAlive()) return died();
   SetRunning(true);
 
   // The first message is the backend's report on its own start; no request goes before it.
   CleXDSmb report;
   int code = interrupted ? CleXDErrorCode::kInterrupted : ReceiveXDApiResult(report, resultPipe);
   if (code == 0) code = report.GetErrorCode();
+  if (NotReached(code) && !interrupted && !BackendAlive()) died();
+  if (code != 0) NoteWordsOf(report, code);
   if (code == 0 && dispatcher != nullptr) ServeCommands(dispatcher);
   if (code != 0) {
     resultPipe->DisconnectPipe();

@@ -61,7 +61,7 @@ const char* GetVEXALocale(int* errCode) { return TextCall(Action::GetVEXALocale,
 
 // This process takes over the backend's locale.
 int GetCLocale(char** locale) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return DeliveringCall(Action::GetCLocale, [=](ApiCall& call) {
     if (call.reply().GetStringDataRef().Size() == 0) return;
     *locale = NewText(call.Text(0));
@@ -70,7 +70,7 @@ int GetCLocale(char** locale) {
 }
 
 int GetHostAppNameAndVersion(char** appName, char** appVersion) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return DeliveringCall(Action::GetHostAppNameAndVersion, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 2);
@@ -81,7 +81,7 @@ int GetHostAppNameAndVersion(char** appName, char** appVersion) {
 }
 
 int GetHostAppCopyright(char** copyright) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   return DeliveringCall(Action::GetHostAppCopyright, [=](ApiCall& call) {
     StringData& sData = call.reply().GetStringDataRef();
     VEXA_ASSERT(sData.Size() == 1);

@@ -4,6 +4,7 @@
 #include <cwchar>
 
 #include "CleXDErrorCode.h"
+#include "last_error.h"
 #include "session.h"
 #include "vexaxd_p.h"
 
@@ -51,7 +52,7 @@ int FreeString(void* text) {
 }
 
 int FreeStringArray(void** array, int count) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   FreeTexts(reinterpret_cast<char**>(array), count);
   return 0;
 }

@@ -11,7 +11,7 @@
 namespace {
 
 // Exactly `length` bytes go out, zeros included.
-int SendText(Action action, const char* text, int length) { return GuardedCall(action, Bytes(text, length)); }
+int SendText(Asked asked, const char* text, int length) { return GuardedCall(asked, Bytes(text, length)); }
 
 void WriteRecord(const char* text) {
   std::fputs(text, outputFile);
@@ -74,7 +74,7 @@ void SetOutputLanguage(const char* language, int* errCode) {
 int SetXDriveMode(int mode) { return GuardedCall(Action::SetXDriveMode, mode); }
 
 int GetXDriveMode(int* mode, int* second) {
-  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   ApiCall call(Action::GetXDriveMode);
   if (call.code() == 0) {
     const int size = call.reply().GetLongDataRef().Size();

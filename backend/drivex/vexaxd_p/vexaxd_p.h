@@ -4,9 +4,9 @@
  * one set of state per process, without a lock: one thread at a time calls.
  *
  * Codes. 0 is success. A function either returns its code, or stores it through its last argument `errCode`
- * and returns the value. Codes of the library: 10 index out of range, 17 the backend is not running, 24 wrong
- * type of value, 56, 57, 87, 89
- * and 97 as the cells of data steps tell, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint
+ * and returns the value; VexaLastError tells in words what failed and why. Codes of the library: 10 index out
+ * of range, 17 the backend is not running, 24 wrong type of value, 56, 57, 87, 89 and 97 as the cells of data
+ * steps tell, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint
  * without a name, 99107 the process just started has ended, 99124 the wait was given up
  * (VexaSetInterruptCheck), 99125 a block of an earlier session is still running in this process, 99126 a
  * message would be over 2 GiB or larger than memory. Any other code is the backend's own and handed on as it
@@ -79,6 +79,13 @@ VEXA_API int SetVexaRunning(bool running);
  * a call waits a second for the reply and then ends the backend all the same. HasProcedure is never given up.
  * Null, the default, takes the function back. */
 VEXA_API void VexaSetInterruptCheck(int (*check)(void*), void* context);
+
+/* What failed last on this thread, in words for a person: the function, what its code means, the code, and
+ * what is known beyond, such as the file and the system's reason, the words of the backend on its refusal, or
+ * the end of what a program wrote that did not start. Asked behind a call that failed; a call that goes well
+ * changes nothing. Never null: empty while nothing has failed. In the library's language, English, but for
+ * what others said. Valid until this thread's next call; not to be freed. */
+VEXA_API const char* VexaLastError(void);
 
 /* Asks the backend to end the thread that reads requests. Returns the code. Not guarded. */
 VEXA_API int StopReceiveXdApiThread(void);

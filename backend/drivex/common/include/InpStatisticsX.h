@@ -64,6 +64,7 @@ class VEXA_API InpStatisticsX : public StatisticsX {
   XConfigOptions* options;
   std::unique_ptr<PlugInDynamicLoadedLibrary> library;
   std::int32_t last_result = 0;
+  std::string why_unusable;  // told at each try to begin, as the library is looked for once
 };
 
 #endif

@@ -102,7 +102,7 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   void RemoveSessionDirectory();
   int AwaitServer(DXCmdDispatcher* dispatcher);
   int SendCommand(DXCmdDispatcher::CmdKey key);
-  int InitialiseR();
+  int InitialiseR(std::string& said);
 
   int ExecuteJava();
   int ExecuteLines(const std::string& lines);

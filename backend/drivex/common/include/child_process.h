@@ -6,6 +6,8 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 // What a child has in the place of the parent's standard input and output. Descriptors of the parent's.
 struct ChildStreams {
   int input;
@@ -23,6 +25,10 @@ pid_t StartChild(const char* program, char* const* argv, char* const* envp,
 // answer a signal. In a fork of the process that started it, where it is no child, the signal is all there
 // is.
 bool ChildAlive(pid_t child);
+
+// In words how the child that was started with that program came to its end: for the child whose end was seen last, with
+// its status. Of one that was not executed, why.
+std::string HowChildEnded(const std::string& program, pid_t child);
 
 // The backend that this process started, -1 for none. These two are called while nobody else waits for it;
 // BackendAlive is ChildAlive of it.

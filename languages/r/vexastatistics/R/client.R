@@ -1,9 +1,9 @@
 # The client interface, by the names of the C header. Indexes count from 0, as the backend counts. A code other than 0 is
-# an error of class "vexaError", which carries the function's name and the code.
+# an error of class "vexaError", which carries the function's name and the code; its message says what is known of the cause.
 
-vexaFailure <- function(fun, code) {
+vexaFailure <- function(fun, code, words) {
   stop(structure(class = c("vexaError", "error", "condition"),
-                 list(message = sprintf("%s failed with code %d", fun, code), call = NULL, fun = fun, code = code)))
+                 list(message = words, call = NULL, fun = fun, code = code)))
 }
 
 GetVariableCount <- function() .Call(C_count, "GetVariableCount")

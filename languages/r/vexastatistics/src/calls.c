@@ -43,9 +43,10 @@ static void Check(const char* function, int code) {
   const SEXP package = PROTECT(Rf_mkString("vexastatistics"));
   const SEXP name = PROTECT(Rf_mkString(function));
   const SEXP number = PROTECT(Rf_ScalarInteger(code));
-  const SEXP call = PROTECT(Rf_lang3(Rf_install("vexaFailure"), name, number));
+  const SEXP words = PROTECT(Rf_ScalarString(Rf_mkCharCE(VexaLastError(), CE_UTF8)));
+  const SEXP call = PROTECT(Rf_lang4(Rf_install("vexaFailure"), name, number, words));
   Rf_eval(call, PROTECT(R_FindNamespace(package)));
-  UNPROTECT(5);  // not reached
+  UNPROTECT(6);  // not reached
 }
 
 #define DIMENSION const char*, const char*, const char*, bool, const char*, int, int, bool, bool

@@ -9,8 +9,10 @@
 #include "DxTracer.h"
 #include "PlugInDynamicLoadedLibrary.h"
 #include "XConfigOptions.h"
+#include "VexaDXConfigReader.h"
 #include "dxglobals.h"
 #include "guarded.h"
+#include "reasons.h"
 
 namespace {
 
@@ -57,6 +59,7 @@ InpStatisticsX::~InpStatisticsX() {
 }
 
 int InpStatisticsX::x_init_embedded_x(int argc, char** argv) {
+  if (functions.init_embedded_x == nullptr) NoteReason(last_result, why_unusable);
   return Call(last_result, functions.init_embedded_x, argc, argv);
 }
 int InpStatisticsX::x_execute_x(char* lines) { return Call(last_result, functions.execute_x, lines); }
@@ -81,6 +84,8 @@ bool InpStatisticsX::OpenLibrary() {
   const std::string& name = options->GetXLibName();
   if (name.empty()) {
     last_result = CleXDErrorCode::kNoLibraryName;
+    why_unusable = "the section [" + options->XName() + "] of " +
+                   VexaDXConfigReader::GetInstance()->GetConfigFullPath() + " has no LIB_NAME";
     DxTrace("Configration file vexadxcfg.ini is invalid because the LIB_NAME is NULL.");
     return false;
   }
@@ -90,6 +95,7 @@ bool InpStatisticsX::OpenLibrary() {
   auto opened = std::make_unique<PlugInDynamicLoadedLibrary>(path, 0);
   if (opened->LoadLibraryNow() != 0) {
     last_result = CleXDErrorCode::kLibraryUnusable;
+    why_unusable = path + " cannot be loaded: " + opened->GetErrorString();
     DxTrace("Load library from " + path + " failed.");
     return false;
   }
@@ -110,5 +116,6 @@ void InpStatisticsX::FindFunctions() {
   }
   if (complete) return;
   last_result = CleXDErrorCode::kLibraryUnusable;
+  why_unusable = "a function of the language is missing: " + from.GetErrorString();
   DxTrace(from.GetErrorString());
 }

@@ -10,6 +10,7 @@
 #include "XManager.h"
 #include "drivex.h"
 #include "dxglobals.h"
+#include "reasons.h"
 
 namespace {
 
@@ -21,7 +22,8 @@ std::unique_ptr<Driver> MakeDriver(const std::string& name, bool backend_drives,
   VexaDXConfigReader* const reader = VexaDXConfigReader::GetInstance();
   if (!reader->IsSupportLanguage(name)) {
     DxTrace("Unsupported external language:" + name);
-    code = CleXDErrorCode::kUnsupportedLanguage;
+    code = Because(CleXDErrorCode::kUnsupportedLanguage, name, " is not among the languages of ",
+                   reader->GetConfigFullPath());
     return nullptr;
   }
   XConfigOptions* const options = reader->GetOptions(name);

@@ -18,6 +18,7 @@
 #include "dxglobals.h"
 #include "patience.h"
 #include "platform.h"
+#include "reasons.h"
 #include "text.h"
 #include "xpipemanager.h"
 
@@ -55,6 +56,18 @@ Ends MakePipe() {
   }
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
+
+// What the process says goes into the text, too, for as long as this lives.
+class Hearing {
+ public:
+  Hearing(std::string*& heard_, std::string& text) : heard(heard_) { heard = &text; }
+  Hearing(const Hearing&) = delete;
+  Hearing& operator=(const Hearing&) = delete;
+  ~Hearing() { heard = nullptr; }
+
+ private:
+  std::string*& heard;
+};
 
 // Ends at an earlier process lead nowhere, and what its fifos still hold is not for a new one: an orphan of
 // it may keep them alive. Ahead of the start, as the new process would take an end that goes later for its
@@ -107,9 +120,11 @@ int OutpStatisticsX::stat_start_x() {
   XPipeSuit* const suit = Suit();
   ForgetEarlierProcess(*suit);
   StartProcess(program, arguments);
+  const pid_t started = process;
   Pause(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (code == 0) code = AwaitServer(suit->getCmdDispatcher(false));
+  if (code == CleXDErrorCode::kProcessNotAlive) NoteReason(code, HowChildEnded(program, started));
   DxTraceError("stat_start_x result", code);
   return code;
 }
@@ -138,11 +153,13 @@ int OutpStatisticsX::stat_start_java() {
   arguments.pushArgument(std::to_string(socket->GetSocketPort()));
   arguments.pushArgument(JavaExtensionSmb().GetCommandName());
   StartProcess(program, arguments);
+  const pid_t started = process;
   const auto end = std::chrono::steady_clock::now() + kJavaPatience;
   int code = socket->AcceptSocketOf(process,
                                     [&] { return ProcessAlive() && std::chrono::steady_clock::now() < end; });
   Pause(kStartMilliseconds);
-  if (!isXProcessActive()) code = CleXDErrorCode::kJavaNotAlive;
+  if (!isXProcessActive())
+    code = Because(CleXDErrorCode::kJavaNotAlive, HowChildEnded(program, started));
   if (code != 0) KillProcess();
   DxTraceError("stat_start_java result", code);
   return code;
@@ -163,15 +180,20 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
     fcntl(to_language.Number(), F_SETFL, O_NONBLOCK);  // writing to R waits in poll
     from_language = std::move(output.reading);
   }
+  const pid_t started = process;
   Pause(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
-  if (IsR()) code = InitialiseR();
+  std::string said;
+  if (IsR()) code = InitialiseR(said);
+  if (code == CleXDErrorCode::kProcessNotAlive && !isXProcessActive())
+    Because(code, HowChildEnded(program, started), said.empty() ? "" : "; it wrote: ", said);
   DxTraceError("start_x_process result", code);
   return code;
 }
 
 // R is asked for its code even if it cannot load the package: the second call says the more telling thing.
-int OutpStatisticsX::InitialiseR() {
+int OutpStatisticsX::InitialiseR(std::string& said) {
+  const Hearing everything(heard, said);
   at_browser_prompt = at_continuation_prompt = false;
   const int code = get_x_result();
   if (code != 0) return code;
@@ -179,11 +201,8 @@ int OutpStatisticsX::InitialiseR() {
   const XPipeManager* const manager = GetXPipeManager();
   const std::string path = manager != nullptr ? manager->getPipePath() : "";
   const std::string pid = manager != nullptr ? manager->getPipePid() : "";
-  std::string said;
-  heard = &said;
   const int code_of_start = Tell("initRProcess('" + getBackendProcessName() + "', '" + path + "', '" + pid +
                                  "', '" + options->XName() + "')\n");
-  heard = nullptr;
   session_directory = Behind("session directory: ", said);
   return code_of_start;
 }

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include "platform.h"
 
@@ -24,12 +25,20 @@ void WriteLine(const char* text) {
   if (write(STDOUT_FILENO, text, std::strlen(text)) == -1 || write(STDOUT_FILENO, "\n", 1) == -1) return;
 }
 
+// The child whose end was seen last, and how it ended.
+std::atomic<pid_t> ended = -1;
+std::atomic<int> ended_how = 0;
+
 pid_t Wait(pid_t child, int options) {
   int status = 0;
   pid_t found;
   do {
     found = waitpid(child, &status, options);
   } while (found == -1 && errno == EINTR);
+  if (found > 0) {
+    ended_how = status;
+    ended = found;
+  }
   return found;
 }
 
@@ -75,6 +84,17 @@ pid_t StartChild(const char* program, char* const* argv, char* const* envp, cons
   const pid_t child = fork();
   if (child == 0) RunChild(program, argv, envp, streams);
   return child;
+}
+
+std::string HowChildEnded(const std::string& program, pid_t child) {
+  if (child <= 0) return program + " could not be started";
+  if (access(program.c_str(), F_OK) != 0) return program + " is not there";
+  if (access(program.c_str(), X_OK) != 0) return program + " may not be executed";
+  if (ended != child) return program + " has ended";
+  const int how = ended_how;
+  if (WIFSIGNALED(how)) return program + " was ended by signal " + std::to_string(WTERMSIG(how));
+  if (WEXITSTATUS(how) == kNotExecuted) return program + " could not be executed";
+  return program + " ended with status " + std::to_string(WEXITSTATUS(how));
 }
 
 bool ChildAlive(pid_t child) {

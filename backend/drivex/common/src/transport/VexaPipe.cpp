@@ -14,6 +14,8 @@
 #include "DxTracer.h"
 #include "XPipes.h"
 #include "descriptor.h"
+#include "platform.h"
+#include "reasons.h"
 #include "wake_up.h"
 
 namespace {
@@ -98,7 +100,7 @@ int VexaPipe::CreatePipe() {
   if (access(pipeName.c_str(), F_OK) == 0) return 0;
   if (MakeFifo(pipeName.c_str()) != 0) {
     DxTraceError(pipeName + " CreateNamedPipe", errno);
-    return CleXDErrorCode::kPipeFailed;
+    return Because(CleXDErrorCode::kPipeFailed, pipeName, " cannot be made: ", platform::ErrorText(errno));
   }
   pipeCreated = true;
   return 0;
@@ -122,6 +124,7 @@ int VexaPipe::OpenEnd(int flags) {
 int VexaPipe::Refuse() const {
   const int reason = errno;
   DxTraceError(pipeName + " is no fifo of this user alone", reason);
+  Because(CleXDErrorCode::kPipeFailed, pipeName, " is no fifo of this user alone");
   errno = reason;
   return -1;
 }

@@ -7,8 +7,8 @@ public final class VexaException extends RuntimeException {
   private final String function;
   private final int code;
 
-  VexaException(String function, int code) {
-    super(function + ": code " + code);
+  VexaException(String function, int code, byte[] words) {
+    super(new String(words, java.nio.charset.StandardCharsets.UTF_8));
     this.function = function;
     this.code = code;
   }

@@ -1,0 +1,17 @@
+// The last failure of each thread, for VexaLastError.
+#ifndef LAST_ERROR_H
+#define LAST_ERROR_H
+
+// A call begins: what was noted before it is no reason for what it may meet.
+void BeginCall() noexcept;
+
+int NoteFailure(int code, const char* function) noexcept;
+
+// Notes the code, unless it is 0, as the failure of that function of the interface, with the reason that was noted
+// for it. A function that hands on the code of another one that it called takes the failure over, words and all.
+// Returns the code.
+inline int Failed(int code, const char* function = __builtin_FUNCTION()) noexcept {
+  return code == 0 ? 0 : NoteFailure(code, function);
+}
+
+#endif

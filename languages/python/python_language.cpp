@@ -27,6 +27,7 @@ constexpr int kNoInterpreter = 3003;
 
 // The functions of the runtime, wherever in the process they are.
 struct Runtime {
+  std::string failure;
   bool complete = Load();
   decltype(&Py_IsInitialized) IsInitialized = Get("Py_IsInitialized");
   decltype(&Py_InitializeEx) InitializeEx = Get("Py_InitializeEx");
@@ -44,6 +45,8 @@ struct Runtime {
   decltype(&PyUnicode_DecodeFSDefault) PathText = Get("PyUnicode_DecodeFSDefault");
   decltype(&PyImport_ImportModule) Import = Get("PyImport_ImportModule");
   decltype(&PyObject_CallMethod) CallMethod = Get("PyObject_CallMethod");
+  decltype(&PyBytes_AsString) AsBytes = Get("PyBytes_AsString");
+  decltype(&PyErr_Clear) ClearError = Get("PyErr_Clear");
   decltype(&PyLong_AsLong) AsLong = Get("PyLong_AsLong");
   decltype(&PyErr_Print) PrintError = Get("PyErr_Print");
   decltype(&Py_DecRef) DecRef = Get("Py_DecRef");
@@ -51,11 +54,13 @@ struct Runtime {
  private:
   // PYTHON_LIBRARY, an entry of the language's section, names another runtime than the one this was built
   // with. It is loaded for the whole process, as modules of the language expect.
-  static bool Load() {
+  bool Load() {
     if (dlsym(RTLD_DEFAULT, "Py_IsInitialized") != nullptr) return true;
     const char* const named = std::getenv("PYTHON_LIBRARY");
     const char* const path = named != nullptr && *named != '\0' ? named : VEXA_PYTHON_LIBRARY;
-    return dlopen(path, RTLD_NOW | RTLD_GLOBAL) != nullptr;
+    if (dlopen(path, RTLD_NOW | RTLD_GLOBAL) != nullptr) return true;
+    failure = std::string("Python cannot be loaded: ") + dlerror();
+    return false;
   }
 
   struct Symbol {
@@ -67,6 +72,7 @@ struct Runtime {
   };
   Symbol Get(const char* name) {
     void* const address = dlsym(RTLD_DEFAULT, name);
+    if (address == nullptr && complete) failure = std::string("no CPython 3: it has no ") + name;
     if (address == nullptr) complete = false;
     return {address};
   }
@@ -145,8 +151,7 @@ EXPORTED void setup_dxcallback(void*) {}
 
 EXPORTED int init_embedded_x(int argc, char** argv) {
   if (!Python().complete) {
-    std::fprintf(stderr, "Python cannot be loaded: %s is not there, or is no CPython 3\n",
-                 VEXA_PYTHON_LIBRARY);
+    std::fprintf(stderr, "%s\n", Python().failure.c_str());
     return kNoInterpreter;
   }
   if (!Running()) {
@@ -184,6 +189,21 @@ EXPORTED int execute_x(char* lines) {
 }
 
 EXPORTED int post_action() { return 0; }
+
+EXPORTED const char* last_error_x() {
+  static std::string words;
+  if (!Running()) return Python().failure.c_str();
+  words = block_module != nullptr ? "" : "vexa_block cannot be imported from lib/python under VEXA_HOME";
+  if (block_module == nullptr) return words.c_str();
+  Locked([] {
+    const Reference told(Python().CallMethod(block_module, "failure", nullptr));
+    const char* const bytes = told ? Python().AsBytes(told.get()) : nullptr;
+    if (bytes != nullptr) words = bytes;
+    Python().ClearError();
+    return 0;
+  });
+  return words.c_str();
+}
 
 // On the thread that brought the interpreter up.
 EXPORTED int stop_embedded_x() {

@@ -19,6 +19,7 @@ EXCEPTION, NOT_PYTHON = 3001, 3002
 _PostFunction = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_char_p, ctypes.c_int)
 _post = None
 _blocks = 0  # that were begun
+_failure = b""  # what the last block that failed said of it
 _threads = []  # of the blocks that run, each within the one before
 _PATIENCE = 1.0  # seconds
 
@@ -61,13 +62,27 @@ class _Output(io.TextIOBase):
             self._before.write(text)
 
 
+def _fail(code, words):
+    """Shows the words where the block's errors go, and keeps them for whoever asks about the code."""
+    global _failure
+    _failure = words.encode("utf-8", "backslashreplace")
+    print(words, file=sys.stderr)
+    return code
+
+
+def failure():
+    """What the last block that failed said of it, as bytes."""
+    return _failure
+
+
+def _fail_with(code, error, trace):
+    return _fail(code, "".join(traceback.format_exception(error.with_traceback(trace))).rstrip("\n"))
+
+
 def _exit_code(value):
     if value is None:
         return 0
-    if isinstance(value, int):
-        return value
-    print(value, file=sys.stderr)
-    return EXCEPTION
+    return value if isinstance(value, int) else _fail(EXCEPTION, str(value))
 
 
 def _execute(text):
@@ -78,15 +93,13 @@ def _execute(text):
     try:
         code = compile(text, name, "exec")
     except (SyntaxError, ValueError) as error:
-        traceback.print_exception(error.with_traceback(None))
-        return NOT_PYTHON
+        return _fail_with(NOT_PYTHON, error, None)
     try:
         exec(code, __main__.__dict__)
     except SystemExit as leaving:
         return _exit_code(leaving.code)
     except BaseException as error:
-        traceback.print_exception(error.with_traceback(error.__traceback__.tb_next))  # without the frame of this module
-        return EXCEPTION
+        return _fail_with(EXCEPTION, error, error.__traceback__.tb_next)  # without the frame of this module
     return 0
 
 

@@ -21,6 +21,7 @@
 #include "dxglobals.h"
 #include "fifo_files.h"
 #include "language_creation.h"
+#include "patience.h"
 #include "platform.h"
 #include "reasons.h"
 #include "text.h"
@@ -102,6 +103,7 @@ XCmdArgument& FillEnvironment(XCmdArgument& environment, const std::string& home
                                                  "/ext/bin/vexa.common:" + home + "/JRE/lib"));
   environment.pushArgument(PrependedVariable("PATH", home + "/bin"));
   environment.pushArgument("TERM=");
+  if (const char* quick = std::getenv("VEXA_QUICK")) environment.pushArgument(std::string("VEXA_QUICK=") + quick);
   if (const char* temp = std::getenv("VEXATMPDIR")) environment.pushArgument(std::string("TMPDIR=") + temp);
   environment.pushArgument("HOME=" + EnvironmentValue("HOME"));
   return environment;
@@ -159,8 +161,8 @@ void ServeCommands(DXCmdDispatcher* dispatcher) {
 
 // The backend, told to stop, tells the command thread. One that has ended tells nobody any more.
 void AwaitCommandThread() {
-  constexpr int kLooks = 50;
-  constexpr int kPauseMilliseconds = 100;
+  constexpr int kLooks = 1000;
+  constexpr int kPauseMilliseconds = 5;
   if (cmdThread == nullptr) return;
   // A thread that has not come to its loop yet counts as well.
   for (int look = 0; look < kLooks && cmdThread->HasThread(); ++look) {
@@ -257,7 +259,7 @@ int BringUp(const StartOptions& options) {
   FillEnvironment(environment, home);
   SetBackend(StartChild(script.c_str(), arguments.argv(), environment.argv()));
 
-  const bool interrupted = !PauseUnlessInterrupted(kStartMilliseconds);
+  const bool interrupted = !Quick() && !PauseUnlessInterrupted(kStartMilliseconds);
   const auto died = [&] {
     return Because(CleXDErrorCode::kProcessNotAlive, not_made, not_made.empty() ? "" : "; ",
                    HowChildEnded(script, processId));
@@ -355,7 +357,7 @@ void EndSession(bool asked) {
   ForgetBackend();
   DxTrace("stopvexa");
   ResetStaticVars();
-  Pause(kStopMilliseconds);
+  if (!Quick()) Pause(kStopMilliseconds);
   SetRunning(false);
 }
 

@@ -8,6 +8,7 @@
 //   int execute_x(char* lines)                             a block
 //   int post_action(void)                                  after each block that ran
 //   int stop_embedded_x(void)
+//   const char* last_error_x(void)                         may be missing; behind any code but 0: why, in words
 //
 // The constructor loads the library and reports nothing: a failure waits as the last result, and is what each
 // operation gives whose function was not found.
@@ -55,8 +56,10 @@ class VEXA_API InpStatisticsX : public StatisticsX {
     void (*set_post_vexa_output)(PostOutputFunction post) = nullptr;
     int (*pre_action)() = nullptr;
     int (*post_action)() = nullptr;
+    const char* (*last_error_x)() = nullptr;
   };
 
+  int Told(int code) const;
   bool OpenLibrary();
   void FindFunctions();
 

@@ -43,6 +43,15 @@ bool IsOfItsThreadAlone(int code) {
   return code == CleXDErrorCode::kPeerClosed || code == CleXDErrorCode::kPipeFailed;
 }
 
+// The end of a long one tells most.
+std::string LastOf(std::string_view reason) {
+  constexpr std::size_t kMostBytes = 4000;
+  if (reason.size() <= kMostBytes) return std::string(reason);
+  reason.remove_prefix(reason.size() - kMostBytes);
+  while (!reason.empty() && (static_cast<unsigned char>(reason.front()) & 0xc0) == 0x80) reason.remove_prefix(1);
+  return "..." + std::string(reason);
+}
+
 thread_local bool noted = false;
 
 }  // namespace
@@ -53,7 +62,7 @@ void NoteReason(int code, std::string_view reason) noexcept try {
   const std::thread::id self = std::this_thread::get_id();
   std::erase_if(board.reasons, [self](const Reason& each) { return each.thread == self; });
   if (board.reasons.size() >= kMost) board.reasons.erase(board.reasons.begin());
-  board.reasons.push_back({self, code, std::string(reason)});
+  board.reasons.push_back({self, code, LastOf(reason)});
   noted = true;
 } catch (...) {  // a failure without words
 }

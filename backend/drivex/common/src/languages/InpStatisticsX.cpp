@@ -60,11 +60,11 @@ InpStatisticsX::~InpStatisticsX() {
 
 int InpStatisticsX::x_init_embedded_x(int argc, char** argv) {
   if (functions.init_embedded_x == nullptr) NoteReason(last_result, why_unusable);
-  return Call(last_result, functions.init_embedded_x, argc, argv);
+  return Told(Call(last_result, functions.init_embedded_x, argc, argv));
 }
-int InpStatisticsX::x_execute_x(char* lines) { return Call(last_result, functions.execute_x, lines); }
+int InpStatisticsX::x_execute_x(char* lines) { return Told(Call(last_result, functions.execute_x, lines)); }
 int InpStatisticsX::x_stop_embedded_x() { return Call(last_result, functions.stop_embedded_x); }
-int InpStatisticsX::x_pre_action() { return Call(last_result, functions.pre_action); }
+int InpStatisticsX::x_pre_action() { return Told(Call(last_result, functions.pre_action)); }
 int InpStatisticsX::x_post_action() { return Call(last_result, functions.post_action); }
 
 void InpStatisticsX::x_setup_dxcallback(void* handle) { Call(functions.setup_dxcallback, handle); }
@@ -74,6 +74,17 @@ void InpStatisticsX::x_set_post_vexa_output(PostOutputFunction post) {
 
 int InpStatisticsX::x_get_library_lock() { return 0; }
 int InpStatisticsX::x_release_library_lock() { return 0; }
+
+// Notes the language's own words on its code.
+int InpStatisticsX::Told(int code) const {
+  if (code == 0 || functions.last_error_x == nullptr) return code;
+  CodeOf([&] {
+    const char* const words = functions.last_error_x();
+    if (words != nullptr && *words != '\0') NoteReason(code, words);
+    return 0;
+  });
+  return code;
+}
 
 int InpStatisticsX::loadXlib() {
   if ((library != nullptr || OpenLibrary()) && last_result == 0) FindFunctions();
@@ -110,6 +121,7 @@ void InpStatisticsX::FindFunctions() {
                   Find(from, "execute_x", functions.execute_x) &&
                   Find(from, "stop_embedded_x", functions.stop_embedded_x);
   if (complete) {
+    Find(from, "last_error_x", functions.last_error_x);
     Find(from, "set_post_vexa_output", functions.set_post_vexa_output);
     complete =
         Find(from, "pre_action", functions.pre_action) && Find(from, "post_action", functions.post_action);

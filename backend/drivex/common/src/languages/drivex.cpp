@@ -15,6 +15,7 @@
 #include "dxglobals.h"
 #include "guarded.h"
 #include "patience.h"
+#include "reasons.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "vexa_assert.h"
@@ -39,6 +40,8 @@ class Answering {
   int Send(CleXDSmb& answer, int code) {
     const SigpipeBlocked backend_may_be_gone;
     answer.SetErrorCode(code);
+    const std::string words = code != 0 ? TakeReason(code) : std::string();
+    if (!words.empty()) answer.SetString(words.c_str());
     return SendData(pipe, answer, false);
   }
   void Done() { done = true; }

@@ -17,6 +17,7 @@
 #include "child_process.h"
 #include "dxglobals.h"
 #include "patience.h"
+#include "reasons.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "xpipemanager.h"
@@ -225,7 +226,10 @@ int OutpStatisticsX::ReceiveAnswer(CleXDSmb& answer) {
   VexaPipe* const pipe = CurrentPipes()->GetSyntaxResultPipe();
   const int code = ReceiveDataWhile(pipe, answer, [this] { return isXProcessActive(); });
   if (CleXDErrorCode::IsPipeError(code)) CloseRun();
-  return code != 0 ? code : answer.GetErrorCode();
+  if (code != 0) return code;
+  StringData& words = answer.GetStringDataRef();
+  if (answer.GetErrorCode() != 0 && words.Size() > 0) NoteReason(answer.GetErrorCode(), words[0]);
+  return answer.GetErrorCode();
 }
 
 // The ends at a run that has failed are of no use to the next one, which opens its own.

@@ -25,8 +25,9 @@
 namespace {
 
 constexpr int kStartMilliseconds = 500;  // a program that fails at once has failed by then
-constexpr int kServerTries = 100;
-constexpr int kServerPauseMilliseconds = 100;
+constexpr int kServerMilliseconds = 10000;
+constexpr int kServerPause = 100;
+constexpr int kQuickServerPause = 5;
 constexpr std::chrono::seconds kJavaPatience{30};  // for a Java that lives and does not connect
 
 std::string Under(std::string home, const std::string& relative) {
@@ -121,7 +122,7 @@ int OutpStatisticsX::stat_start_x() {
   ForgetEarlierProcess(*suit);
   StartProcess(program, arguments);
   const pid_t started = process;
-  Pause(kStartMilliseconds);
+  PauseForStart(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   if (code == 0) code = AwaitServer(suit->getCmdDispatcher(false));
   if (code == CleXDErrorCode::kProcessNotAlive) NoteReason(code, HowChildEnded(program, started));
@@ -132,8 +133,9 @@ int OutpStatisticsX::stat_start_x() {
 int OutpStatisticsX::AwaitServer(DXCmdDispatcher* dispatcher) {
   dispatcher->connectPeer();
   int code = SendCommand(DXCmdDispatcher::kTestCmd);
-  for (int tries = 1; code != 0 && tries < kServerTries; ++tries) {
-    Pause(kServerPauseMilliseconds);
+  const int pause = Quick() ? kQuickServerPause : kServerPause;
+  for (int left = kServerMilliseconds - pause; code != 0 && left > 0; left -= pause) {
+    Pause(pause);
     if (!isXProcessActive()) return CleXDErrorCode::kProcessNotAlive;
     code = SendCommand(DXCmdDispatcher::kTestCmd);
   }
@@ -157,7 +159,7 @@ int OutpStatisticsX::stat_start_java() {
   const auto end = std::chrono::steady_clock::now() + kJavaPatience;
   int code = socket->AcceptSocketOf(process,
                                     [&] { return ProcessAlive() && std::chrono::steady_clock::now() < end; });
-  Pause(kStartMilliseconds);
+  PauseForStart(kStartMilliseconds);
   if (!isXProcessActive())
     code = Because(CleXDErrorCode::kJavaNotAlive, HowChildEnded(program, started));
   if (code != 0) KillProcess();
@@ -181,7 +183,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
     from_language = std::move(output.reading);
   }
   const pid_t started = process;
-  Pause(kStartMilliseconds);
+  PauseForStart(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   std::string said;
   if (IsR()) code = InitialiseR(said);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 namespace {
@@ -34,6 +35,15 @@ int AwaitEvents(int descriptor, short events, const Patience& patience) {
       if (look == -1) look = kLookMilliseconds;
     }
   }
+}
+
+bool Quick() {
+  const char* const quick = std::getenv("VEXA_QUICK");
+  return quick != nullptr && *quick != '\0';
+}
+
+void PauseForStart(int milliseconds) {
+  if (!Quick()) Pause(milliseconds);
 }
 
 void Pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }

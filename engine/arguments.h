@@ -51,9 +51,8 @@ class Arguments {
   std::span<const StringData> lists;
 };
 
-// What a selector found, or the code for a request that names nothing.
+// What a selector found. A request that names nothing is refused.
 struct Selected {
-  int code = 0;
   Dataset* dataset = nullptr;
   Variable* variable = nullptr;
 };
@@ -74,7 +73,6 @@ template <Selector select, auto handler>
 int About(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   Arguments arguments(request);
   const Selected selected = select(session, arguments);
-  if (selected.code != 0) return selected.code;
   using Call = decltype(handler);
   if constexpr (std::is_invocable_v<Call, Variable&, Arguments&, CleXDSmb&>) {
     return handler(*selected.variable, arguments, reply);

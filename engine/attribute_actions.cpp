@@ -18,7 +18,7 @@ int Values(Owner& owner, Arguments& arguments, CleXDSmb& reply) {
   const std::string* name = arguments.TakeText();
   if (name == nullptr) return engine_code::kBadRequest;
   const Attribute* attribute = FindAttribute(owner.attributes, *name);
-  if (attribute == nullptr) return engine_code::kUnknownName;
+  if (attribute == nullptr) RefuseName("attribute", *name);
   reply.SetLong(static_cast<long>(attribute->values.size()));
   for (const std::string& value : attribute->values) reply.SetString(value);
   return 0;
@@ -44,7 +44,8 @@ int Delete(Owner& owner, Arguments& arguments) {
   const std::string* name = arguments.TakeText();
   if (name == nullptr) return engine_code::kBadRequest;
   const auto same = [&](const Attribute& attribute) { return SameName(attribute.name, *name); };
-  return std::erase_if(owner.attributes, same) > 0 ? 0 : engine_code::kUnknownName;
+  if (std::erase_if(owner.attributes, same) == 0) RefuseName("attribute", *name);
+  return 0;
 }
 
 // Attribute, value; the integer is the value's place, where the one behind the last adds a value.
@@ -80,7 +81,7 @@ int FindSet(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   if (name == nullptr) return engine_code::kBadRequest;
   const auto& sets = dataset.response_sets;
   const auto set = std::find_if(sets.begin(), sets.end(), IsNamed(*name));
-  if (set == sets.end()) return engine_code::kUnknownName;
+  if (set == sets.end()) RefuseName("set", *name);
   reply.SetString(set->label);
   reply.SetString(set->counted);
   reply.SetLong(set->dichotomies ? 1 : 2);
@@ -99,11 +100,11 @@ int SetSet(Dataset& dataset, Arguments& arguments) {
   }
   ResponseSet set = {texts[0], texts[1], coding == 1, coding == 1 ? texts[2] : "", false, {}};
   for (const std::string& member : members) {
-    const Variable* const variable = dataset.Find(member);
-    if (variable == nullptr) return engine_code::kUnknownName;
-    if (set.members.empty()) set.is_text = variable->IsText();
-    if (set.is_text != variable->IsText()) return CleXDErrorCode::kWrongType;
-    set.members.push_back(variable->name);
+    const Variable& variable = VariableNamed(dataset, member);
+    if (set.members.empty()) set.is_text = variable.IsText();
+    if (set.is_text != variable.IsText())
+      throw Refusal(CleXDErrorCode::kWrongType, "the variables of a set must be of one type");
+    set.members.push_back(variable.name);
   }
   auto& sets = dataset.response_sets;
   const auto old = std::find_if(sets.begin(), sets.end(), IsNamed(set.name));
@@ -118,7 +119,8 @@ int SetSet(Dataset& dataset, Arguments& arguments) {
 int DeleteSet(Dataset& dataset, Arguments& arguments) {
   const std::string* name = arguments.TakeText();
   if (name == nullptr) return engine_code::kBadRequest;
-  return std::erase_if(dataset.response_sets, IsNamed(*name)) > 0 ? 0 : engine_code::kUnknownName;
+  if (std::erase_if(dataset.response_sets, IsNamed(*name)) == 0) RefuseName("set", *name);
+  return 0;
 }
 
 constexpr ActionEntry kActions[] = {

@@ -3,15 +3,15 @@
 #include <cstring>
 #include <numeric>
 
-bool FindColumns(Dataset& dataset, std::span<const std::string> names, Columns& columns) {
-  columns.resize(names.empty() ? dataset.variables.size() : 0);
+#include "refusals.h"
+
+Columns FindColumns(Dataset& dataset, std::span<const std::string> names) {
+  Columns columns(names.empty() ? dataset.variables.size() : 0);
   std::iota(columns.begin(), columns.end(), std::size_t{0});
   for (const std::string& name : names) {
-    const Variable* const variable = dataset.Find(name);
-    if (variable == nullptr) return false;
-    columns.push_back(static_cast<std::size_t>(variable - dataset.variables.data()));
+    columns.push_back(static_cast<std::size_t>(&VariableNamed(dataset, name) - dataset.variables.data()));
   }
-  return true;
+  return columns;
 }
 
 std::size_t RowBytes(const Dataset& dataset, const Columns& columns) {

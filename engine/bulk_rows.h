@@ -12,8 +12,8 @@
 // Places of variables in their dataset.
 using Columns = std::vector<std::size_t>;
 
-// The columns of these names, all for no name. False when a name is none of a variable's.
-bool FindColumns(Dataset& dataset, std::span<const std::string> names, Columns& columns);
+// The columns of these names, all for no name. Throws Refusal.
+Columns FindColumns(Dataset& dataset, std::span<const std::string> names);
 std::size_t RowBytes(const Dataset& dataset, const Columns& columns);
 
 // New cases behind the last; the variables that are not among the columns are missing in them.

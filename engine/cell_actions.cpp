@@ -25,24 +25,21 @@ Cell CellAt(Dataset& dataset, int row, int column) {
   return {&variable, dataset.Case(static_cast<std::size_t>(row)) + variable.first_unit};
 }
 
-int FindCell(Dataset& dataset, int row, int column, Cell& cell) {
-  if (!IsRow(dataset, row)) return CleXDErrorCode::kRowOutOfRange;
-  if (column < 0 || static_cast<std::size_t>(column) >= dataset.variables.size()) {
-    return CleXDErrorCode::kIndexOutOfRange;
-  }
-  cell = CellAt(dataset, row, column);
-  return 0;
+Cell FindCell(Dataset& dataset, int row, int column) {
+  if (!IsRow(dataset, row)) RefuseRow(dataset, row);
+  VariableAt(dataset, column);
+  return CellAt(dataset, row, column);
 }
 
-int TakeCell(Dataset& dataset, Arguments& arguments, Cell& cell) {
+Cell TakeCell(Dataset& dataset, Arguments& arguments) {
   const std::optional<int> row = arguments.TakeLong();
   const std::optional<int> column = arguments.TakeLong();
-  return row && column ? FindCell(dataset, *row, *column, cell) : engine_code::kBadRequest;
+  if (!row || !column) throw Refusal(engine_code::kBadRequest, "the request lacks a row or a column");
+  return FindCell(dataset, *row, *column);
 }
 
 int NumericCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
-  Cell cell;
-  if (const int code = TakeCell(dataset, arguments, cell)) return code;
+  const Cell cell = TakeCell(dataset, arguments);
   if (cell.variable->IsText()) return CleXDErrorCode::kNumberOfString;
   reply.SetDouble(NumberOf(*cell.value));
   reply.SetLong(static_cast<long>(StateOf(*cell.variable, cell.value)));
@@ -50,8 +47,7 @@ int NumericCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
 }
 
 int TextCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
-  Cell cell;
-  if (const int code = TakeCell(dataset, arguments, cell)) return code;
+  const Cell cell = TakeCell(dataset, arguments);
   if (!cell.variable->IsText()) return CleXDErrorCode::kTextOfNumber;
   reply.SetString(std::string(TextAt(*cell.variable, cell.value)));
   reply.SetLong(static_cast<long>(StateOf(*cell.variable, cell.value)));
@@ -64,7 +60,7 @@ int Batch(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   arguments.TakeLong();  // whether the driver has a batch of this dataset already: it gets a whole one
   const std::optional<int> row = arguments.TakeLong();
   if (!row) return engine_code::kBadRequest;
-  if (!IsRow(dataset, *row)) return CleXDErrorCode::kRowOutOfRange;
+  if (!IsRow(dataset, *row)) RefuseRow(dataset, *row);
   if (dataset.variables.empty()) return engine_code::kNoData;
   const auto first = static_cast<std::size_t>(*row);
   const std::size_t room =
@@ -95,7 +91,7 @@ int Batch(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
 int WholeCase(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   const std::optional<int> row = arguments.TakeLong();
   if (!row) return engine_code::kBadRequest;
-  if (!IsRow(dataset, *row)) return CleXDErrorCode::kRowOutOfRange;
+  if (!IsRow(dataset, *row)) RefuseRow(dataset, *row);
   AllocateBlock(reply, dataset.CaseBytes());
   reply.SaveDataIntoVoidData(dataset.Case(static_cast<std::size_t>(*row)),
                              static_cast<int>(dataset.CaseBytes()));
@@ -111,16 +107,14 @@ struct Part {
 // it. The block is a whole case either way.
 int StoreCase(Session& session, CleXDSmb& request, CleXDSmb&) {
   Arguments arguments(request);
-  const Selected selected = StepDataset(session, arguments);
-  if (selected.code != 0) return selected.code;
-  Dataset& dataset = *selected.dataset;
+  Dataset& dataset = *StepDataset(session, arguments).dataset;
   const auto longs = arguments.Longs();
   int bytes = 0;
   const void* const block = request.GetVoidData(bytes);
   if (longs.size() < 2 || static_cast<std::size_t>(bytes) != dataset.CaseBytes()) {
     return engine_code::kBadRequest;
   }
-  if (!IsRow(dataset, longs[0])) return CleXDErrorCode::kRowOutOfRange;
+  if (!IsRow(dataset, longs[0])) RefuseRow(dataset, longs[0]);
   std::vector<Part> parts;
   if (longs.size() == 2) {
     parts.push_back({0, dataset.CaseUnits()});
@@ -157,18 +151,17 @@ int StoreCells(Session& session, CleXDSmb& request, CleXDSmb&) {
   if (!session.datasets.StepOpen()) return CleXDErrorCode::kNoStepOpen;
   const std::vector<dataSet>& changes = request.GetStructDataRef().Values();
   std::vector<Run> runs;
-  Cell cell;
   for (const dataSet& change : changes) {
     if (runs.empty() || *runs.back().name != change.datasetName) {
       runs.push_back({&change.datasetName, session.datasets.FindInStep(change.datasetName), 0});
     }
     Run& run = runs.back();
-    if (run.dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
-    if (const int code = FindCell(*run.dataset, change.caseIndex, change.varIndex, cell)) return code;
-    if ((change.valueType == 1) != cell.variable->IsText()) return CleXDErrorCode::kWrongType;
-    if (change.valueType == 1 && change.stringValue.size() > static_cast<std::size_t>(cell.variable->width)) {
-      return engine_code::kTooWide;
-    }
+    if (run.dataset == nullptr)
+      throw Refusal(CleXDErrorCode::kUnknownDataset, change.datasetName + " is not in the data step");
+    const Variable& variable = *FindCell(*run.dataset, change.caseIndex, change.varIndex).variable;
+    if ((change.valueType == 1) != variable.IsText()) RefuseType(variable);
+    if (change.valueType == 1 && change.stringValue.size() > static_cast<std::size_t>(variable.width))
+      RefuseWidth(variable, change.stringValue.size());
     ++run.length;
   }
   const dataSet* change = changes.data();

@@ -66,28 +66,28 @@ std::optional<Command> Parse(std::string_view text) {
 
 int GetCsv(Session& session, const Command& command) {
   const std::string name = command.Word("/DATASET");
-  if (JudgeName(name) != NameVerdict::Good || session.datasets.Find(name) != nullptr) {
-    return engine_code::kBadName;
-  }
+  if (JudgeName(name) != NameVerdict::Good || session.datasets.Find(name) != nullptr)
+    throw Refusal(engine_code::kBadName, "/DATASET: \"" + name + "\" is no name for a new dataset");
   try {
     Dataset read = ReadCsv(command.Word("/FILE"));
     ReadSideFile(command.Word("/FILE") + ".vars", read);
     read.name = name;
     session.datasets.Add(name) = std::move(read);
-  } catch (const StartFailure& failure) {
+  } catch (const Refusal& failure) {
     session.output.Post(std::string(failure.what()) + "\n");
-    return failure.code;
+    throw;
   }
   return 0;
 }
 
 int SaveCsv(Session& session, const Command& command) {
   Dataset* const dataset = session.datasets.Find(command.Word("/DATASET"));
-  Columns columns;
-  if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
-  if (!FindColumns(*dataset, command.Words("/KEEP"), columns)) return engine_code::kUnknownName;
+  if (dataset == nullptr)
+    throw Refusal(CleXDErrorCode::kUnknownDataset, "there is no dataset " + command.Word("/DATASET"));
+  const Columns columns = FindColumns(*dataset, command.Words("/KEEP"));
   if (columns.empty()) return engine_code::kNoData;
-  return WriteCsv(*dataset, columns, command.Word("/FILE")) ? 0 : engine_code::kUnreadable;
+  WriteCsv(*dataset, columns, command.Word("/FILE"));
+  return 0;
 }
 
 // The socket serves one stream: it is closed at its end, which tells the program that the stream was taken.
@@ -98,13 +98,14 @@ struct ClosedAtEnd {
 
 int GetStream(Session& session, const Command& command) {
   const ClosedAtEnd end = {session.socket};
-  Columns columns;
-  if (!FindColumns(session.Data(), command.Words("/VARIABLES"), columns)) return engine_code::kUnknownName;
+  const Columns columns = FindColumns(session.Data(), command.Words("/VARIABLES"));
   const std::size_t row_bytes = RowBytes(session.Data(), columns);
   if (row_bytes == 0) return engine_code::kNoData;
   const auto rows = session.socket.Receive();
   if (!rows) return engine_code::kNoConnection;
-  if (rows->size() % row_bytes != 0) return engine_code::kBadData;
+  if (rows->size() % row_bytes != 0)
+    throw Refusal(engine_code::kBadData,
+                  "the stream ended within a case of " + std::to_string(row_bytes) + " bytes");
   AppendRows(session.Data(), columns, rows->data(), rows->size() / row_bytes);
   return 0;
 }
@@ -112,8 +113,7 @@ int GetStream(Session& session, const Command& command) {
 int SaveStream(Session& session, const Command& command) {
   const ClosedAtEnd end = {session.socket};
   const Dataset& data = session.Data();
-  Columns columns;
-  if (!FindColumns(session.Data(), command.Words("/KEEP"), columns)) return engine_code::kUnknownName;
+  const Columns columns = FindColumns(session.Data(), command.Words("/KEEP"));
   const std::size_t row_bytes = std::max<std::size_t>(RowBytes(data, columns), 1);
   const std::size_t rows_at_once = std::max<std::size_t>((std::size_t{1} << 20) / row_bytes, 1);
   for (std::size_t row = 0; row < data.CaseCount(); row += rows_at_once) {
@@ -131,7 +131,9 @@ int Run(Session& session, std::string_view text) {
   if (type == "CSV" && !command->Word("/FILE").empty()) {
     return get ? GetCsv(session, *command) : SaveCsv(session, *command);
   }
-  if (type != "BINARYSTREAM") return engine_code::kBadCommand;
+  if (type != "BINARYSTREAM")
+    throw Refusal(engine_code::kBadCommand, type == "CSV" ? command->verb + " lacks its /FILE, a path in double quotes"
+                                                          : command->verb + ": /TYPE is CSV or BINARYSTREAM");
   const auto port = ParseNumber(command->Word("/SOCKET"));
   if (!port || *port != session.socket.Port() || !session.socket.Connected())
     return engine_code::kNoConnection;
@@ -155,15 +157,25 @@ std::string OpenedLanguage(std::string_view line) {
   return opens ? Upper((*words)[1].text.substr(0, (*words)[1].text.size() - 1)) : std::string();
 }
 
+// What a block wrote last tells as a rule why it failed.
+int RunLines(Session& session, const std::string& language, std::vector<std::string> lines) {
+  session.output.said_last.clear();
+  const int code = RunBlock(session, language, std::move(lines));
+  if (code == 0) return 0;
+  std::string reason = language + ": " + MeaningOf(code);
+  if (!session.output.said_last.empty()) reason += "\n" + session.output.said_last;
+  throw Refusal(code, reason);
+}
+
 // Takes the lines of a block and the one that closes it.
 int RunLanguageBlock(Session& session, const std::string& language, std::string_view& text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::string_view line = TakeLine(text);
-    if (SameName(Trimmed(line), "END LANGUAGE.")) return RunBlock(session, language, std::move(lines));
+    if (SameName(Trimmed(line), "END LANGUAGE.")) return RunLines(session, language, std::move(lines));
     lines.emplace_back(line);
   }
-  return engine_code::kBadCommand;
+  throw Refusal(engine_code::kBadCommand, "LANGUAGE " + language + ".: there is no line END LANGUAGE.");
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ class CsvRows {
   }
 
   [[noreturn]] void Fail(const std::string& reason) const {
-    throw StartFailure(engine_code::kBadData, path + ":" + std::to_string(row_line) + ": " + reason);
+    throw Refusal(engine_code::kBadData, path + ":" + std::to_string(row_line) + ": " + reason);
   }
 
  private:
@@ -152,7 +152,7 @@ void StoreCases(CsvRows& rows, Dataset& dataset) {
 
 std::string ReadFile(const std::string& path) {
   const auto fail = [&](int error) {
-    throw StartFailure(engine_code::kUnreadable, path + ": " + std::strerror(error));
+    throw Refusal(engine_code::kUnreadable, path + ": " + std::strerror(error));
   };
   std::error_code error;
   const auto size = std::filesystem::file_size(path, error);  // a plain file: anything else has no size

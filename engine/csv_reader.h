@@ -10,11 +10,11 @@
 
 #include "dataset.h"
 
-// The whole file. Throws StartFailure.
+// The whole file. Throws Refusal.
 std::string ReadFile(const std::string& path);
 
 // A column of numbers (or of nothing at all) is numeric, an empty field being system-missing; any other is
-// text, as wide as its longest value. Throws StartFailure, naming file and line.
+// text, as wide as its longest value. Throws Refusal, naming file and line.
 Dataset ReadCsv(const std::string& path);
 
 #endif

@@ -1,10 +1,13 @@
 #include "csv_writer.h"
 
 #include <charconv>
-#include <filesystem>
-#include <fstream>
+#include <cmath>
+
+#include "replaced_file.h"
 
 namespace {
+
+constexpr std::size_t kPiece = std::size_t{1} << 18;  // written at once
 
 void AppendText(std::string_view text, std::string& row) {
   if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
@@ -16,42 +19,46 @@ void AppendText(std::string_view text, std::string& row) {
   row += '"';
 }
 
+// The shortest form that is read back as the same, with an exponent only where a person would write one, too.
+void AppendNumber(double value, std::string& row) {
+  const double size = std::abs(value);
+  const bool plain = size == 0 || (size >= 1e-6 && size < 1e21);
+  char number[32];
+  row.append(number, std::to_chars(number, number + sizeof(number), value,
+                                   plain ? std::chars_format::fixed : std::chars_format::scientific)
+                         .ptr);
+}
+
 void AppendValue(const Variable& variable, const Unit* value, std::string& row) {
   if (variable.IsText()) {
     const std::string_view text = TextAt(variable, value);
     AppendText(text.substr(0, text.find_last_not_of(' ') + 1), row);
   } else if (*value != kSystemMissing) {
-    char number[32];
-    row.append(number, std::to_chars(number, number + sizeof(number), NumberOf(*value)).ptr);
+    AppendNumber(NumberOf(*value), row);
   }
 }
 
 }  // namespace
 
-bool WriteCsv(const Dataset& dataset, const Columns& columns, const std::string& path) {
-  std::ofstream file(path, std::ios::binary);
-  if (!file) return false;
-  std::string row;
-  const auto end_row = [&] {
-    file << row << '\n';
-    row.clear();
-  };
+void WriteCsv(const Dataset& dataset, const Columns& columns, const std::string& path) {
+  ReplacedFile file(path);
+  std::string rows;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (i > 0) row += ',';
-    AppendText(dataset.variables[columns[i]].name, row);
+    if (i > 0) rows += ',';
+    AppendText(dataset.variables[columns[i]].name, rows);
   }
-  end_row();
+  rows += '\n';
   for (std::size_t at = 0; at < dataset.CaseCount(); ++at) {
     for (std::size_t i = 0; i < columns.size(); ++i) {
-      if (i > 0) row += ',';
+      if (i > 0) rows += ',';
       const Variable& variable = dataset.variables[columns[i]];
-      AppendValue(variable, dataset.Case(at) + variable.first_unit, row);
+      AppendValue(variable, dataset.Case(at) + variable.first_unit, rows);
     }
-    end_row();
+    rows += '\n';
+    if (rows.size() < kPiece) continue;
+    file.Write(rows);
+    rows.clear();
   }
-  file.close();
-  if (file) return true;
-  std::error_code ignored;
-  std::filesystem::remove(path, ignored);
-  return false;
+  file.Write(rows);
+  file.Commit();
 }

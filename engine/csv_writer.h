@@ -7,7 +7,8 @@
 
 #include "bulk_rows.h"
 
-// False when the file cannot be written whole; then there is none.
-bool WriteCsv(const Dataset& dataset, const Columns& columns, const std::string& path);
+// Beside the file first, and then in its place: one that cannot be written whole is as it was. Throws
+// Refusal.
+void WriteCsv(const Dataset& dataset, const Columns& columns, const std::string& path);
 
 #endif

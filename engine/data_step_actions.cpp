@@ -11,6 +11,10 @@ namespace {
 
 using Texts = std::span<const std::string>;
 
+[[noreturn]] void RefuseDataset(const std::string& name) {
+  throw Refusal(CleXDErrorCode::kUnknownDataset, "there is no dataset " + name);
+}
+
 int StartStep(Session& session, CleXDSmb&, CleXDSmb&) {
   if (session.datasets.StepOpen()) return engine_code::kStepOpen;
   if (session.output.InProcedure()) return engine_code::kProcedureOpen;
@@ -35,7 +39,7 @@ int EnterDataset(Session& session, CleXDSmb& request, CleXDSmb&) {
   Dataset* dataset = datasets.Find(*name);
   const bool is_new = dataset == nullptr;
   if (is_new) {
-    if (JudgeName(*name) != NameVerdict::Good) return engine_code::kBadName;
+    RequireName(*name);
     datasets.ReserveStep();
     dataset = &datasets.Add(*name);
   }
@@ -46,10 +50,10 @@ int EnterDataset(Session& session, CleXDSmb& request, CleXDSmb&) {
 
 int Rename(Session& session, Texts names, CleXDSmb&) {
   Dataset* const dataset = session.datasets.Find(names[0]);
-  if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
-  if (JudgeName(names[1]) != NameVerdict::Good) return engine_code::kBadName;
+  if (dataset == nullptr) RefuseDataset(names[0]);
+  RequireName(names[1]);
   Dataset* const other = session.datasets.Find(names[1]);
-  if (other != nullptr && other != dataset) return engine_code::kBadName;
+  if (other != nullptr && other != dataset) RefuseTaken(names[1]);
   dataset->name = names[1];
   return 0;
 }
@@ -67,7 +71,7 @@ int ActiveName(Session& session, CleXDSmb&, CleXDSmb& reply) {
 
 int Activate(Session& session, Texts names, CleXDSmb&) {
   Dataset* const dataset = session.datasets.Find(names[0]);
-  if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
+  if (dataset == nullptr) RefuseDataset(names[0]);
   if (session.cursor) return engine_code::kCursorExists;
   if (!session.declared.variables.empty()) return engine_code::kHeaderOpen;
   session.datasets.Activate(*dataset);
@@ -79,10 +83,10 @@ int Copy(Session& session, Texts names, CleXDSmb&) {
   Datasets& datasets = session.datasets;
   Dataset* const source = datasets.Find(names[0]);
   Dataset* target = datasets.Find(names[1]);
-  if (source == nullptr) return CleXDErrorCode::kUnknownDataset;
+  if (source == nullptr) RefuseDataset(names[0]);
   if (target == source || (target == &session.Data() && session.cursor)) return engine_code::kBadName;
   if (datasets.FindInStep(names[1]) != nullptr) return engine_code::kStepOpen;
-  if (target == nullptr && JudgeName(names[1]) != NameVerdict::Good) return engine_code::kBadName;
+  if (target == nullptr) RequireName(names[1]);
   Dataset copy = *source;
   if (target == nullptr) target = &datasets.Add(names[1]);
   copy.name = std::move(target->name);
@@ -93,7 +97,7 @@ int Copy(Session& session, Texts names, CleXDSmb&) {
 // The active dataset only leaves the step.
 int CloseOne(Session& session, Texts names, CleXDSmb&) {
   Dataset* const dataset = session.datasets.Find(names[0]);
-  if (dataset == nullptr) return CleXDErrorCode::kUnknownDataset;
+  if (dataset == nullptr) RefuseDataset(names[0]);
   session.datasets.LeaveStep(*dataset);
   if (dataset != &session.Data()) session.datasets.Remove(*dataset);
   return 0;
@@ -128,10 +132,9 @@ int InsertVariable(Dataset& dataset, Arguments& arguments) {
   const std::optional<int> width = arguments.TakeLong();
   const std::string* name = arguments.TakeText();
   if (!position || !width || name == nullptr || !IsWidth(*width)) return engine_code::kBadRequest;
-  if (*position < 0 || static_cast<std::size_t>(*position) > dataset.variables.size()) {
-    return CleXDErrorCode::kIndexOutOfRange;
-  }
-  if (JudgeName(*name) != NameVerdict::Good || dataset.Find(*name) != nullptr) return engine_code::kBadName;
+  if (static_cast<std::size_t>(*position) != dataset.variables.size()) VariableAt(dataset, *position);
+  RequireName(*name);
+  if (dataset.Find(*name) != nullptr) RefuseTaken(*name);
   std::vector<Variable> variables = dataset.variables;
   Columns sources = AsTheyAre(dataset);
   variables.insert(variables.begin() + Offset(*position), Variable(*name, *width));
@@ -141,9 +144,7 @@ int InsertVariable(Dataset& dataset, Arguments& arguments) {
 
 int DeleteVariable(Dataset& dataset, Arguments& arguments) {
   const int index = arguments.TakeLong().value_or(-1);
-  if (index < 0 || static_cast<std::size_t>(index) >= dataset.variables.size()) {
-    return CleXDErrorCode::kIndexOutOfRange;
-  }
+  VariableAt(dataset, index);
   std::vector<Variable> variables = dataset.variables;
   Columns sources = AsTheyAre(dataset);
   const std::string name = variables[static_cast<std::size_t>(index)].name;
@@ -159,9 +160,7 @@ int SetType(Dataset& dataset, Arguments& arguments) {
   const int index = arguments.TakeLong().value_or(-1);
   const std::optional<int> width = arguments.TakeLong();
   if (!width || !IsWidth(*width)) return engine_code::kBadRequest;
-  if (index < 0 || static_cast<std::size_t>(index) >= dataset.variables.size()) {
-    return CleXDErrorCode::kIndexOutOfRange;
-  }
+  VariableAt(dataset, index);
   std::vector<Variable> variables = dataset.variables;
   Variable& variable = variables[static_cast<std::size_t>(index)];
   Variable changed(variable.name, *width);
@@ -192,11 +191,11 @@ int MoveVariables(Dataset& dataset, Arguments& arguments) {
   const auto target = static_cast<std::size_t>(longs.back());
   std::vector<bool> leaves(count, false);
   for (const int index : moved) {
-    if (static_cast<std::size_t>(index) >= count) return CleXDErrorCode::kIndexOutOfRange;
+    VariableAt(dataset, index);
     if (leaves[static_cast<std::size_t>(index)]) return engine_code::kBadRequest;
     leaves[static_cast<std::size_t>(index)] = true;
   }
-  if (target > count) return CleXDErrorCode::kIndexOutOfRange;
+  if (target != count) VariableAt(dataset, longs.back());
   Columns sources;
   for (std::size_t i = 0; i <= count; ++i) {
     if (i == target) {
@@ -214,12 +213,10 @@ int SetName(Dataset& dataset, Arguments& arguments) {
   const int index = arguments.TakeLong().value_or(-1);
   const std::string* name = arguments.TakeText();
   if (name == nullptr) return engine_code::kBadRequest;
-  if (static_cast<std::size_t>(index) >= dataset.variables.size()) return CleXDErrorCode::kIndexOutOfRange;
-  Variable& variable = dataset.variables[static_cast<std::size_t>(index)];
+  Variable& variable = VariableAt(dataset, index);
   const Variable* const other = dataset.Find(*name);
-  if (JudgeName(*name) != NameVerdict::Good || (other != nullptr && other != &variable)) {
-    return engine_code::kBadName;
-  }
+  RequireName(*name);
+  if (other != nullptr && other != &variable) RefuseTaken(*name);
   std::string new_name = *name;
   dataset.NameChanged(variable.name, *name);
   variable.name = std::move(new_name);
@@ -230,14 +227,14 @@ int SetName(Dataset& dataset, Arguments& arguments) {
 
 int InsertCase(Dataset& dataset, Arguments& arguments) {
   const int row = arguments.TakeLong().value_or(-1);
-  if (row < 0 || static_cast<std::size_t>(row) > dataset.CaseCount()) return CleXDErrorCode::kRowOutOfRange;
+  if (row < 0 || static_cast<std::size_t>(row) > dataset.CaseCount()) RefuseRow(dataset, row);
   dataset.InsertCases(static_cast<std::size_t>(row), 1);
   return 0;
 }
 
 int DeleteCase(Dataset& dataset, Arguments& arguments) {
   const int row = arguments.TakeLong().value_or(-1);
-  if (row < 0 || static_cast<std::size_t>(row) >= dataset.CaseCount()) return CleXDErrorCode::kRowOutOfRange;
+  if (row < 0 || static_cast<std::size_t>(row) >= dataset.CaseCount()) RefuseRow(dataset, row);
   dataset.DeleteCase(static_cast<std::size_t>(row));
   return 0;
 }

@@ -89,7 +89,7 @@ int TakeValue(const Variable& variable, bool is_text, Arguments& arguments, Valu
   if (is_text) {
     const std::string* text = arguments.TakeText();
     if (text == nullptr) return engine_code::kBadRequest;
-    if (text->size() > static_cast<std::size_t>(variable.width)) return engine_code::kTooWide;
+    if (text->size() > static_cast<std::size_t>(variable.width)) RefuseWidth(variable, text->size());
     entry.text = *text;
   } else {
     const std::optional<double> number = arguments.TakeDouble();

@@ -17,6 +17,7 @@
 #include "VexaDXConfigReader.h"
 #include "dxglobals.h"
 #include "fifo_files.h"
+#include "plain_text.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -81,8 +82,9 @@ DriverLink::~DriverLink() {
   RemoveFifosOf(fifos, id);
 }
 
-bool DriverLink::Report(int code) {
+bool DriverLink::Report(int code, const std::string& reason) {
   CleXDSmb first;
   first.SetErrorCode(code);
+  if (code != 0) first.SetString(ReasonText(reason));
   return channel.Reply(first);
 }

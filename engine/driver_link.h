@@ -24,7 +24,7 @@ class DriverLink {
   bool Watches() const { return watch.joinable(); }
   // Waits until the driver reads its replies, and sends the first message. False when there is no way to send
   // it.
-  bool Report(int code);
+  bool Report(int code, const std::string& reason);
   ApiChannel& Channel() { return channel; }
 
  private:

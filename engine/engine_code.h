@@ -48,11 +48,14 @@ inline constexpr int kAbandoned = 2053;
 
 }  // namespace engine_code
 
-// Why the engine cannot start: the code for the driver, the reason for a person.
-struct StartFailure : std::runtime_error {
-  StartFailure(int failure_code, const std::string& reason)
-      : std::runtime_error(reason), code(failure_code) {}
+// Why something is refused: the code for the driver, the reason for a person. A handler throws it where it
+// knows more than its code says; one that returns the code is answered with the code's own sentence.
+struct Refusal : std::runtime_error {
+  Refusal(int refusal_code, const std::string& reason) : std::runtime_error(reason), code(refusal_code) {}
   int code;
 };
+
+// What a code means, in a sentence without a period at its end. Codes of languages are theirs to explain.
+std::string MeaningOf(int code);
 
 #endif

@@ -25,26 +25,32 @@ Dataset LoadData(const std::string& path) {
   return dataset;
 }
 
-// Does what the options ask for. A code says why that cannot be.
-int Prepare(const char* text, Session& session) {
-  const auto refuse = [](int code, const char* reason) {
-    std::fprintf(stderr, "vexaengine: %s\n", reason);
-    return code;
-  };
+// Does what the options ask for. Throws Refusal.
+void Prepare(const char* text, Session& session) {
+  session.options = ParseOptions(text);
+  for (const auto& [name, value] : session.options.environment) setenv(name.c_str(), value.c_str(), 1);
+  session.log = RequestLog(session.options.log);
+  session.Data() = LoadData(session.options.data);
+  session.output.echo = session.options.echo;
+  session.output.files = session.options.output;
+  if (!session.output.Write())
+    throw Refusal(engine_code::kUnreadable, session.output.files + ": the output cannot be written");
+}
+
+// Tells the driver how the start went, and a person why it failed. False where no session comes of it.
+bool Start(DriverLink& link, const char* options, Session& session) {
+  Refusal failure(0, "");
   try {
-    session.options = ParseOptions(text);
-    session.log = RequestLog(session.options.log);
-    session.Data() = LoadData(session.options.data);
-    session.output.files = session.options.output;
-    if (!session.output.Write()) {
-      throw StartFailure(engine_code::kUnreadable, session.output.files + ": the output cannot be written");
-    }
-  } catch (const StartFailure& failure) {
-    return refuse(failure.code, failure.what());
+    if (!link.Watches()) throw Refusal(engine_code::kNoRoom, MeaningOf(engine_code::kNoRoom));
+    Prepare(options, session);
+  } catch (const Refusal& refusal) {
+    failure = refusal;
   } catch (const std::exception&) {
-    return refuse(engine_code::kUnreadable, "the data do not fit into memory");
+    failure = Refusal(engine_code::kUnreadable, session.options.data + ": the data do not fit into memory");
   }
-  return 0;
+  if (failure.code != 0) std::fprintf(stderr, "vexaengine: %s\n", failure.what());
+  if (failure.code == 0 && !link.Channel().Listen()) return false;
+  return link.Report(failure.code, failure.what()) && failure.code == 0;
 }
 
 bool WriteLast(Session& session) {
@@ -70,14 +76,13 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
   std::signal(SIGPIPE, SIG_IGN);  // a driver that is gone shows as a failed write
+  std::signal(SIGXFSZ, SIG_IGN);  // as is a file that may not grow
   std::signal(SIGINT, SIG_IGN);   // meant for the driver, which may go on
   DriverLink link(argv[1], argv[2], argv[3]);
   Session session;
   session.driver_language = argv[3];
   session.driver_channel = HasChannel(argv[3]);
-  const int code = link.Watches() ? Prepare(argv[4], session) : engine_code::kNoRoom;
-  if (code == 0 && !link.Channel().Listen()) return EXIT_FAILURE;
-  if (!link.Report(code) || code != 0) return EXIT_FAILURE;
+  if (!Start(link, argv[4], session)) return EXIT_FAILURE;
   Serve(session, link.Channel());
   // Once the driver was answered that all is over, it may kill the engine in the middle of a file.
   return WriteLast(session) ? EXIT_SUCCESS : EXIT_FAILURE;

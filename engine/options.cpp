@@ -1,33 +1,59 @@
 #include "options.h"
 
+#include <algorithm>
+
 #include "engine_code.h"
 #include "words.h"
 
 namespace {
 
-std::string* Target(Options& options, const Word& word) {
-  if (word.quoted) return nullptr;
-  if (word.text == "-data") return &options.data;
-  if (word.text == "-log") return &options.log;
-  if (word.text == "-output") return &options.output;
-  return nullptr;
+[[noreturn]] void Refuse(const std::string& reason) {
+  throw Refusal(engine_code::kBadOption, "options: " + reason);
+}
+
+void SetFile(std::string& file, const std::string& name, const std::string& value) {
+  if (value.empty()) Refuse(name + " needs a file name");
+  if (!file.empty()) Refuse(name + " is given twice");
+  file = value;
+}
+
+bool MayBeInVariable(char c) {
+  return c == '_' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+void AddVariable(Options& options, const std::string& setting) {
+  const std::size_t sign = setting.find('=');
+  const std::string name = setting.substr(0, sign);
+  if (sign == std::string::npos || name.empty() || (name[0] >= '0' && name[0] <= '9') ||
+      !std::all_of(name.begin(), name.end(), MayBeInVariable)) {
+    Refuse("-env \"" + setting + "\" is not NAME=VALUE, with a name of letters, digits and _");
+  }
+  options.environment.emplace_back(name, setting.substr(sign + 1));
 }
 
 }  // namespace
 
 Options ParseOptions(std::string_view text) {
   const auto words = SplitWords(text);
-  if (!words) throw StartFailure(engine_code::kBadOption, "options: a quote is not closed");
+  if (!words) Refuse("a quote is not closed");
   Options options;
-  for (std::size_t i = 0; i < words->size(); i += 2) {
-    const std::string& name = (*words)[i].text;
-    std::string* target = Target(options, (*words)[i]);
-    if (target == nullptr) throw StartFailure(engine_code::kBadOption, "options: unknown option " + name);
-    if (i + 1 == words->size() || (*words)[i + 1].text.empty()) {
-      throw StartFailure(engine_code::kBadOption, "options: " + name + " needs a file name");
+  for (std::size_t i = 0; i < words->size(); ++i) {
+    const Word& word = (*words)[i];
+    const std::string name = word.quoted ? "\"" + word.text + "\"" : word.text;
+    const auto value = [&] { return ++i < words->size() ? (*words)[i].text : std::string(); };
+    if (name == "-data") {
+      SetFile(options.data, name, value());
+    } else if (name == "-log") {
+      SetFile(options.log, name, value());
+    } else if (name == "-output") {
+      SetFile(options.output, name, value());
+    } else if (name == "-env") {
+      AddVariable(options, value());
+    } else if (name == "-echo") {
+      options.echo = true;
+    } else {
+      Refuse("unknown option " + name);
     }
-    if (!target->empty()) throw StartFailure(engine_code::kBadOption, "options: " + name + " is given twice");
-    *target = (*words)[i + 1].text;
   }
   return options;
 }

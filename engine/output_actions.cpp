@@ -2,6 +2,9 @@
 // texts, procedures and what marks them, graphics of the driver's.
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "commands.h"
 
 namespace {
@@ -75,7 +78,8 @@ int LabelGraphics(Session& session, Texts texts, CleXDSmb&) {
 
 // A file of the driver's. It is shown from where it lies.
 int TakeGraphic(Session& session, Texts texts, CleXDSmb&) {
-  if (access(texts[0].c_str(), R_OK) != 0) return engine_code::kUnreadable;
+  if (access(texts[0].c_str(), R_OK) != 0)
+    throw Refusal(engine_code::kUnreadable, texts[0] + ": " + std::strerror(errno));
   session.output.Add(
       "graphic", {},
       {{"file", texts[0]}, {"title", session.graphics_title}, {"label", session.graphics_label}});

@@ -1,6 +1,7 @@
 #include "output_document.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <new>
@@ -27,6 +28,20 @@ void* AllocateXml(std::size_t size) {
 }  // namespace
 
 bool XmlRanOut() { return std::exchange(xml_ran_out, false); }
+
+void OutputDocument::Post(const std::string& text) {
+  constexpr std::size_t kMostKept = 3000;
+  std::string last = said_last + text.substr(text.size() - std::min(text.size(), kMostKept));
+  if (last.size() > kMostKept) {  // from the start of a line on, where there is one
+    const std::size_t cut = last.size() - kMostKept, line = last.find('\n', cut) + 1;
+    last.erase(0, line != 0 && line < last.size() ? line : cut);
+  }
+  posted += text;
+  said_last = std::move(last);
+  if (!echo) return;
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);
+}
 
 // An entry that could not be made as a whole is none.
 template <class Fill>

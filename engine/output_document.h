@@ -30,14 +30,16 @@ class OutputDocument {
  public:
   using Attributes = std::initializer_list<std::pair<const char*, const std::string&>>;
 
-  std::string files;  // in front of ".txt" and ".html"; empty when the document is not written
+  bool echo = false;      // what is posted is shown on standard output, too
+  std::string said_last;  // the end of what was posted, since whoever asks for it cleared it
+  std::string files;      // in front of ".txt" and ".html"; empty when the document is not written
 
   OutputDocument() : place(xml.append_child("output")) {}
 
   // Adds an element with this text and these attributes.
   pugi::xml_node Add(const char* element, const std::string& text = {}, const Attributes& attributes = {});
   // Texts that are posted one behind the other are one text, until the document is looked at.
-  void Post(const std::string& text) { posted += text; }
+  void Post(const std::string& text);
   // The parts and the command that closes them are one entry, a line each. It comes back as one text.
   void Queue(const std::string& part) { parts += part + '\n'; }
   std::string Submit(const std::string& command);

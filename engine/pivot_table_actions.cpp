@@ -164,26 +164,22 @@ int Date(TableCall& call, Value& value) {
 }
 
 int VariableName(TableCall& call, Value& value) {
-  const Variable* variable = VariableAt(call.session, call.longs[0]);
-  if (variable == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  return Say(value, false, "variableName", variable->name, "", variable->name);
+  const Variable& variable = VariableAt(call.session.Data(), call.longs[0]);
+  return Say(value, false, "variableName", variable.name, "", variable.name);
 }
 
 int VariableNumber(TableCall& call, Value& value) {
-  const Variable* variable = VariableAt(call.session, call.longs[0]);
-  if (variable == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  if (variable->IsText()) return CleXDErrorCode::kWrongType;
+  const Variable& variable = VariableAt(call.session.Data(), call.longs[0]);
+  if (variable.IsText()) return CleXDErrorCode::kWrongType;
   const double number = call.doubles[0];
-  return Say(value, true, "variableValue", variable->name, NumberText(number), ValueText(*variable, number));
+  return Say(value, true, "variableValue", variable.name, NumberText(number), ValueText(variable, number));
 }
 
 int VariableText(TableCall& call, Value& value) {
-  const Variable* variable = VariableAt(call.session, call.longs[0]);
-  if (variable == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  if (!variable->IsText()) return CleXDErrorCode::kWrongType;
+  const Variable& variable = VariableAt(call.session.Data(), call.longs[0]);
+  if (!variable.IsText()) return CleXDErrorCode::kWrongType;
   const std::string& text = call.texts[0];
-  return Say(value, false, "variableValue", variable->name, text,
-             ValueText(*variable, std::string_view(text)));
+  return Say(value, false, "variableValue", variable.name, text, ValueText(variable, std::string_view(text)));
 }
 
 template <ValueMaker make>
@@ -234,10 +230,9 @@ template <int more_decimals>
 int UseFormatOf(Session& session, CleXDSmb& request, CleXDSmb&) {
   const std::optional<int> index = LongArgument(request, 0);
   if (!index) return engine_code::kBadRequest;
-  const Variable* variable = VariableAt(session, index);
-  if (variable == nullptr) return CleXDErrorCode::kIndexOutOfRange;
-  if (variable->IsText()) return CleXDErrorCode::kWrongType;
-  session.style = {variable->format.type, variable->format.decimals + more_decimals};
+  const Variable& variable = VariableAt(session.Data(), index);
+  if (variable.IsText()) return CleXDErrorCode::kWrongType;
+  session.style = {variable.format.type, variable.format.decimals + more_decimals};
   return 0;
 }
 

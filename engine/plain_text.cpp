@@ -59,6 +59,15 @@ std::string Cleaned(std::string_view text) {
   return cleaned;
 }
 
+std::string ReasonText(std::string_view text) {
+  constexpr std::size_t kMostBytes = 4096;
+  std::string reason = Cleaned(text.substr(0, text.find_last_not_of(" \t\r\n") + 1));
+  if (reason.size() <= kMostBytes) return reason;
+  std::size_t end = kMostBytes;
+  while ((reason[end] & 0xC0) == 0x80) --end;  // in front of a character, not within it
+  return reason.substr(0, end);
+}
+
 std::size_t Width(std::string_view text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));

@@ -12,6 +12,8 @@ bool IsUtf8(std::string_view text);
 // The text as XML can hold it: U+FFFD stands for each control character (but tab and line ends) and for each
 // byte that is no UTF-8.
 std::string Cleaned(std::string_view text);
+// A reason as it travels in a reply: cleaned, without line ends behind it, at most 4 KiB.
+std::string ReasonText(std::string_view text);
 // Its characters, as a typewriter counts them.
 std::size_t Width(std::string_view text);
 

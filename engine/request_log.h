@@ -1,4 +1,7 @@
-// A file with a line for each request, for whoever writes a binding: the number and what it was answered.
+// A file with a line for each request, for whoever writes a binding: when it was answered, its name and
+// number, the code and what that means.
+//
+//   2026-11-23 12:51:48.123456 GetVariableName (9): 10 variable 7: the dataset has 3, from 0
 #ifndef REQUEST_LOG_H
 #define REQUEST_LOG_H
 
@@ -7,26 +10,19 @@
 #include <string>
 
 #include "CleXDSmb.h"
-#include "engine_code.h"
 
 class RequestLog {
  public:
   RequestLog() = default;
-  // No log for an empty path. Throws StartFailure.
-  explicit RequestLog(const std::string& path) {
-    if (path.empty()) return;
-    file.reset(std::fopen(path.c_str(), "we"));
-    if (!file) throw StartFailure(engine_code::kUnreadable, path + ": the log cannot be written");
-    std::setvbuf(file.get(), nullptr, _IOLBF, BUFSIZ);
-  }
-  void Note(CleXDSmb::CommandAction action, int code) {
-    if (file) std::fprintf(file.get(), "action %d code %d\n", static_cast<int>(action), code);
-  }
+  // No log for an empty path. Throws Refusal.
+  explicit RequestLog(const std::string& path);
+  void Note(CleXDSmb::CommandAction action, CleXDSmb& reply);
 
  private:
   struct Closer {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
   };
+  std::string file_name;
   std::unique_ptr<std::FILE, Closer> file;
 };
 

@@ -20,7 +20,7 @@ bool Serve(Session& session, ApiChannel& channel) {
     }
     const Action action = request.GetCommandAction();
     const std::unique_ptr<char[]> image(reply.GetBinaryData());  // a block never frees its binary string
-    session.log.Note(action, reply.GetErrorCode());
+    session.log.Note(action, reply);
     if (wanted && !channel.Reply(reply)) return false;
     if (action == Action::StopReceiveXdApiThread && !first_level) return true;
   }

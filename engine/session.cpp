@@ -51,16 +51,31 @@ bool IsGoodbye(CleXDSmb& request) {
   return request.GetCommandAction() == Action::None && LongArgument(request, 0) == kGoodbye;
 }
 
-Variable* At(Dataset& dataset, int index) {
-  const auto at = static_cast<std::size_t>(index);  // a negative one is past the end
-  return at < dataset.variables.size() ? &dataset.variables[at] : nullptr;
+// What travels with an answer has no room for a reason: the driver reads it.
+bool ComesWithAnswer(int code) {
+  return code == 0 || code == CleXDErrorCode::kEndOfData || code == CleXDErrorCode::kEndOfSplit ||
+         code == CleXDErrorCode::kNoActiveName;
+}
+
+void Refuse(CleXDSmb& reply, int code, const std::string& reason) {
+  reply.SetErrorCode(code);
+  if (ComesWithAnswer(code)) return;
+  delete[] reply.GetBinaryData();
+  reply.CleanUp();
+  reply.SetErrorCode(code);
+  reply.SetString(ReasonText(reason));
+}
+
+const std::string& TakeName(Arguments& arguments) {
+  const std::string* const name = arguments.TakeText();
+  if (name == nullptr) throw Refusal(engine_code::kBadRequest, "the request lacks a name");
+  return *name;
 }
 
 Selected VariableOf(Dataset& dataset, Arguments& arguments) {
   const std::optional<int> index = arguments.TakeLong();
-  if (!index) return {engine_code::kBadRequest};
-  Variable* const variable = At(dataset, *index);
-  return {variable != nullptr ? 0 : CleXDErrorCode::kIndexOutOfRange, &dataset, variable};
+  if (!index) throw Refusal(engine_code::kBadRequest, "the request lacks the index of a variable");
+  return {&dataset, &VariableAt(dataset, index)};
 }
 
 }  // namespace
@@ -82,18 +97,14 @@ void AllocateBlock(CleXDSmb& reply, std::size_t bytes) {
   if (reply.GetVoidData(length) == nullptr) throw std::bad_alloc();
 }
 
-Variable* VariableAt(Session& session, std::optional<int> index) {
-  return At(session.Data(), index.value_or(-1));
-}
-
-Selected ActiveDataset(Session& session, Arguments&) { return {0, &session.Data(), nullptr}; }
+Selected ActiveDataset(Session& session, Arguments&) { return {&session.Data(), nullptr}; }
 
 Selected StepDataset(Session& session, Arguments& arguments) {
-  if (!session.datasets.StepOpen()) return {CleXDErrorCode::kNoStepOpen};
-  const std::string* name = arguments.TakeText();
-  if (name == nullptr) return {engine_code::kBadRequest};
-  Dataset* const dataset = session.datasets.FindInStep(*name);
-  return {dataset != nullptr ? 0 : CleXDErrorCode::kUnknownDataset, dataset};
+  if (!session.datasets.StepOpen()) throw Refusal(CleXDErrorCode::kNoStepOpen, "no data step is open");
+  const std::string& name = TakeName(arguments);
+  Dataset* const dataset = session.datasets.FindInStep(name);
+  if (dataset == nullptr) throw Refusal(CleXDErrorCode::kUnknownDataset, name + " is not in the data step");
+  return {dataset, nullptr};
 }
 
 Selected ActiveVariable(Session& session, Arguments& arguments) {
@@ -101,30 +112,30 @@ Selected ActiveVariable(Session& session, Arguments& arguments) {
 }
 
 Selected StepVariable(Session& session, Arguments& arguments) {
-  const Selected step = StepDataset(session, arguments);
-  return step.code == 0 ? VariableOf(*step.dataset, arguments) : step;
+  return VariableOf(*StepDataset(session, arguments).dataset, arguments);
 }
 
 Selected NamedVariable(Session& session, Arguments& arguments) {
-  const std::string* name = arguments.TakeText();
-  if (name == nullptr) return {engine_code::kBadRequest};
+  const std::string& name = TakeName(arguments);
   for (Variable& variable : session.declared.variables) {
-    if (SameName(variable.name, *name)) return {0, &session.Data(), &variable};
+    if (SameName(variable.name, name)) return {&session.Data(), &variable};
   }
-  Variable* const variable = session.Data().Find(*name);
-  return {variable != nullptr ? 0 : engine_code::kUnknownName, &session.Data(), variable};
+  return {&session.Data(), &VariableNamed(session.Data(), name)};
 }
 
 // What a handler throws says that memory, threads or descriptors have run out; it has changed nothing then.
-int Session::Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply) {
+void Session::Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply) {
+  int code = engine_code::kNoRoom;
+  std::string reason;
   try {
-    const int code = handler(*this, request, reply);
-    if (!XmlRanOut()) return code;
+    const int handled = handler(*this, request, reply);
+    if (!XmlRanOut()) code = handled;
+  } catch (const Refusal& refusal) {
+    code = refusal.code;
+    reason = refusal.what();
   } catch (const std::exception&) {
   }
-  delete[] reply.GetBinaryData();
-  reply.CleanUp();
-  return engine_code::kNoRoom;
+  Refuse(reply, code, reason.empty() ? MeaningOf(code) : reason);
 }
 
 bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
@@ -135,8 +146,11 @@ bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
     return false;
   }
   const auto found = table.find(request.GetCommandAction());
-  const int code = found != table.end() ? Handle(found->second, request, reply) : engine_code::kUnknownAction;
   reply.SetCommandAction(request.GetCommandAction());
-  reply.SetErrorCode(code);
+  if (found != table.end()) {
+    Handle(found->second, request, reply);
+  } else {
+    Refuse(reply, engine_code::kUnknownAction, MeaningOf(engine_code::kUnknownAction));
+  }
   return true;
 }

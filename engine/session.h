@@ -20,6 +20,7 @@
 #include "options.h"
 #include "output_document.h"
 #include "plain_text.h"
+#include "refusals.h"
 #include "request_log.h"
 #include "stream_socket.h"
 
@@ -60,7 +61,8 @@ struct Settings {
 };
 
 struct Session;
-// Reads its arguments out of the request and puts its results into the reply; returns the reply's code.
+// Reads its arguments out of the request and puts its results into the reply; returns the reply's code, or
+// throws a Refusal.
 using Handler = int (*)(Session&, CleXDSmb& request, CleXDSmb& reply);
 
 struct Session {
@@ -87,12 +89,13 @@ struct Session {
   bool output_written = false;  // for the last time
   bool ended = false;           // the driver said so
 
-  // Serves one request. False when the driver waits for no reply.
+  // Serves one request. False when the driver waits for no reply. A reply with a code has the reason as its
+  // first text, and nothing else.
   bool Serve(CleXDSmb& request, CleXDSmb& reply);
   Dataset& Data() { return datasets.Active(); }
 
  private:
-  int Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply);
+  void Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply);
 };
 
 struct ActionEntry {
@@ -119,8 +122,6 @@ std::optional<int> LongArgument(CleXDSmb& request, std::size_t index);
 const std::string* TextArgument(CleXDSmb& request, std::size_t index);
 // Room for a block of bytes in the reply. Throws std::bad_alloc.
 void AllocateBlock(CleXDSmb& reply, std::size_t bytes);
-// The variable of the active dataset at that index; null when it is none.
-Variable* VariableAt(Session& session, std::optional<int> index);
 
 // Requests that carry `count` texts: the handler is called for those alone.
 using TextHandler = int (*)(Session&, std::span<const std::string> texts, CleXDSmb& reply);

@@ -71,7 +71,7 @@ int Setting(Session& session, CleXDSmb& request, CleXDSmb& reply) {
     return 0;
   }
   const std::string* otherwise = TextArgument(request, 1);
-  if (otherwise == nullptr) return engine_code::kUnknownName;
+  if (otherwise == nullptr) RefuseName("setting", *name);
   reply.SetString(*otherwise);
   return 0;
 }

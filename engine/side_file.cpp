@@ -248,8 +248,7 @@ void ReadSideFile(const std::string& path, Dataset& dataset) {
       if (!words) throw BadStatement("a quote is not closed");
       Obey(dataset, current, *words);
     } catch (const BadStatement& bad) {
-      throw StartFailure(engine_code::kBadSideFile,
-                         path + ":" + std::to_string(line_number) + ": " + bad.what());
+      throw Refusal(engine_code::kBadSideFile, path + ":" + std::to_string(line_number) + ": " + bad.what());
     }
   }
 }

@@ -13,7 +13,7 @@
 
 #include "dataset.h"
 
-// Does nothing when there is no file of that name. Throws StartFailure, naming file and line.
+// Does nothing when there is no file of that name. Throws Refusal, naming file and line.
 void ReadSideFile(const std::string& path, Dataset& dataset);
 
 #endif

@@ -21,8 +21,7 @@ int AcceptConnection(Session& session, CleXDSmb&, CleXDSmb&) {
 // The last row of each run of cases with the same values of the split variables.
 std::vector<int> SplitEnds(Dataset& dataset) {
   std::vector<int> ends;
-  Columns splits;
-  if (!dataset.splits.empty()) FindColumns(dataset, dataset.splits, splits);
+  const Columns splits = dataset.splits.empty() ? Columns() : FindColumns(dataset, dataset.splits);
   for (std::size_t row = 0; row < dataset.CaseCount(); ++row) {
     const bool last = row + 1 == dataset.CaseCount();
     if (last || RowsOf(dataset, splits, row, 1) != RowsOf(dataset, splits, row + 1, 1)) {
@@ -35,14 +34,11 @@ std::vector<int> SplitEnds(Dataset& dataset) {
 // In place of what was in the file. No variables: all of them.
 int SaveRows(Session& session, CleXDSmb& request, CleXDSmb&) {
   Arguments arguments(request);
-  const Selected selected = StepDataset(session, arguments);
-  if (selected.code != 0) return selected.code;
-  Dataset& dataset = *selected.dataset;
-  Columns columns;
-  if (arguments.Longs().empty()) FindColumns(dataset, {}, columns);
+  Dataset& dataset = *StepDataset(session, arguments).dataset;
+  Columns columns = arguments.Longs().empty() ? FindColumns(dataset, {}) : Columns();
   for (const int index : arguments.Longs()) {
+    VariableAt(dataset, index);
     columns.push_back(static_cast<std::size_t>(index));
-    if (columns.back() >= dataset.variables.size()) return CleXDErrorCode::kIndexOutOfRange;
   }
   TempFile aside;
   aside.file.reset(std::tmpfile());
@@ -62,8 +58,7 @@ int SaveRows(Session& session, CleXDSmb& request, CleXDSmb&) {
 // by name and must be of the same type.
 int LoadRows(Session& session, CleXDSmb& request, CleXDSmb&) {
   Arguments arguments(request);
-  const Selected selected = StepDataset(session, arguments);
-  if (selected.code != 0) return selected.code;
+  Dataset& dataset = *StepDataset(session, arguments).dataset;
   const TempFile& aside = session.temp_file;
   const int first = arguments.TakeLong().value_or(-1);
   const int last = arguments.TakeLong().value_or(-1);
@@ -71,12 +66,12 @@ int LoadRows(Session& session, CleXDSmb& request, CleXDSmb&) {
   if (first < 0 || last < first || last >= aside.rows) return CleXDErrorCode::kRowOutOfRange;
   Columns columns;
   for (const Variable& saved : aside.variables) {
-    const Variable* const variable = selected.dataset->Find(saved.name);
-    if (variable == nullptr) return engine_code::kUnknownName;
-    if (variable->width != saved.width) return CleXDErrorCode::kWrongType;
-    columns.push_back(static_cast<std::size_t>(variable - selected.dataset->variables.data()));
+    const Variable& variable = VariableNamed(dataset, saved.name);
+    if (variable.width != saved.width)
+      throw Refusal(CleXDErrorCode::kWrongType, saved.name + " was saved with another type");
+    columns.push_back(static_cast<std::size_t>(&variable - dataset.variables.data()));
   }
-  const std::size_t row_bytes = RowBytes(*selected.dataset, columns);
+  const std::size_t row_bytes = RowBytes(dataset, columns);
   const auto count = static_cast<std::size_t>(last - first) + 1;
   std::string rows(count * row_bytes, '\0');
   if (std::fseek(aside.file.get(), static_cast<long>(static_cast<std::size_t>(first) * row_bytes),
@@ -84,7 +79,7 @@ int LoadRows(Session& session, CleXDSmb& request, CleXDSmb&) {
       std::fread(rows.data(), 1, rows.size(), aside.file.get()) != rows.size()) {
     return engine_code::kUnreadable;
   }
-  AppendRows(*selected.dataset, columns, rows.data(), count);
+  AppendRows(dataset, columns, rows.data(), count);
   return 0;
 }
 

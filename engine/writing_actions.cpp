@@ -24,9 +24,9 @@ int Declare(Session& session, std::span<const std::string> names, std::span<cons
   AddNames(taken, session.Data().variables);
   AddNames(taken, declared);
   for (std::size_t i = 0; i < names.size(); ++i) {
-    if (JudgeName(names[i]) != NameVerdict::Good) return engine_code::kBadName;
+    RequireName(names[i]);
     if (widths[i] < 0 || static_cast<std::size_t>(widths[i]) > kMaxTextWidth) return engine_code::kBadRequest;
-    if (!taken.insert(Folded(names[i])).second) return engine_code::kBadName;
+    if (!taken.insert(Folded(names[i])).second) RefuseTaken(names[i]);
     declared.emplace_back(names[i], widths[i]);
   }
   session.declared.variables = std::move(declared);
@@ -91,15 +91,14 @@ int StoreValues(Dataset& data, CleXDSmb& request, const std::function<Unit*()>& 
   std::vector<const Variable*> variables;
   variables.reserve(numbers.size() + texts.size());
   for (const auto names : {number_names, text_names}) {
-    for (const std::string& name : names) variables.push_back(data.Find(name));
+    for (const std::string& name : names) variables.push_back(&VariableNamed(data, name));
   }
   for (std::size_t i = 0; i < variables.size(); ++i) {
     const bool is_text = i >= numbers.size();
-    if (variables[i] == nullptr) return engine_code::kUnknownName;
-    if (variables[i]->IsText() != is_text) return CleXDErrorCode::kWrongType;
-    if (is_text && texts[i - numbers.size()].size() > static_cast<std::size_t>(variables[i]->width)) {
-      return engine_code::kTooWide;
-    }
+    const Variable& variable = *variables[i];
+    if (variable.IsText() != is_text) RefuseType(variable);
+    if (is_text && texts[i - numbers.size()].size() > static_cast<std::size_t>(variable.width))
+      RefuseWidth(variable, texts[i - numbers.size()].size());
   }
   Unit* const units = place();
   for (std::size_t i = 0; i < variables.size(); ++i) {
@@ -153,10 +152,11 @@ int CommitMany(Session& session, CleXDSmb& request, CleXDSmb&) {
     return engine_code::kBadRequest;
   }
   Dataset& data = session.Data();
-  Columns columns;
-  if (!FindColumns(data, names, columns)) return engine_code::kUnknownName;
+  const Columns columns = FindColumns(data, names);
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (data.variables[columns[i]].width != widths[0].Values()[i]) return CleXDErrorCode::kWrongType;
+    const Variable& variable = data.variables[columns[i]];
+    if (variable.width != widths[0].Values()[i])
+      throw Refusal(CleXDErrorCode::kWrongType, variable.name + " has another type");
   }
   int bytes = 0;
   const void* const rows = request.GetVoidData(bytes);

@@ -66,8 +66,8 @@ int Evaluate(Session& session, Texts texts, CleXDSmb& reply) {
       found.sort();
       for (const pugi::xpath_node& node : found) reply.SetString(TextOf(node));
     }
-  } catch (const pugi::xpath_exception&) {
-    return engine_code::kBadXPath;
+  } catch (const pugi::xpath_exception& fault) {
+    throw Refusal(engine_code::kBadXPath, fault.what());
   }
   return 0;
 }
@@ -101,7 +101,7 @@ int Tags(Session& session, CleXDSmb&, CleXDSmb& reply) {
 int Image(Session& session, Texts texts, CleXDSmb& reply) {
   if (FindSnapshot(session, texts[0]) == nullptr) return engine_code::kNoHandle;
   const Variable* variable = session.Data().Find(texts[1]);
-  if (variable == nullptr) return engine_code::kUnknownName;
+  if (variable == nullptr) RefuseName("variable", texts[1]);
   if (variable->IsText()) return CleXDErrorCode::kWrongType;
   const std::string png = HistogramPng(session.Data(), *variable);
   reply.SetString("image/png");

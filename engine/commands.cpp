@@ -7,6 +7,7 @@
 #include "csv_reader.h"
 #include "csv_writer.h"
 #include "language_run.h"
+#include "reasons.h"
 #include "side_file.h"
 #include "words.h"
 
@@ -132,8 +133,9 @@ int Run(Session& session, std::string_view text) {
     return get ? GetCsv(session, *command) : SaveCsv(session, *command);
   }
   if (type != "BINARYSTREAM")
-    throw Refusal(engine_code::kBadCommand, type == "CSV" ? command->verb + " lacks its /FILE, a path in double quotes"
-                                                          : command->verb + ": /TYPE is CSV or BINARYSTREAM");
+    throw Refusal(engine_code::kBadCommand, type == "CSV"
+                                                ? command->verb + " lacks its /FILE, a path in double quotes"
+                                                : command->verb + ": /TYPE is CSV or BINARYSTREAM");
   const auto port = ParseNumber(command->Word("/SOCKET"));
   if (!port || *port != session.socket.Port() || !session.socket.Connected())
     return engine_code::kNoConnection;
@@ -157,13 +159,14 @@ std::string OpenedLanguage(std::string_view line) {
   return opens ? Upper((*words)[1].text.substr(0, (*words)[1].text.size() - 1)) : std::string();
 }
 
-// What a block wrote last tells as a rule why it failed.
+// Where the language does not say why, what a block wrote last tells it as a rule.
 int RunLines(Session& session, const std::string& language, std::vector<std::string> lines) {
   session.output.said_last.clear();
   const int code = RunBlock(session, language, std::move(lines));
   if (code == 0) return 0;
-  std::string reason = language + ": " + MeaningOf(code);
-  if (!session.output.said_last.empty()) reason += "\n" + session.output.said_last;
+  const std::string known = TakeReason(code);
+  std::string reason = language + ": " + (known.empty() ? MeaningOf(code) : known);
+  if (known.empty() && !session.output.said_last.empty()) reason += "\n" + session.output.said_last;
   throw Refusal(code, reason);
 }
 

@@ -122,7 +122,7 @@ TEST_F(RunSession, ServesEachBackendUntilItIsTold) {
 TEST_F(RunSession, EndsACommandThreadThatNobodyStops) {
   ScriptedPeer peer(Channel() + "0");
   Start("exec 4<> \"$1$2${3}_s\"");
-  EXPECT_GE(Stop(peer), 6000);
+  EXPECT_GE(Stop(peer), 5000);
   EXPECT_TRUE(Traced("Cmd Dispatcher thread can't exit timely.") && cmdThread == nullptr);
 }
 

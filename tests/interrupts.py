@@ -9,6 +9,7 @@ import tempfile
 import threading
 import time
 import unittest
+import unittest.mock
 
 import vexaxd
 
@@ -101,6 +102,7 @@ class Interrupts(unittest.TestCase):
                 vexaxd.Submit(SLEEP.format(1))
             self.assertTrue(vexaxd.IsXDriven())
 
+    @unittest.mock.patch.dict(os.environ, {"VEXA_QUICK": ""})
     def test_control_c_ends_a_start(self):
         self.interrupted(lambda: vexaxd.StartVexa(f"-data {self.data}"))
         self.assertFalse(vexaxd.IsBackendReady())

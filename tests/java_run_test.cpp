@@ -62,7 +62,8 @@ TEST_F(JavaRunTest, FailuresHaveACodeAndAReasonAndHarmNobody) {
     const char* reason;
   } cases[] = {
       {"throws", kPlayed + "fail", kNotDone, "IllegalStateException: on purpose\n\tat PlayedExtension."},
-      {"gets a code", kPlayed + "ask too much", kNotDone, "VexaException: GetVariableName: an index is out of range"},
+      {"gets a code", kPlayed + "ask too much", kNotDone,
+       "VexaException: GetVariableName: an index is out of range"},
       {"leaves", kPlayed + "exit", kNotDone, ""},
       {"is killed", kPlayed + "die", kNotDone, ""},
       {"is not there", "Nowhere\nfail", kJavaNotAlive, "ClassNotFoundException: Nowhere"},

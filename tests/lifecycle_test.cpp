@@ -128,6 +128,7 @@ TEST_F(Lifecycle, BackendGetsArgumentsAndAnEnvironmentOfItsOwn) {
   SetEnvironment("PATH", "/usr/bin:/bin");
   SetEnvironment("LD_LIBRARY_PATH", nullptr);
   SetEnvironment("LEAKED", "1");
+  SetEnvironment("VEXA_QUICK", "yes");
   EXPECT_EQ(StartVexa("x y"), 99107);
   char pid[9];
   std::snprintf(pid, sizeof pid, "%04x", static_cast<unsigned>(getpid()));
@@ -135,7 +136,7 @@ TEST_F(Lifecycle, BackendGetsArgumentsAndAnEnvironmentOfItsOwn) {
   EXPECT_EQ(Dump(), temp.path() + "/|" + pid + "|R| x y|SHELL=/bin/bash\nVEXA_HOME=" + at +
                         "\nLD_LIBRARY_PATH=" + at + "/lib:" + at + "/common/ext/bin/vexa.common:" + at +
                         "/ext/bin/vexa.common:" + at + "/JRE/lib\nPATH=" + at +
-                        "/bin:/usr/bin:/bin\nTERM=\nTMPDIR=/var/tmp\nHOME=\n");
+                        "/bin:/usr/bin:/bin\nTERM=\nVEXA_QUICK=yes\nTMPDIR=/var/tmp\nHOME=\n");
 }
 
 TEST_F(Lifecycle, OptionsAreTakenOutOfTheCommandLine) {

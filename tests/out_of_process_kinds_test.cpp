@@ -16,6 +16,8 @@ namespace {
 
 class RProcess : public OutOfProcess {
  protected:
+  RProcess() { SetEnvironment("VEXA_QUICK", nullptr); }  // the script's first prompts come in one piece
+
   // A script that begins behind the three prompts of the start.
   int StartR(const std::string& script) {
     Make("R", "Welcome to R> \n|>| ;> ;> ;" + script);

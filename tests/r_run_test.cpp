@@ -65,7 +65,8 @@ TEST_F(RRunTest, EveryBlockEndsAtAPlainPrompt) {
       {"a failing line", "stop('oops')\ncat('on ')", "Error: oops\non next\n"},
       {"a failing call",
        "r <- tryCatch(GetVariableName(99), vexaError = function(e) cat(e$code, ''))\nGetVariableName(99)",
-       "10 Error: GetVariableName: an index is out of range, or there is no case in hand (10)\nnext\n"},
+       "10 Error: GetVariableName: an index is out of range, or there is no case in hand (10): "
+       "variable 99: the dataset has 7, from 0\nnext\n"},
       {"an expression that END closes", "y <- 1 +", "Error: object 'END' not found\nnext\n"},
       {"a brace", "f <- function() {", "Error: the block ends within an expression\nnext\n"},
       {"a text", "y <- 'a", "Error: the block ends within an expression\nnext\n"},

@@ -85,7 +85,8 @@ int NoteFailure(int code, const char* function) noexcept try {
 
 const char* VexaLastError() try {
   if (last.code == 0) return "";
-  last.told = std::string(last.function) + ": " + MeaningOf(last.code) + " (" + std::to_string(last.code) + ")";
+  last.told =
+      std::string(last.function) + ": " + MeaningOf(last.code) + " (" + std::to_string(last.code) + ")";
   if (!last.reason.empty()) last.told += ": " + last.reason;
   return last.told.c_str();
 } catch (...) {

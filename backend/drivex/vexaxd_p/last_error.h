@@ -7,9 +7,9 @@ void BeginCall() noexcept;
 
 int NoteFailure(int code, const char* function) noexcept;
 
-// Notes the code, unless it is 0, as the failure of that function of the interface, with the reason that was noted
-// for it. A function that hands on the code of another one that it called takes the failure over, words and all.
-// Returns the code.
+// Notes the code, unless it is 0, as the failure of that function of the interface, with the reason that was
+// noted for it. A function that hands on the code of another one that it called takes the failure over, words
+// and all. Returns the code.
 inline int Failed(int code, const char* function = __builtin_FUNCTION()) noexcept {
   return code == 0 ? 0 : NoteFailure(code, function);
 }

@@ -8,7 +8,8 @@
 //   int execute_x(char* lines)                             a block
 //   int post_action(void)                                  after each block that ran
 //   int stop_embedded_x(void)
-//   const char* last_error_x(void)                         may be missing; behind any code but 0: why, in words
+//   const char* last_error_x(void)                         may be missing; behind any code but 0: why, in
+//   words
 //
 // The constructor loads the library and reports nothing: a failure waits as the last result, and is what each
 // operation gives whose function was not found.

@@ -26,8 +26,8 @@ pid_t StartChild(const char* program, char* const* argv, char* const* envp,
 // is.
 bool ChildAlive(pid_t child);
 
-// In words how the child that was started with that program came to its end: for the child whose end was seen last, with
-// its status. Of one that was not executed, why.
+// In words how the child that was started with that program came to its end: for the child whose end was seen
+// last, with its status. Of one that was not executed, why.
 std::string HowChildEnded(const std::string& program, pid_t child);
 
 // The backend that this process started, -1 for none. These two are called while nobody else waits for it;

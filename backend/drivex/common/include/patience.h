@@ -27,8 +27,8 @@ int AwaitEvents(int descriptor, short events, const Patience& patience);
 // Sleeps that long whatever signals come; msleep ends at the first.
 void Pause(int milliseconds);
 
-// VEXA_QUICK is in the environment: nobody pauses for a program to fail in, or to end in, where its first word or its
-// end tells by itself.
+// VEXA_QUICK is in the environment: nobody pauses for a program to fail in, or to end in, where its first
+// word or its end tells by itself.
 bool Quick();
 // Lets a program fail that fails at once.
 void PauseForStart(int milliseconds);

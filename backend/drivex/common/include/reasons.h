@@ -1,5 +1,5 @@
-// Why something failed, in words for a person, beside the code that travels through the layers: who knows more than
-// the code notes it, and who tells a caller of the failure takes it.
+// Why something failed, in words for a person, beside the code that travels through the layers: who knows
+// more than the code notes it, and who tells a caller of the failure takes it.
 #ifndef REASONS_H
 #define REASONS_H
 
@@ -7,12 +7,14 @@
 #include <string>
 #include <string_view>
 
-// Notes the reason of a failure with that code on this thread, in place of the one it had. Nothing of it throws; without
-// memory there is no reason.
+#include "vexa_api.h"
+
+// Notes the reason of a failure with that code on this thread, in place of the one it had. Nothing of it
+// throws; without memory there is no reason.
 void NoteReason(int code, std::string_view reason) noexcept;
-// The reason for this code: this thread's last one, else, where another thread of this process runs or starts a
-// language, that thread's. Empty when there is none. It is told once.
-std::string TakeReason(int code);
+// The reason for this code: this thread's last one, else, where another thread of this process runs or starts
+// a language, that thread's. Empty when there is none. It is told once.
+VEXA_API std::string TakeReason(int code);
 // What this thread noted so far is of no use any more.
 void ForgetReasons() noexcept;
 

@@ -48,7 +48,8 @@ std::string LastOf(std::string_view reason) {
   constexpr std::size_t kMostBytes = 4000;
   if (reason.size() <= kMostBytes) return std::string(reason);
   reason.remove_prefix(reason.size() - kMostBytes);
-  while (!reason.empty() && (static_cast<unsigned char>(reason.front()) & 0xc0) == 0x80) reason.remove_prefix(1);
+  while (!reason.empty() && (static_cast<unsigned char>(reason.front()) & 0xc0) == 0x80)
+    reason.remove_prefix(1);
   return "..." + std::string(reason);
 }
 

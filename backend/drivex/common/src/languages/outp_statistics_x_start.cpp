@@ -160,8 +160,7 @@ int OutpStatisticsX::stat_start_java() {
   int code = socket->AcceptSocketOf(process,
                                     [&] { return ProcessAlive() && std::chrono::steady_clock::now() < end; });
   PauseForStart(kStartMilliseconds);
-  if (!isXProcessActive())
-    code = Because(CleXDErrorCode::kJavaNotAlive, HowChildEnded(program, started));
+  if (!isXProcessActive()) code = Because(CleXDErrorCode::kJavaNotAlive, HowChildEnded(program, started));
   if (code != 0) KillProcess();
   DxTraceError("stat_start_java result", code);
   return code;

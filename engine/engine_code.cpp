@@ -13,15 +13,6 @@ struct Meaning {
 };
 
 constexpr Meaning kMeanings[] = {
-    {CleXDErrorCode::kIndexOutOfRange, "an index is out of range, or there is no case yet to read from"},
-    {CleXDErrorCode::kEndOfData, "the data have ended"},
-    {CleXDErrorCode::kWrongType, "a number is asked of a text, or a text of a number"},
-    {CleXDErrorCode::kNumberOfString, "the cell holds a text"},
-    {CleXDErrorCode::kTextOfNumber, "the cell holds a number"},
-    {CleXDErrorCode::kUnknownDataset, "there is no such dataset in the data step"},
-    {CleXDErrorCode::kNoStepOpen, "no data step is open"},
-    {CleXDErrorCode::kNoActiveName, "the active dataset has no name"},
-    {CleXDErrorCode::kRowOutOfRange, "a row is out of range"},
     {engine_code::kBadOption, "bad options"},
     {engine_code::kUnreadable, "a file cannot be read or written"},
     {engine_code::kBadData, "malformed data"},
@@ -56,9 +47,6 @@ constexpr Meaning kMeanings[] = {
     {engine_code::kNotDone, "the extension ended before its work was done"},
     {engine_code::kLanguageBusy, "R runs no block within a block of R"},
     {engine_code::kNoRoom, "memory, threads or descriptors have run out"},
-    {3001, "an exception that the block did not catch"},
-    {3002, "the lines are no program of the language"},
-    {3003, "there is no interpreter: its runtime or its modules cannot be loaded"},
     {engine_code::kAbandoned,
      "the process around this block has died, and nobody waits for the block any more"},
 };
@@ -68,5 +56,7 @@ constexpr Meaning kMeanings[] = {
 std::string MeaningOf(int code) {
   const auto found = std::find_if(std::begin(kMeanings), std::end(kMeanings),
                                   [code](const Meaning& meaning) { return meaning.code == code; });
-  return found != std::end(kMeanings) ? found->sentence : "code " + std::to_string(code);
+  if (found != std::end(kMeanings)) return found->sentence;
+  const char* const of_library = CleXDErrorCode::MeaningOf(code);
+  return of_library != nullptr ? of_library : "code " + std::to_string(code);
 }

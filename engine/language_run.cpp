@@ -20,6 +20,7 @@
 #include "drivex.h"
 #include "dxglobals.h"
 #include "java_block.h"
+#include "reasons.h"
 #include "serving.h"
 #include "xpipemanager.h"
 
@@ -208,7 +209,9 @@ bool CannotNest(const std::string& language) {
 
 int RunBlock(Session& session, const std::string& language, std::vector<std::string> lines) {
   VexaDXConfigReader* const configuration = VexaDXConfigReader::GetInstance();
-  if (!configuration->IsSupportLanguage(language)) return engine_code::kNoLanguage;
+  if (!configuration->IsSupportLanguage(language))
+    return Because(engine_code::kNoLanguage, "it is not among the languages of ",
+                   configuration->ConfigPath());
   session.languages.insert(language);
   XConfigOptions* const options = configuration->GetOptions(language);
   if (session.run_ends.size() == kMostRuns || !DescriptorsAreThere()) return engine_code::kNoRoom;

@@ -712,16 +712,37 @@ _watch_signals()
 # --- Beyond the header ---
 
 
+_HANDED_ON = ("DISPLAY", "XAUTHORITY", "LANG", "LC_ALL", "TZ")
+
+
+def _quoted(word):
+    return '"' + word.replace('"', '""') + '"'
+
+
 @contextlib.contextmanager
-def session(commandLine=""):
-    """StartVexa and, whatever happens, StopVexa. A backend that runs already is used and left running. Unless
-    VEXADXTEMP names a directory for the fifos, one of the user's own is made, and removed when the program ends."""
+def session(commandLine="", env=None, echo=None):
+    """StartVexa and, whatever happens, StopVexa. A backend that runs already is used and left running.
+
+    What the backend starts, such as a language, gets DISPLAY, XAUTHORITY, LANG, LC_ALL and TZ of this program, and what
+    `env`, a dict, names beside them or, with None for a value, takes away. With `echo`, what commands and blocks write is
+    shown on standard output as it comes; the default is to show it where this is a script on a terminal. Both are options
+    of the practice engine, -env and -echo: for another backend pass env={} and echo=False.
+
+    Sets VEXA_QUICK unless the program has set it, so that neither start nor stop pauses; and unless VEXADXTEMP names a
+    directory for the fifos, one of the user's own is made, and removed when the program ends."""
     if IsBackendReady():
         yield
         return
+    os.environ.setdefault("VEXA_QUICK", "1")
     if "VEXADXTEMP" not in os.environ:
         os.environ["VEXADXTEMP"] = directory = tempfile.mkdtemp(prefix="vexa_")
         atexit.register(shutil.rmtree, directory, ignore_errors=True)
+    if env != {}:
+        handed_on = {name: os.environ[name] for name in _HANDED_ON if name in os.environ} | (env or {})
+        for name, value in handed_on.items():
+            commandLine += "" if value is None else " -env " + _quoted(f"{name}={value}")
+    if echo or echo is None and sys.stdout is not None and sys.stdout.isatty() and not hasattr(sys, "ps1"):
+        commandLine += " -echo"
     try:
         StartVexa(commandLine)
         yield

@@ -273,6 +273,7 @@ int BringUp(const StartOptions& options) {
   int code = interrupted ? CleXDErrorCode::kInterrupted : ReceiveXDApiResult(report, resultPipe);
   if (code == 0) code = report.GetErrorCode();
   if (NotReached(code) && !interrupted && !BackendAlive()) died();
+  if (code != 0 && !not_made.empty()) NoteReason(code, not_made);
   if (code != 0) NoteWordsOf(report, code);
   if (code == 0 && dispatcher != nullptr) ServeCommands(dispatcher);
   if (code != 0) {

@@ -42,14 +42,17 @@ extern "C" {
 VEXA_API void SetXNameAndSHome(const char* xname, const char* home);
 
 /* Starts the backend, `bin/StartXD` under the home, as a child process, and waits for its first message.
- * Takes at least one second. `commandLine` goes to the backend behind a blank; null counts as empty. At its
- * beginning it may hold
- * "-vexahome=DIR," and "-language=NAME,", each up to the comma or the end; anywhere "-temppath DIR": these
- * are taken out. The fifos are made in the first of VEXADXTEMP, TEMP, TMP, tmp that the environment has, else
- * in /tmp/: under names that others can compute, so the directory should belong to the user alone (mode
- * 0700). Returns 0, also when a backend is ready already; 17 when there is no `bin/StartXD` (said on standard
- * output); 99107 when the process ended within its first second or before its first message; else the code of
- * that message, or 99103, 99104 from its pipe, with the process ended. No time limit while the process lives.
+ * Takes at least one second, unless VEXA_QUICK is in the environment and not empty: then as long as the
+ * backend takes to come up. `commandLine` goes to the backend behind a blank; null counts as empty. At its
+ * beginning it may hold "-vexahome=DIR," and "-language=NAME,", each up to the comma or the end; anywhere
+ * "-temppath DIR": these are taken out. The language and the temp path have no effect (SetXNameAndSHome sets
+ * the one, the environment the other). The backend's environment is made anew: SHELL, VEXA_HOME, the library
+ * search path, PATH, TERM, VEXA_QUICK, TMPDIR and HOME, and nothing else of this process's. The fifos are
+ * made in the first of VEXADXTEMP, TEMP, TMP, tmp that the environment has, else in /tmp/: under names that
+ * others can compute, so the directory should belong to the user alone (mode 0700). Returns 0, also when a
+ * backend is ready already; 17 when there is no `bin/StartXD` (said on standard output); 99107 when the
+ * process ended within its first second or before its first message; else the code of that message, or 99103,
+ * 99104 from its pipe, with the process ended. No time limit while the process lives.
  */
 VEXA_API int StartVexa(const char* commandLine);
 
@@ -61,9 +64,11 @@ VEXA_API bool IsBackendReady(void);
 VEXA_API bool IsXDriven(void);
 
 /* Ends the session: asks the backend to stop, closes and removes the fifos, ends the process that StartVexa
- * started and resets all state. Takes at least one second, and up to five more where the backend can run code
- * of this process's language and does not say that it has done with that. Without effect unless a backend is
- * ready and this process drives it. Not to be called from code that the backend runs here. */
+ * started and resets all state: pending cell writes and gathered values are dropped, unsent, and so are the
+ * cursor, the datasets of a step and the batch in hand. Takes at least one second, unless VEXA_QUICK is in
+ * the environment and not empty, and up to five more where the backend can run code of this process's
+ * language and does not say that it has done with that. Without effect unless a backend is ready and this
+ * process drives it. Not to be called from code that the backend runs here. */
 VEXA_API void StopVexa(void);
 
 /* Sets whether guarded functions go through. For hosts that are themselves started by the backend. Returns 0.
@@ -485,7 +490,7 @@ VEXA_API int AllocNewVarsBuffer(int count);
 VEXA_API int SetOneVarNameAndType(const char* name, int type);
 
 /* Describe them, by name. Missing values as in GetVarNMissingValues; of the string ones a null is left out.
- */
+ * Alignment: 0 left, 1 right, 2 centre. */
 VEXA_API int SetVarLabel(const char* name, const char* label);
 VEXA_API int SetVarCValueLabel(const char* name, const char* value, const char* label);
 VEXA_API int SetVarNValueLabel(const char* name, double value, const char* label);
@@ -527,19 +532,22 @@ VEXA_API int CommitDataSet(void);
 /* --- Data steps --- */
 
 /* Open and close a data step, in which datasets are opened by name. Closing sends pending cell writes first,
- * without telling their code. Guarded. */
+ * without telling their code: who wants it calls CommitDataSet ahead of it. A close that fails leaves the
+ * step open with its datasets, and drops the batch in hand and what was pending. Guarded. */
 VEXA_API int StartDataStep(void);
 VEXA_API int EndDataStep(void);
 
 /* Brings a dataset into the step; an empty name and "*" mean the active one. The flags go to the backend.
- * Returns the code of the last of its questions. Guarded. */
+ * Returns the code of the last of its questions. A name that is in the step already is brought in once more:
+ * counts, types and the case in hand stay those of the first time. Guarded. */
 VEXA_API int CreateDataset(const char* name, bool flag1, bool flag2);
 
 /* The last part of CreateDataset: asks for the layout of a case. Not guarded. */
 VEXA_API void IntiDataStepData(const char* name);
 
 /* Names of datasets. SetDatasetName leaves the old name in the step; GetNewDatasetName copies a fresh name
- * into the caller's buffer, and aborts on a successful reply without one. Guarded. */
+ * into the caller's buffer, which nobody measures: 65 bytes hold any name of the practice engine, other
+ * backends tell for themselves. It aborts on a successful reply without a name. Guarded. */
 VEXA_API int SetDatasetName(const char* name, const char* newName);
 VEXA_API int GetNewDatasetName(char* name);
 VEXA_API int SetActive(const char* name);
@@ -565,7 +573,10 @@ VEXA_API long GetCaseCountInDS(const char* name, int* errCode);
 
 /* `name` is the dataset, `var` the index of a variable from 0, `type` 0 for numeric or a string width. The
  * first four change the list of variables and ask anew where each stands in a case; they return the code of
- * the last question, and a case that was loaded is gone (except with MoveVariables). Guarded. */
+ * the last question, and a case that was loaded is gone. Not with MoveVariables, which also leaves the types
+ * as they stood, and counts a variable more than there is: the functions of the case in hand judge a variable
+ * by the one that was at its index before, and a cell behind the last column is refused by the backend alone,
+ * until the dataset has been closed and brought in anew. Guarded. */
 VEXA_API int InsertVariable(const char* name, int position, const char* varName, int type);
 VEXA_API int DeleteVariable(const char* name, int var);
 VEXA_API int SetVarTypeInDS(const char* name, int var, int type);
@@ -581,7 +592,8 @@ VEXA_API int GetVarAlignmentInDS(const char* name, int var, int* errCode);
 VEXA_API int GetVarRoleInDS(const char* name, int var, int* errCode);
 VEXA_API int GetVarColumnWidthInDS(const char* name, int var, int* errCode);
 
-/* Set them. Guarded. */
+/* Set them. Alignment: 0 left, 1 right, 2 centre; the practice engine takes column widths from 1 to 255.
+ * Guarded. */
 VEXA_API int SetVarNameInDS(const char* name, int var, const char* value);
 VEXA_API int SetVarLabelInDS(const char* name, int var, const char* value);
 VEXA_API int SetVarMeasurementLevelInDS(const char* name, int var, const char* value);
@@ -657,8 +669,9 @@ VEXA_API int SetCCellValue(const char* name, long row, int column, const char* v
 VEXA_API int InsertCase(const char* name, long row);
 VEXA_API int DeleteCase(const char* name, long row);
 
-/* Fetches the batch of rows around `row`, in place of the one in hand. *errCode is 17 or 0: a fetch that
- * failed shows in the cells, which read as 0.0 and null. */
+/* Fetches the batch of rows that holds `row`, in place of the one in hand: with the practice engine an
+ * aligned one around it, as its README tells. *errCode is 17 or 0: a fetch that failed shows in the cells,
+ * which read as 0.0 and null. */
 VEXA_API void FetchDatastep(const char* name, long row, int column, int* errCode);
 
 /* Cells of a batch, read in place; a cell outside reads as 0.0 or null, with code 0. Texts are released with

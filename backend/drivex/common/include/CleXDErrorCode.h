@@ -55,6 +55,8 @@ class VEXA_API CleXDErrorCode {
   // Whether a code means that the peer is gone: 99103, and 109, which nothing raises and callers may still
   // hand in. 99104 is deliberately none of them.
   static bool IsPipeError(int code);
+  // In words for a person, without a period; null for a code that is not the library's.
+  static const char* MeaningOf(int code);
 };
 
 #endif

@@ -56,6 +56,8 @@ class VEXA_API VexaDXConfigReader : public PlugInConfigReader {
   // <home>/bin/ in front of the path in hand. That is the file's name only while the reader is being made;
   // afterwards it is the full path already.
   virtual std::string GetConfigFullPath();
+  // The file that is read.
+  const std::string& ConfigPath() const { return config_path; }
 
   static VexaDXConfigReader* GetInstance();
 

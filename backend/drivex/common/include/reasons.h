@@ -11,7 +11,7 @@
 
 // Notes the reason of a failure with that code on this thread, in place of the one it had. Nothing of it
 // throws; without memory there is no reason.
-void NoteReason(int code, std::string_view reason) noexcept;
+VEXA_API void NoteReason(int code, std::string_view reason) noexcept;
 // The reason for this code: this thread's last one, else, where another thread of this process runs or starts
 // a language, that thread's. Empty when there is none. It is told once.
 VEXA_API std::string TakeReason(int code);

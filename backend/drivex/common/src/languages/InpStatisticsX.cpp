@@ -59,7 +59,6 @@ InpStatisticsX::~InpStatisticsX() {
 }
 
 int InpStatisticsX::x_init_embedded_x(int argc, char** argv) {
-  if (functions.init_embedded_x == nullptr) NoteReason(last_result, why_unusable);
   return Told(Call(last_result, functions.init_embedded_x, argc, argv));
 }
 int InpStatisticsX::x_execute_x(char* lines) { return Told(Call(last_result, functions.execute_x, lines)); }
@@ -75,8 +74,9 @@ void InpStatisticsX::x_set_post_vexa_output(PostOutputFunction post) {
 int InpStatisticsX::x_get_library_lock() { return 0; }
 int InpStatisticsX::x_release_library_lock() { return 0; }
 
-// Notes the language's own words on its code.
+// Notes the language's own words on its code, or why there is none to ask.
 int InpStatisticsX::Told(int code) const {
+  if (code != 0 && !why_unusable.empty()) NoteReason(code, why_unusable);
   if (code == 0 || functions.last_error_x == nullptr) return code;
   CodeOf([&] {
     const char* const words = functions.last_error_x();
@@ -96,7 +96,7 @@ bool InpStatisticsX::OpenLibrary() {
   if (name.empty()) {
     last_result = CleXDErrorCode::kNoLibraryName;
     why_unusable = "the section [" + options->XName() + "] of " +
-                   VexaDXConfigReader::GetInstance()->GetConfigFullPath() + " has no LIB_NAME";
+                   VexaDXConfigReader::GetInstance()->ConfigPath() + " has no LIB_NAME";
     DxTrace("Configration file vexadxcfg.ini is invalid because the LIB_NAME is NULL.");
     return false;
   }

@@ -37,10 +37,9 @@ class Answering {
   ~Answering() {
     if (!done) pipe->ClosePipe();
   }
-  int Send(CleXDSmb& answer, int code) {
+  int Send(CleXDSmb& answer, int code, const std::string& words = {}) {
     const SigpipeBlocked backend_may_be_gone;
     answer.SetErrorCode(code);
-    const std::string words = code != 0 ? TakeReason(code) : std::string();
     if (!words.empty()) answer.SetString(words.c_str());
     return SendData(pipe, answer, false);
   }
@@ -196,8 +195,9 @@ int VexaDX_P::runX() {
 
   std::vector<std::string> lines = request.GetStringDataRef().Values();
   code = CodeOf([&] { return Execute(lines); });
+  const std::string words = code != 0 ? TakeReason(code) : std::string();
   DxTraceError("StopReceiveXdApiThread", StopReceiveXdApiThread());
-  code = backend.Send(answer, code);
+  code = backend.Send(answer, code, words);
   if (code == 0) backend.Done();
   return code;
 }

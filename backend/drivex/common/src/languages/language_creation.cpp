@@ -23,7 +23,7 @@ std::unique_ptr<Driver> MakeDriver(const std::string& name, bool backend_drives,
   if (!reader->IsSupportLanguage(name)) {
     DxTrace("Unsupported external language:" + name);
     code = Because(CleXDErrorCode::kUnsupportedLanguage, name, " is not among the languages of ",
-                   reader->GetConfigFullPath());
+                   reader->ConfigPath());
     return nullptr;
   }
   XConfigOptions* const options = reader->GetOptions(name);

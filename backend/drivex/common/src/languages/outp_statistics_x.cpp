@@ -226,10 +226,10 @@ int OutpStatisticsX::ReceiveAnswer(CleXDSmb& answer) {
   VexaPipe* const pipe = CurrentPipes()->GetSyntaxResultPipe();
   const int code = ReceiveDataWhile(pipe, answer, [this] { return isXProcessActive(); });
   if (CleXDErrorCode::IsPipeError(code)) CloseRun();
-  if (code != 0) return code;
+  const int told = code != 0 ? code : answer.GetErrorCode();
   StringData& words = answer.GetStringDataRef();
-  if (answer.GetErrorCode() != 0 && words.Size() > 0) NoteReason(answer.GetErrorCode(), words[0]);
-  return answer.GetErrorCode();
+  if (told != 0 && words.Size() > 0) NoteReason(told, words[0]);
+  return told;
 }
 
 // The ends at a run that has failed are of no use to the next one, which opens its own.

@@ -186,7 +186,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
   std::string said;
   if (IsR()) code = InitialiseR(said);
-  if (code == CleXDErrorCode::kProcessNotAlive && !isXProcessActive())
+  if (code == CleXDErrorCode::kProcessNotAlive && !StaysActive())
     Because(code, HowChildEnded(program, started), said.empty() ? "" : "; it wrote: ", said);
   DxTraceError("start_x_process result", code);
   return code;

@@ -60,32 +60,6 @@ TEST_F(CallFrameTest, AProcessThatHasItsPipesGoesOnAtItsLevel) {
   EXPECT_EQ(GetVariableCount(&error), 4);
 }
 
-TEST_F(CallFrameTest, WhatAReplyLacksIsZeroOrEmpty) {
-  int format = 5;
-  double values[] = {5.0, 5.0, 5.0};
-  peer.Expects(11, Longs{0}).Answers();
-  EXPECT_EQ(GetVariableType(0, &error), 0);
-  peer.Expects(9, Longs{0}).Answers();
-  EXPECT_STREQ(GetVariableName(0, &error), "");
-  peer.Expects(32, Longs{0}).Answers(Doubles{1.0});
-  EXPECT_EQ(GetVarNMissingValues(0, &format, &values[0], &values[1], &values[2]), 0);
-  EXPECT_EQ(format, 0);
-  EXPECT_EQ(values[0] + values[1] + values[2], 1.0);
-}
-
-TEST_F(CallFrameTest, TextsEndAtTheirFirstZero) {
-  peer.Expects(9, Longs{0}).Answers(Strings{std::string("a\0b", 3)});
-  EXPECT_STREQ(GetVariableName(0, &error), "a");
-  peer.Expects(9, Longs{1}).Answers(Strings{"a longer name than the one before"});
-  EXPECT_STREQ(GetVariableName(1, &error), "a longer name than the one before");
-}
-
-TEST_F(CallFrameTest, AReplyMayComeInPieces) {
-  const std::string reply = Encode(MakeImage(9, Strings{std::string(20000, 'n')}));
-  peer.Expects(9, Longs{0}).Sends({reply.substr(0, 4), reply.substr(4, 8192), reply.substr(8196)});
-  EXPECT_EQ(std::strlen(GetVariableName(0, &error)), 20000u);
-}
-
 TEST_F(CallFrameTest, APeerThatHangsUpIsTold) {
   const std::string reply = Encode(MakeImage(9, Error{5}, Longs{}, Strings{"age"}));
   for (const auto& [sent, code] : {std::pair{0u, Code::kPeerClosed}, {3u, Code::kPeerClosed}, {30u, 5}}) {
@@ -105,12 +79,6 @@ TEST_F(CallFrameTest, APeerThatIsGoneIsToldByTheRead) {
   peer.Finish();
   EXPECT_EQ(GetVariableName(0, &error), nullptr);
   EXPECT_EQ(error, Code::kPeerClosed);
-}
-
-TEST_F(CallFrameTest, TheReadingThreadIsStoppedWithoutAGuard) {
-  SetVexaRunning(false);
-  peer.Expects(200).Answers(Error{5});
-  EXPECT_EQ(StopReceiveXdApiThread(), 5);
 }
 
 TEST(CallFrame, ASessionThatWasResetHasNoBackend) {

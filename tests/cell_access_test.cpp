@@ -68,10 +68,15 @@ TEST_F(CellAccess, AWriteIsRefusedByTheFirstThatIsWrong) {
 
 TEST_F(CellAccess, CasesThatComeAndGoMoveTheLastRow) {
   OpenThreeRows();
-  CheckGuarded({{MakeImage(178, d, Longs{1}), OfD(InsertCase, 1)}});
-  EXPECT_EQ(SetNCellValue("d", 3, 0, 1.5), 0);
-  EXPECT_EQ(SetNCellValue("d", 4, 0, 1.5), 97);
-  CheckGuarded({{MakeImage(179, d, Longs{1}), OfD(DeleteCase, 1)}});
+  for (const auto& [action, change, code] : {std::tuple{178, &InsertCase, 5},
+                                             {178, &InsertCase, 0},
+                                             {179, &DeleteCase, 5},
+                                             {179, &DeleteCase, 0}}) {
+    EXPECT_EQ(SetNCellValue("d", 3, 0, 1.5), action == 178 ? 97 : 0);
+    EXPECT_EQ(SetNCellValue("d", 4, 0, 1.5), 97);
+    peer.Expects(action, d, Longs{1}).Answers(Error{code});
+    EXPECT_EQ(change("d", 1), code);
+  }
   EXPECT_EQ(SetNCellValue("d", 3, 0, 1.5), 97);
   EXPECT_EQ(SetNCellValue("d", 2, 0, 1.5), 0);
 }
@@ -304,43 +309,6 @@ TEST(CaseRecord, NeverShrinksBelowNothingAndBearsAnySize) {
 }
 
 // --- Bulk transport ---
-
-TEST_F(CellAccess, BulkCallsAreOneRequest) {
-  int socket = 5, vars[] = {4, 2};
-  CheckGuarded({{MakeImage(247), AcceptSocket},
-                {MakeImage(233, d, Longs{3, 4}), OfD(GetDataFromTempFile, 3, 4)},
-                {MakeImage(246), [&] { return CreateSocket(&(socket = 5)); }}});
-  EXPECT_EQ(socket, 5);
-  SetVexaRunning(false);
-  EXPECT_EQ(TransportData("s", "", false), kDown);
-  CheckNumber(MakeImage(236), GetRowCountInTempFile, 0);
-  peer.Expects(241, d, Longs{1}).Answers(Error{kRefused});
-  EXPECT_EQ(SetCacheInDS("d", true), kRefused);
-  peer.Expects(232, d, Longs{4, 2}).Answers(Error{kRefused});
-  EXPECT_EQ(SaveDataToTempFile("d", vars, 2), kRefused);
-}
-
-TEST_F(CellAccess, ListsOfNumbersAreTheCallers) {
-  const auto split = [](auto... out) { return GetSplitEndIndex(out...); };
-  const std::pair<Image, std::function<int*(int*, int*)>> rows[] = {
-      {MakeImage(234), split}, {MakeImage(248, d), OfD(GetTrendsInfoInDS)}};
-  for (const auto& [request, ask] : rows) {
-    int count = 5;
-    peer.Expects(request).Answers(Error{kRefused}, Longs{7});
-    EXPECT_EQ(ask(&count, &error), nullptr);
-    EXPECT_TRUE(count == 5 && error == kRefused);
-    peer.Expects(request).Answers(Longs{7, -8});
-    int* const numbers = ask(&count, &error);
-    EXPECT_TRUE(count == 2 && numbers[1] == -8);
-    FreeString(numbers);
-    peer.Expects(request).Answers();
-    EXPECT_EQ(ask(&count, &error), nullptr);
-    EXPECT_TRUE(count == 0 && error == 0);
-  }
-  SetVexaRunning(false);
-  EXPECT_EQ(GetTrendsInfoInDS("d", &size, &error), nullptr);
-  EXPECT_EQ(error, kDown);
-}
 
 TEST_F(CellAccess, TransportSubmitsItsSyntaxInTheBackground) {
   using Tasks = std::filesystem::directory_iterator;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "session.h"
-#include "support/calls.h"
+#include "support/scripted_peer.h"
 #include "vexaxd_p.h"
 
 // A call about the dataset "d".
@@ -21,21 +21,11 @@ inline std::string Numbers(std::initializer_list<double> values) {
   return {reinterpret_cast<const char*>(values.begin()), values.size() * sizeof(double)};
 }
 
-class DataStepTest : public CallsTest {
+class DataStepTest : public ClientTest {
  protected:
   ~DataStepTest() override {
     dataVec.clear();
     Close();
-  }
-  // With its value, and with the one of a failure.
-  void CheckNumber(const Image& request, const std::function<long(int*)>& ask, long failure) {
-    SCOPED_TRACE(request.action);
-    peer.Expects(request).Answers(Longs{-2, 5});
-    EXPECT_EQ(ask(&error), -2);
-    EXPECT_EQ(error, 0);
-    peer.Expects(request).Answers(Error{kRefused}, Longs{5});
-    EXPECT_EQ(ask(&error), failure);
-    EXPECT_EQ(error, kRefused);
   }
   void Start() {
     peer.Expects(132).Answers();

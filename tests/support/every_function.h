@@ -1,12 +1,15 @@
 // Every function of the public header as a call that can be made without knowing it: its arguments are made
 // by their types, and what it gives to its caller is released by its types. Texts go in longer than a string
-// keeps in itself, numbers are 2, and what a function may write to is filled with marks.
+// keeps in itself, numbers are 2; or, to tell them apart, each is another one. What a function may write to
+// is filled with marks.
 #ifndef SUPPORT_EVERY_FUNCTION_H
 #define SUPPORT_EVERY_FUNCTION_H
 
 #include <algorithm>
 #include <cstdlib>
+#include <cwchar>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -28,13 +31,14 @@ class CallRoom {
   static constexpr std::size_t kTextRoom = std::size_t{1}
                                            << 20;  // for texts of whatever length the peer gives
 
-  CallRoom() {
-    for (auto& pair : ints) pair[0] = pair[1] = kMark;
+  explicit CallRoom(bool tells_apart = false) : apart(tells_apart) {
+    for (auto& some : ints) std::fill(std::begin(some), std::end(some), kMark);
     std::fill(std::begin(longs), std::end(longs), kMark);
     std::fill(std::begin(numbers), std::end(numbers), kMark);
     static std::vector<char> text_rooms(kTexts * kTextRoom);
     for (std::size_t i = 0; i < kTexts; ++i) {
-      rooms[i] = texts[i][0] = texts[i][1] = &text_rooms[i * kTextRoom];
+      rooms[i] = &text_rooms[i * kTextRoom];
+      std::fill(std::begin(texts[i]), std::end(texts[i]), rooms[i]);
       std::copy_n(kMarks, sizeof kMarks, rooms[i]);
     }
   }
@@ -55,13 +59,16 @@ class CallRoom {
   }
 
   // --- Arguments by their types ---
-  void Fill(int& value) { value = 2; }
+  void Fill(int& value) { value = apart ? filled++ : 2; }
   void Fill(unsigned int& value) { value = 1; }
-  void Fill(long& value) { value = 1; }
+  void Fill(long& value) { value = apart ? filled++ : 1; }
   void Fill(unsigned long& value) { value = 2; }
-  void Fill(double& value) { value = 2.5; }
-  void Fill(bool& value) { value = true; }
-  void Fill(const char*& text) { text = kLongText; }
+  void Fill(double& value) { value = (apart ? filled++ : 2) + 0.5; }
+  void Fill(bool& value) { value = !apart || (flag = !flag); }
+  void Fill(const char*& text) {
+    static constexpr const char* kTold[] = {"a", "b", "c", "d", "e"};
+    text = apart ? kTold[given_texts++] : kLongText;
+  }
   void Fill(int*& target) { target = ints[used_ints++]; }
   void Fill(long*& target) { target = &longs[used_longs++]; }
   void Fill(double*& target) { target = &numbers[used_numbers++]; }
@@ -77,15 +84,21 @@ class CallRoom {
   }
 
   // --- Results ---
-  void Take(int value) { code = value; }
-  void Take(char* text) { returned_text = text; }
+  void Take(int value) { code = value, Say(value); }
+  void Take(char* text) { returned_text = text, Take(static_cast<const char*>(text)); }
   void Take(int* values) { returned_ints = values; }
   void Take(void* handle) { returned_list = handle; }
-  void Take(long) {}
-  void Take(double) {}
-  void Take(bool) {}
-  void Take(const char* text) { read = text != nullptr ? std::string_view(text).size() : 0; }
-  void Take(const wchar_t* text) { read = text != nullptr ? std::wstring_view(text).size() : 0; }
+  void Take(long value) { Say(value); }
+  void Take(double value) { Say(value); }
+  void Take(bool value) { Say(value); }
+  void Take(const char* text) {
+    read = text != nullptr ? std::string_view(text).size() : 0;
+    if (apart) text != nullptr ? Say('"' + std::string(text) + '"') : Say("null");
+  }
+  void Take(const wchar_t* text) {
+    read = text != nullptr ? std::wcslen(text) : 0;
+    if (apart) Say(read);
+  }
 
   // Whether the call told this code, as its result or through a number.
   bool Told(int wanted) const {
@@ -107,17 +120,56 @@ class CallRoom {
     return nothing;
   }
 
+  // The result, and behind it what was written, in words.
+  std::string Told() {
+    const int count = used_ints > 0 ? ints[used_ints - 1][0] : 0;
+    for (const auto& some : ints) {
+      for (const int value : some) value != kMark ? Say(value) : void();
+    }
+    for (const long value : longs) value != kMark ? Say(value) : void();
+    for (const double value : numbers) value != kMark ? Say(value) : void();
+    for (std::size_t i = 0; i < kTexts; ++i) {
+      if (std::string_view(rooms[i]) != kMarks) Say(Bytes(rooms[i], 10));
+      if (texts[i][0] != rooms[i]) Take(static_cast<const char*>(texts[i][0]));
+      for (int j = 0; arrays[i] != nullptr && j < count; ++j) Take(static_cast<const char*>(arrays[i][j]));
+    }
+    for (int i = 0; i < count; ++i) {
+      if (doubles != nullptr) Say(doubles[i]);
+      if (int_array != nullptr) Say(int_array[i]);
+      if (returned_ints != nullptr) Say(returned_ints[i]);
+    }
+    for (void* const each : {list, returned_list}) {
+      for (int i = 0; i < GetStringListLength(each); ++i) Take(GetStringFromList(each, i));
+    }
+    return said.str();
+  }
+  // A text with what lies behind it.
+  static std::string Bytes(const char* text, std::size_t length) {
+    std::string bytes(text, length);
+    std::replace(bytes.begin(), bytes.end(), '\0', '0');
+    return bytes;
+  }
+
   int code = 0;
   std::size_t read = 0;
 
  private:
   static constexpr std::size_t kTexts = 4;
 
-  int ints[6][2];
+  template <class Value>
+  void Say(const Value& value) {
+    if (apart) said << ' ' << value;
+  }
+
+  const bool apart;
+  bool flag = false;
+  int filled = 2, given_texts = 0;
+  std::ostringstream said;
+  int ints[6][8];
   long longs[3];
   double numbers[3];
   char* rooms[kTexts];
-  char* texts[kTexts][2];
+  char* texts[kTexts][8];
   char** arrays[kTexts] = {};
   double* doubles = nullptr;
   int* int_array = nullptr;

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "CleXDErrorCode.h"
 #include "support/sandbox.h"
 #include "support/wire.h"
 
@@ -76,6 +77,9 @@ class ScriptedPeer {
 std::string PeerPrefix(const Sandbox& sandbox, const std::string& x_name = "UNNAMEDX");
 // Resets all session state and the process-wide objects.
 void EndSession();
+
+constexpr int kDown = CleXDErrorCode::kBackendNotRunning;
+constexpr int kRefused = 77;  // a code of the peer's own
 
 // A session with a scripted backend that is taken to run. Afterwards no descriptor, file or child is left.
 class ClientTest : public testing::Test {

@@ -1,11 +1,7 @@
 // Each function of the interface runs with its first allocation failing, with its second, and so on, until it
 // goes through. Nothing may leave it but a code, nothing may be lost, and the next call has to get its own
 // reply.
-#include <gtest/gtest.h>
 
-#include <memory>
-
-#include "CleXDErrorCode.h"
 #include "session.h"
 #include "support/answering_peer.h"
 #include "support/every_function.h"

@@ -2,13 +2,6 @@
 // the other end of a fifo at all.
 #include "call_road.h"
 
-#include <fcntl.h>
-#include <pthread.h>
-#include <sys/stat.h>
-
-#include <cstring>
-#include <thread>
-
 #include "session.h"
 #include "support/processes.h"
 #include "support/scripted_peer.h"
@@ -105,40 +98,9 @@ TEST_F(CallRoad, ACutFrameEndsTheSessionAndIsNoSuccess) {
 
 // --- Whole calls ---
 
-class CallsUnderSignals : public ClientTest {
- protected:
-  CallsUnderSignals() {
-    struct sigaction without_restart = {};
-    without_restart.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &without_restart, nullptr);
-  }
-  // Signals this thread as often as it can while that is done.
-  template <class Work>
-  static void Pester(Work work) {
-    std::atomic<bool> over = false;
-    std::thread pest([&over, victim = pthread_self()] {
-      while (!over) pthread_kill(victim, SIGUSR1), poll(nullptr, 0, 0);
-    });
-    work();
-    over = true;
-    pest.join();
-  }
-};
+using GivenUp = ClientTest;
 
-TEST_F(CallsUnderSignals, EachCallGetsItsOwnReply) {
-  const std::string name(300000, 'n');
-  const std::string reply = Encode(MakeImage(9, Strings{name}));
-  Pester([&] {
-    for (int index = 0; index < 20; ++index) {
-      peer.Expects(9, Longs{index}).Sends({reply.substr(0, 3), reply.substr(3, 9000), reply.substr(9003)});
-      EXPECT_EQ(std::strlen(GetVariableName(index, &error)), name.size());
-      peer.Expects(0, Strings{name}).Answers(Error{index});
-      EXPECT_EQ(Submit(name.c_str(), static_cast<int>(name.size())), index);
-    }
-  });
-}
-
-TEST_F(CallsUnderSignals, TheCheckIsAskedAndItsWordEndsTheWait) {
+TEST_F(GivenUp, TheCheckIsAskedAndItsWordEndsTheWait) {
   static std::atomic<int> asked;
   asked = 0;
   VexaSetInterruptCheck([](void* limit) { return ++asked >= *static_cast<int*>(limit) ? 1 : 0; },
@@ -153,7 +115,7 @@ TEST_F(CallsUnderSignals, TheCheckIsAskedAndItsWordEndsTheWait) {
   VexaSetInterruptCheck(nullptr, nullptr);
 }
 
-TEST_F(CallsUnderSignals, AWalkWhoseFetchWasGivenUpDoesNotGoOn) {
+TEST_F(GivenUp, AWalkWhoseFetchWasGivenUpDoesNotGoOn) {
   peer.Expects(33, Strings{"r"}).Answers();
   peer.Expects(104).Answers(Longs{1});
   peer.Expects(109, Longs{0}).Answers(Longs{0});
@@ -165,7 +127,7 @@ TEST_F(CallsUnderSignals, AWalkWhoseFetchWasGivenUpDoesNotGoOn) {
   VexaSetInterruptCheck(nullptr, nullptr);
 }
 
-TEST_F(CallsUnderSignals, AMessageThatCannotBeBuiltIsRefusedAtOnce) {
+TEST_F(GivenUp, AMessageThatCannotBeBuiltIsRefusedAtOnce) {
   char name[] = "v";
   char* names[] = {name};
   int types[] = {0};

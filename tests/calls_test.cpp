@@ -1,19 +1,20 @@
 // The calls of the interface that are one exchange: each of them in a table, with what goes out and what
 // comes back; then what a table does not show.
-#include <sys/wait.h>
 
-#include <cctype>
 #include <clocale>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 
+#include "call_frame.h"
+#include "child_process.h"
+#include "dxglobals.h"
 #include "session.h"
 #include "support/answering_peer.h"
 #include "support/every_function.h"
 #include "support/scripted_peer.h"
+#include "xpipemanager.h"
 
 namespace {
+
+using Code = CleXDErrorCode;
 
 // What the backend answers with: all slots full, the same with a code, nothing, or no backend at all.
 enum State { kFull, kRefusing, kEmpty, kNone, kStates };
@@ -277,6 +278,59 @@ TEST_F(CallsTest, TempFolderLastsAsLongAsTheSession) {
   EXPECT_STREQ(GetRTempFolderToVEXA(), "/tmp/r");
   ResetStaticVars();
   EXPECT_STREQ(GetRTempFolderToVEXA(), "");
+}
+
+// --- The session that a call needs ---
+
+TEST(CallFrame, AGuardedCallBeforeAStartTouchesNothing) {
+  Sandbox sandbox;
+  SetEnvironment("VEXADXTEMP", sandbox.path().c_str());
+  int need = 5;
+  EXPECT_EQ(NextCase(), Code::kBackendNotRunning);
+  EXPECT_EQ(IsNeedCache(&need), Code::kBackendNotRunning);
+  EXPECT_EQ(need, 5);
+  EXPECT_FALSE(IsDXGlobalInit());
+  EXPECT_TRUE(sandbox.Entries().empty());
+}
+
+TEST(CallFrame, TheFifosDirectoryIsTheFirstThatIsSet) {
+  constexpr const char* kNames[] = {"VEXADXTEMP", "TEMP", "TMP", "tmp"};
+  const struct {
+    const char* values[4];
+    const char* path;
+  } rows[] = {
+      {{"/a", "/b", "/c", "/d"}, "/a/"},        {{"", "/b", "/c", "/d"}, ""},
+      {{nullptr, "/b/", "/c", "/d"}, "/b/"},    {{nullptr, nullptr, "/c", "/d"}, "/c/"},
+      {{nullptr, nullptr, nullptr, "d"}, "d/"}, {{nullptr, nullptr, nullptr, nullptr}, "/tmp/"},
+  };
+  for (const auto& row : rows) {
+    for (int i = 0; i < 4; ++i) SetEnvironment(kNames[i], row.values[i]);
+    IntializeVexaDxTemp();
+    EXPECT_EQ(vexa_pipe_path, row.path);
+  }
+  ResetStaticVars();
+}
+
+TEST_F(CallsTest, TheLanguagesNameIsInTheFifosNames) {
+  ScriptedPeer python(PeerPrefix(sandbox, "PYTHON"));
+  SetXNameAndSHome("Python", nullptr);
+  python.Expects(7).Answers(Longs{4});
+  EXPECT_EQ(GetVariableCount(&error), 4);
+}
+
+TEST_F(CallsTest, AProcessThatHasItsPipesGoesOnAtItsLevel) {
+  ScriptedPeer nested(sandbox.path() + "/04d2R1");
+  InitDxGlobal(sandbox.path() + "/", "04d2", "r", "");
+  for (int level = 0; level < 2; ++level) GetXPipeManager()->getPipeSuit("R")->increaseIndex();
+  nested.Expects(7).Answers(Longs{4});
+  EXPECT_EQ(GetVariableCount(&error), 4);
+}
+
+TEST(CallFrame, ASessionThatWasResetHasNoBackend) {
+  SetBackend(getppid());
+  ResetStaticVars();
+  EXPECT_EQ(processId, -1);
+  EXPECT_EQ(BackendExit(), -1);
 }
 
 }  // namespace

@@ -1,44 +1,33 @@
-#include <climits>
-#include <cmath>
-#include <cstring>
-
-#include "cursor_data_smb.h"
-#include "session.h"
-#include "support/scripted_peer.h"
-#include "vexaxd_p.h"
+// The walk over the cases, block by block, and what is committed on the way.
+#include "support/data_step.h"
 
 namespace {
 
-// The bytes of cases of numeric variables.
-std::string Numbers(std::initializer_list<double> values) {
-  return {reinterpret_cast<const char*>(values.begin()), values.size() * sizeof(double)};
-}
-
-struct Variable {
-  int type = 0;  // or the width of a string
-  int format = 0;
-  std::vector<double> numbers = {0.0, 0.0, 0.0};
-  std::vector<std::string> texts = {"", "", ""};
-};
-
 class CursorTest : public ClientTest {
  protected:
-  void MakeCursor(const char* access, const std::vector<Variable>& variables) {
+  // Over variables of those types.
+  void MakeCursor(const char* access, const std::vector<int>& types) {
     peer.Expects(33, Strings{access}).Answers();
-    peer.Expects(104).Answers(Longs{static_cast<int>(variables.size())});
-    for (int i = 0; const Variable& variable : variables) {
-      peer.Expects(109, Longs{i}).Answers(Longs{variable.type});
-      if (variable.type == 0) {
-        peer.Expects(32, Longs{i++}).Answers(Longs{variable.format}, Doubles{variable.numbers});
-      } else {
-        peer.Expects(31, Longs{i++}).Answers(Longs{variable.format}, Strings{variable.texts});
-      }
-    }
+    ExpectsVariables(types);
     ASSERT_EQ(MakeCaseCursor(access), 0);
   }
-  // A cursor over one numeric variable, and how it asks for a block.
-  void MakeNumericCursor() { MakeCursor("r", {Variable()}); }
-  ScriptedPeer::Step& ExpectsFetch() { return peer.Expects(227, Longs{2621440, 8}); }
+  void ExpectsVariables(const std::vector<int>& types) {
+    peer.Expects(104).Answers(Longs{static_cast<int>(types.size())});
+    for (int i = 0; const int type : types) {
+      peer.Expects(109, Longs{i}).Answers(Longs{type});
+      if (type == 0) {
+        peer.Expects(32, Longs{i++}).Answers(Longs{0}, Doubles{0, 0, 0});
+      } else {
+        peer.Expects(31, Longs{i++}).Answers(Longs{0}, Strings{"", "", ""});
+      }
+    }
+  }
+  // A cursor over one number, and how it asks for a block.
+  void MakeNumericCursor(const char* access = "r") {
+    MakeCursor(access, {0});
+    most = access[0] == 'r' ? 2621440 : 1;
+  }
+  ScriptedPeer::Step& ExpectsFetch() { return peer.Expects(227, Longs{most, 8}); }
   int Fetch(int code, std::initializer_list<double> cases) {
     ExpectsFetch().Answers(Error{code}, Longs{static_cast<int>(cases.size())}, Void{Numbers(cases)});
     return NextCase();
@@ -48,61 +37,35 @@ class CursorTest : public ClientTest {
     EXPECT_EQ(GetNumericValue(index, &value, &missing), 0);
     return value;
   }
-
   int NumberCode() {
     double value = 0.0;
     return GetNumericValue(0, &value, &missing);
   }
 
-  int missing = -1;
+  int missing = -1, most = 0;
 };
 
 // --- The build ---
 
-TEST_F(CursorTest, ACaseIsARunOfUnitsInDictionaryOrder) {
-  MakeCursor("r", {{.type = 7}, {.type = 8}, {.type = 9}, {.type = 16}, {.type = 17}, {}});
-  std::string block = "sevenaa eight888nine99999       sixteen6666666--seventeen77777777       ";
-  ASSERT_EQ(block.size(), 72u);
-  peer.Expects(227, Longs{262144, 80}).Answers(Longs{1}, Void{block + Numbers({-0.5})});
-  ASSERT_EQ(NextCase(), 0);
-  const char* const texts[] = {"sevenaa", "eight888", "nine99999", "sixteen6666666--", "seventeen77777777"};
-  for (unsigned i = 0; i < 5; ++i) {
-    char buffer[20], *value = buffer;
-    std::memset(buffer, '#', sizeof buffer);
-    EXPECT_EQ(GetStringValue(i, &value, 1, &missing), 0);
-    EXPECT_EQ(std::string(buffer, std::strlen(texts[i]) + 1), texts[i] + std::string("#"))
-        << "the full width, no more";
-  }
-  EXPECT_EQ(Number(5), -0.5);
-}
-
 TEST_F(CursorTest, AsksForAsManyCasesAsABlockHolds) {
   const struct {
     const char* access;
-    std::vector<Variable> variables;
+    std::vector<int> types;
     Longs wanted;
-  } rows[] = {
-      {"r", {{}, {}, {}}, {873813, 24}},
-      {"R", {{}, {.type = 8}}, {1310720, 16}},
-      {"w", {{}, {}, {}}, {1, 24}},
-      {"rw", {{}}, {1, 8}},
-      {"", {{}}, {1, 8}},
-      {"r", {{.type = 20971513}}, {1, 20971520}},
-      {"r", {{.type = 20971520}, {}}, {1, 20971528}},
-  };
+  } rows[] = {{"r", {0, 0, 0}, {873813, 24}},
+              {"R", {0, 8}, {1310720, 16}},
+              {"w", {0, 0, 0}, {1, 24}},
+              {"rw", {0}, {1, 8}},
+              {"", {0}, {1, 8}},
+              {"r", {20971513}, {1, 20971520}},
+              {"r", {20971520, 0}, {1, 20971528}}};
   for (const auto& row : rows) {
-    MakeCursor(row.access, row.variables);
+    MakeCursor(row.access, row.types);
     peer.Expects(227, row.wanted).Answers(Error{23});
     EXPECT_EQ(NextCase(), 23);
     peer.Expects(28).Answers();
     EXPECT_EQ(RemoveCaseCursor(), 0);
   }
-}
-
-TEST_F(CursorTest, ARefusedCursorIsNotBuilt) {
-  peer.Expects(33, Strings{"r"}).Answers(Error{5});
-  EXPECT_EQ(MakeCaseCursor("r"), 5);
-  EXPECT_EQ(curCaseData, nullptr);
 }
 
 // --- The walk ---
@@ -140,15 +103,8 @@ TEST_F(CursorTest, ACodeWithoutCasesComesAtOnceAndDropsTheBlock) {
   EXPECT_EQ(NumberCode(), 10);
 }
 
-TEST_F(CursorTest, ABlockOfNoCasesIsNoError) {
-  MakeNumericCursor();
-  EXPECT_EQ(Fetch(0, {}), 0);
-  EXPECT_EQ(NumberCode(), 10);
-  EXPECT_EQ(Fetch(23, {}), 23);
-}
-
 TEST_F(CursorTest, ABlockShorterThanItsCountHasNoCasesBehindItsEnd) {
-  MakeCursor("r", {{}, {}});
+  MakeCursor("r", {0, 0});
   peer.Expects(227, Longs{1310720, 16}).Answers(Longs{3}, Void{Numbers({1, 2, 3})});
   EXPECT_EQ(NextCase(), 0);
   EXPECT_EQ(Number(1), 2.0);
@@ -196,7 +152,7 @@ TEST_F(CursorTest, EndSplitIsAskedOnlyWithoutCasesInHand) {
 // --- Values ---
 
 TEST_F(CursorTest, AValueIsRefusedByItsIndexAndItsType) {
-  MakeCursor("r", {{}, {.type = 8}});
+  MakeCursor("r", {0, 8});
   peer.Expects(227, Longs{1310720, 16}).Answers(Longs{1}, Void{Numbers({1}) + "textbyte"});
   EXPECT_EQ(NextCase(), 0);
   double number = 7.0;
@@ -208,84 +164,6 @@ TEST_F(CursorTest, AValueIsRefusedByItsIndexAndItsType) {
   EXPECT_EQ(number, 7.0);
   EXPECT_STREQ(buffer, "untouched");
   EXPECT_EQ(missing, -1);
-}
-
-TEST_F(CursorTest, MissingValuesComeFromTheDictionary) {
-  MakeCursor("r",
-             {{.format = -3, .numbers = {1, 2, 9}}, {.type = 8, .format = 2, .texts = {"a       ", "b"}}});
-  peer.Expects(227, Longs{1310720, 16})
-      .Answers(Longs{3},
-               Void{Numbers({1.5}) + "a       " + Numbers({9}) + "b       " + Numbers({3}) + "c       "});
-  for (const auto& [number_missing, text_missing] : {std::pair{1, 1}, {1, 0}, {0, 0}}) {
-    char buffer[8], *text = buffer;
-    EXPECT_EQ(NextCase(), 0);
-    Number();
-    EXPECT_EQ(missing, number_missing);
-    EXPECT_EQ(GetStringValue(1, &text, 8, &missing), 0);
-    EXPECT_EQ(missing, text_missing) << "a value that came unpadded matches nothing";
-  }
-}
-
-TEST_F(CursorTest, SystemMissingNeedsNoDictionary) {
-  MakeNumericCursor();
-  EXPECT_EQ(Fetch(0, {VEXA_SystemMissing(), 1.5}), 0);
-  EXPECT_EQ(Number(), VEXA_SystemMissing());
-  EXPECT_EQ(missing, 2);
-  EXPECT_EQ(NextCase(), 0);
-  EXPECT_EQ(Number(), 1.5);
-  EXPECT_EQ(missing, 0);
-}
-
-TEST(MissingValues, OfNumbersAreComparedByTheirBitsAndRangesByTheirValues) {
-  const double nan = std::nan(""), sysmis = VEXA_SystemMissing(), max = -sysmis;
-  const struct {
-    int format;
-    double first, second, third;
-    std::vector<double> missing, valid;
-  } rows[] = {
-      {0, 1, 2, 3, {}, {1, 2, 3}},        {1, 1, 2, 3, {1}, {2, 3}},
-      {2, 1, 2, 3, {1, 2}, {3}},          {3, 1, 2, 3, {1, 2, 3}, {4}},
-      {-1, 1, 2, 3, {}, {1, 2, 3}},       {4, 1, 2, 3, {}, {1, 2, 3}},
-      {1, 0.0, 1, 1, {0.0}, {-0.0}},      {-2, -1, 1, 5, {-1, -0.0, 1}, {1.5, 5, nan}},
-      {-3, -1, 1, 5, {-1, 1, 5}, {4}},    {-3, 0, 1, nan, {nan, 0.5}, {2}},
-      {-2, sysmis, max, 0, {max}, {nan}}, {1, sysmis, 0, 0, {}, {0}},
-  };
-  for (const auto& row : rows) {
-    const VarInfo info = {0, ObsOf(row.first), ObsOf(row.second), ObsOf(row.third), row.format};
-    const auto kind = [&](double value) { return CursorDataSmb::IsMissing(&info, &AsOBS(value)); };
-    for (const double value : row.missing) EXPECT_EQ(kind(value), 1) << row.format << ": " << value;
-    for (const double value : row.valid) EXPECT_EQ(kind(value), 0) << row.format << ": " << value;
-    EXPECT_EQ(kind(sysmis), 2) << row.format;
-  }
-}
-
-TEST(MissingValues, OfTextsHaveEightBytesAndBlanksBehind) {
-  const OBS first = {{'f', 'i', 'r', 's', 't', ' ', ' ', ' '}},
-            second = {{'s', 'e', 'c', 'o', 'n', 'd', ' ', ' '}},
-            third = {{'t', 'h', 'i', 'r', 'd', ' ', ' ', ' '}};
-  const struct {
-    int width, format;
-    std::vector<std::string> missing, valid;
-  } rows[] = {
-      {8, 0, {}, {"first   "}},
-      {8, 1, {"first   "}, {"second  ", "\xff\xff\xff\xff\xff\xff\xef\xff"}},
-      {8, 2, {"first   ", "second  "}, {"third   "}},
-      {8, 3, {"first   ", "second  ", "third   "}, {"fourth  "}},
-      {8, -2, {}, {"first   "}},
-      {8, -3, {}, {"third   "}},
-      {9, 1, {"first           "}, {"first   9       "}},
-      {16, 1, {"first           "}, {"first          6"}},
-      {17, 1, {"first                   "}, {"first           7       "}},
-  };
-  for (const auto& row : rows) {
-    const VarInfo info = {row.width, first, second, third, row.format};
-    const auto kind = [&](const std::string& text) {
-      const std::vector<char> exact(text.begin(), text.end());
-      return CursorDataSmb::IsMissing(&info, reinterpret_cast<const OBS*>(exact.data()));
-    };
-    for (const std::string& text : row.missing) EXPECT_EQ(kind(text), 1) << row.format << ": " << text;
-    for (const std::string& text : row.valid) EXPECT_EQ(kind(text), 0) << row.format << ": " << text;
-  }
 }
 
 // --- Without a cursor of the client's ---
@@ -321,25 +199,10 @@ TEST_F(CursorTest, TheCursorGoesWhateverTheBackendSays) {
   }
 }
 
-TEST_F(CursorTest, TheBackendsOwnCursorIsAskedFor) {
-  MakeNumericCursor();
-  for (const auto& [ask, action] : {std::pair{&GetCursorPosition, 30}, {&HasCursor, 34}}) {
-    int value = -1;
-    peer.Expects(action).Answers(Error{5}, Longs{6});
-    EXPECT_EQ(ask(&value), 5);
-    EXPECT_EQ(value, -1);
-    peer.Expects(action).Answers(Longs{6});
-    EXPECT_EQ(ask(&value), 0);
-    EXPECT_EQ(value, 6);
-  }
-}
-
 TEST_F(CursorTest, ACursorOverAnotherStartsAnew) {
   MakeNumericCursor();
   EXPECT_EQ(Fetch(0, {1, 2}), 0);
-  peer.Expects(104).Answers(Longs{1});
-  peer.Expects(109, Longs{0}).Answers(Longs{8});
-  peer.Expects(31, Longs{0}).Answers(Longs{0}, Strings{"", "", ""});
+  ExpectsVariables({8});
   IntializeCursorData("r");  // without asking the backend for a cursor
   EXPECT_EQ(NumberCode(), 10) << "the block went with the cursor before";
   ExpectsFetch().Answers(Longs{1}, Void{std::string("eight by")});
@@ -347,20 +210,102 @@ TEST_F(CursorTest, ACursorOverAnotherStartsAnew) {
   EXPECT_EQ(NumberCode(), 24);
 }
 
-TEST_F(CursorTest, EveryCallIsGuarded) {
-  MakeNumericCursor();
-  EXPECT_EQ(Fetch(0, {1, 2}), 0);
-  SetVexaRunning(false);
-  int out = -1;
-  double value = 0.0;
-  char* text = nullptr;
-  for (const int code :
-       {MakeCaseCursor("r"), NextCase(), GetNumericValue(0, &value, &out), GetStringValue(0, &text, 0, &out),
-        GetCursorPosition(&out), HasCursor(&out), IsEndSplit(&out), RemoveCaseCursor(), ResetDataPass()}) {
-    EXPECT_EQ(code, 17);
+// --- Commits ---
+
+using CaseCommit = CursorTest;
+
+TEST_F(CaseCommit, SendsTheValuesInCallOrderAndDropsThemWhateverTheCode) {
+  for (const auto& [commit, action] : {std::pair{&CommitCaseRecord, 92}, {&CommitNewCase, 93}}) {
+    for (const int code : {0, kRefused}) {
+      EXPECT_EQ(Failed({SetValueNumeric("n", 1.5), SetValueChar("s", "a\0b", 3)}), "");
+      EXPECT_EQ(Failed({SetValueNumeric("n", 2.5), SetValueChar("t", "text", 0)}), "");
+      peer.Expects(action, Doubles{1.5, 2.5}, Strings{std::string("a\0b", 3), ""},
+                   StringLists{{"n", "n"}, {"s", "t"}})
+          .Answers(Error{code});
+      EXPECT_EQ(commit(), code);
+      peer.Expects(action).Answers();
+      EXPECT_EQ(commit(), 0) << "nothing is left of the case";
+    }
   }
-  EXPECT_NE(curCaseData, nullptr);
-  EXPECT_EQ(out, -1);
+}
+
+TEST_F(CaseCommit, SendsBothListsOfNamesForOneKindOfValues) {
+  SetValueNumeric("n", 1.5);
+  peer.Expects(93, Doubles{1.5}, StringLists{{"n"}, {}}).Answers();
+  EXPECT_EQ(CommitNewCase(), 0);
+  SetValueChar("s", "x", 1);
+  peer.Expects(92, Strings{"x"}, StringLists{{}, {"s"}}).Answers();
+  EXPECT_EQ(CommitCaseRecord(), 0);
+}
+
+TEST_F(CaseCommit, BringsTheNextCaseWhichAStepReachesWithoutARequest) {
+  MakeNumericCursor("w");
+  EXPECT_EQ(Fetch(23, {1.5}), 0);
+  peer.Expects(92, Longs{1, 8}).Answers(Longs{1}, Void{Numbers({2.5})});
+  EXPECT_EQ(CommitCaseRecord(), 0);
+  EXPECT_EQ(NextCase(), 0);
+  EXPECT_EQ(Number(), 2.5);
+  EXPECT_EQ(Fetch(0, {3.5}), 0) << "the end that came with the block before is not told any more";
+}
+
+TEST_F(CaseCommit, WithoutABlockLeavesTheCursorWhereItIs) {
+  MakeNumericCursor("w");
+  EXPECT_EQ(Fetch(0, {1.5, 2.5}), 0);
+  peer.Expects(92, Longs{1, 8}).Answers(Longs{1});
+  EXPECT_EQ(CommitCaseRecord(), 0);
+  peer.Expects(92, Longs{1, 8}).Answers(Error{23}, Longs{1}, Void{Numbers({9.5})});
+  EXPECT_EQ(CommitCaseRecord(), 23);
+  peer.Expects(93).Answers(Longs{1}, Void{Numbers({9.5})});
+  EXPECT_EQ(CommitNewCase(), 0);
+  EXPECT_EQ(Number(), 1.5);
+  EXPECT_EQ(NextCase(), 0);
+  EXPECT_EQ(Number(), 2.5);
+}
+
+TEST_F(CaseCommit, OfManyCasesTakesTheBlockAndDropsTheGatheredValues) {
+  const char* names[] = {"a", "b"};
+  int types[] = {0, 8};
+  SetValueNumeric("n", 1.5);
+  for (const int code : {0, kRefused, kDown}) {  // a block that is not released shows as a leak
+    SetVexaRunning(code != kDown);
+    if (code != kDown)
+      peer.Expects(220, Strings{"a", "b"}, Longs{2, 70000}, LongLists{{0, 8}}, Void{"the block"})
+          .Answers(Error{code});
+    EXPECT_EQ(CommitManyCases(const_cast<char**>(names), types, strdup("the block"), 2, 9, 70000), code);
+  }
+  SetVexaRunning(true);
+  peer.Expects(93).Answers();
+  EXPECT_EQ(CommitNewCase(), 0);
+}
+
+TEST_F(CaseCommit, OfPendingCellsDropsThemWhateverTheCode) {
+  dataVec = {{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}};
+  SetVexaRunning(false);
+  EXPECT_EQ(CommitDataSet(), kDown);
+  SetVexaRunning(true);
+  peer.Expects(228, Records{{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}}).Answers(Error{kRefused});
+  EXPECT_EQ(CommitDataSet(), kRefused);
+  EXPECT_TRUE(dataVec.empty());
+  peer.Finish();
+  dataVec = {{"d", 1, 2, 0, 1.5, ""}};
+  EXPECT_EQ(CommitDataSet(), CleXDErrorCode::kPeerClosed) << "it did not go out";
+  EXPECT_TRUE(dataVec.empty());
+}
+
+TEST_F(CaseCommit, GathersNothingWithoutABackendOrPastTheCursorsEnd) {
+  SetVexaRunning(false);
+  EXPECT_EQ(SetValueNumeric("n", 1.5), kDown);
+  EXPECT_EQ(SetValueChar("s", "x", 1), kDown);
+  SetVexaRunning(true);
+  for (const auto& [end, action] : {std::pair{&RemoveCaseCursor, 28}, {&ResetDataPass, 120}}) {
+    peer.Expects(93).Answers();
+    EXPECT_EQ(CommitNewCase(), 0);
+    SetValueNumeric("n", 1.5);
+    peer.Expects(action).Answers();
+    EXPECT_EQ(end(), 0);
+  }
+  peer.Expects(93).Answers();
+  EXPECT_EQ(CommitNewCase(), 0);
 }
 
 }  // namespace

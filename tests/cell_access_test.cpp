@@ -1,7 +1,3 @@
-#include <climits>
-#include <cstring>
-#include <filesystem>
-
 #include "dataset_catalogue.h"
 #include "datastep_data_smb.h"
 #include "support/data_step.h"
@@ -94,24 +90,12 @@ TEST_F(CellAccess, PendingWritesGoOutAheadOfReadsAndEnds) {
   OpenThreeRows();
   for (const auto& row : rows) {
     SCOPED_TRACE(row.request.action);
-    EXPECT_EQ(SetCCellValue("d", 2, 1, "text") + SetNCellValue("d", 1, 0, 1.5), 0);
+    EXPECT_EQ(Failed({SetCCellValue("d", 2, 1, "text"), SetNCellValue("d", 1, 0, 1.5)}), "");
     peer.Expects(228, Records{{"d", 2, 1, 1, 0.0, "text"}, {"d", 1, 0, 0, 1.5, ""}}).Answers(Error{kRefused});
     peer.Expects(row.request).Answers(Error{kRefused});
     row.call();
     peer.Expects(row.request).Answers(Error{kRefused});
     row.call();
-  }
-}
-
-TEST_F(CellAccess, AReadThatFailsLeavesTheMissingState) {
-  SetVexaRunning(false);
-  for (const int code : {0, kRefused}) {
-    peer.Expects(181, d, Longs{1, 2}).Answers(Error{code}, Doubles{2.5}, Longs{1});
-    EXPECT_EQ(GetNCellValue("d", 1, 2, &(missing = 5), &error), code == 0 ? 2.5 : 0.0);
-    EXPECT_EQ(missing, code == 0 ? 1 : 5);
-    peer.Expects(182, d, Longs{1, 2}).Answers(Error{code}, Strings{"text"}, Longs{2});
-    EXPECT_STREQ(GetCCellValue("d", 1, 2, &missing, &error), code == 0 ? "text" : nullptr);
-    EXPECT_EQ(std::make_pair(missing, error), std::make_pair(code == 0 ? 2 : 5, code));
   }
 }
 
@@ -191,21 +175,6 @@ TEST_F(CellAccess, ARowOutsideTheBatchOrAnotherDatasetIsFetched) {
   FetchDatastep("e", 5, 0, &error);
 }
 
-TEST_F(CellAccess, AFetchEndsWithoutACodeAndItsCellsTell) {
-  long rows[3] = {5, 5, 5};
-  int type = 5;
-  peer.Expects(221, d, Longs{0, 4}).Answers(Error{kRefused});
-  peer.Expects(221, d, Longs{1, 4}).Answers(Longs{4});
-  for (int fetch = 0; fetch < 2; ++fetch) {
-    GetRowList("d", 4, 0, &rows[0], &rows[1], &rows[2], &(error = 5));
-    EXPECT_TRUE(error == 0 && rows[1] == 0) << fetch;
-    GetVarTypeInDSCache(&type, 1, &(error = 5));
-    EXPECT_TRUE(error == 0 && type == 0);
-    EXPECT_EQ(GetNCellValueCache("d", 4, 0, &missing, &error), 0.0);
-    EXPECT_EQ(GetCCellValueCache("d", 4, 0, &missing, &error), nullptr);
-  }
-}
-
 TEST_F(CellAccess, AFetchWithoutABackendIsRefusedAndKeepsTheBatch) {
   long row = 5;
   SetVexaRunning(false);
@@ -260,21 +229,6 @@ TEST_F(CellAccess, ATextFillsWholeUnitsOfAnyVariableAndThePartsAreNamed) {
   }
   peer.Expects(238, d, Longs{7, 0}, Void{"abc"}).Answers(Error{kRefused});
   EXPECT_EQ(SetCaseValue("d", 7, false, const_cast<char*>("abcd"), 3), kRefused);
-}
-
-TEST_F(CellAccess, AnUnknownDatasetSendsAndWritesNothing) {
-  LoadCase();
-  int *types = nullptr, count = 5, part = 0;
-  size = missing = 5;
-  GetCaseValue("none", 0, false, &size, &(error = 5));
-  GetVarInfo("none", &types, &count);
-  EXPECT_TRUE(size == 5 && error == 5 && types == nullptr && count == 5);
-  EXPECT_EQ(SetCasePartValue("none", 0, &part, false, 1) + SetNCellValueFromCache("none", 0, 1.5), 0);
-  EXPECT_EQ(GetNCellValueFromCache("none", 0, &missing, &error) + SetCCellValueFromCache("none", 0, "x"), 0);
-  EXPECT_TRUE(missing == 5 && std::exchange(error, 5) == 0 && activeDatasetIndex == -1);
-  EXPECT_EQ(GetCCellValueFromCache("none", 0, &error), nullptr);
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(Text(1), "ab ") << "the known one is found again";
 }
 
 TEST_F(CellAccess, WhatLiesOutsideTheCaseIsOutOfRange) {

@@ -1,14 +1,4 @@
 // The command channel between real processes: both orders of coming up, what is carried, and who dies when.
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <fstream>
-#include <list>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "CleXDErrorCode.h"
 #include "dxglobals.h"

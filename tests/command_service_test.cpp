@@ -1,6 +1,4 @@
 // The command service of a session: drivers brought up and down by command, and the end of the service.
-#include <pthread.h>
-#include <sys/resource.h>
 
 #include "CmdReceiveThread.h"
 #include "StartXDispatcherVisitor.h"
@@ -56,7 +54,7 @@ TEST_F(RunTest, CommandsSayThatThereIsNoThreadOrNoDescriptorForARun) {
   EXPECT_EQ(GetXManager()->getBackVexaDX(), nullptr) << "the level is closed again";
   EXPECT_EQ(client.sendCmd(Key::kSetupDXRun), 0);
   backend.Runs(Strings{"a"}, 0);
-  EXPECT_EQ(client.sendCmd(Key::kExitDxRun) + client.sendCmd(Key::kStopDX), 0);
+  EXPECT_EQ(Failed({client.sendCmd(Key::kExitDxRun), client.sendCmd(Key::kStopDX)}), "");
 }
 
 TEST_F(RunTest, StopCommandIsAnsweredAlthoughTheHostFails) {
@@ -113,7 +111,7 @@ TEST_F(RunSession, ServesEachBackendUntilItIsTold) {
   Start("");
   {
     DXCmdDispatcher client(Channel(), false);
-    EXPECT_EQ(client.sendCmd(Key::kTestCmd) + client.sendCmd(Key::kStopDX), 0);
+    EXPECT_EQ(Failed({client.sendCmd(Key::kTestCmd), client.sendCmd(Key::kStopDX)}), "");
   }
   EXPECT_LT(Stop(peer), 3000);
   EXPECT_FALSE(Traced("timely") || cmdThread != nullptr);

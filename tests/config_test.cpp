@@ -1,8 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <filesystem>
-
 #include "VexaDXConfigReader.h"
 #include "dxglobals.h"
 #include "support/sandbox.h"

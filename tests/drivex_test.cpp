@@ -1,10 +1,4 @@
 // Runs of language code: the mailboxes between threads, and one run with its runtime and with its backend.
-#include "drivex.h"
-
-#include <pthread.h>
-
-#include <algorithm>
-#include <mutex>
 
 #include "dxcallback.h"
 #include "support/run_test.h"
@@ -158,7 +152,7 @@ TEST_F(RunTest, InitialisesWithTheArgumentsOfTheSection) {
     XConfigOptions own(section);
     own.PutOption("ARGS", arguments);
     DriveX driver("T", &runtime, &own);
-    EXPECT_EQ(driver.initializeX() + driver.initializeX(), 0);
+    EXPECT_EQ(Failed({driver.initializeX(), driver.initializeX()}), "");
     EXPECT_EQ(runtime.log, Texts{expected}) << "once";
   }
 }
@@ -192,7 +186,7 @@ TEST_F(RunTest, EmptyBlockIsNotAnswered) {
   FakeRuntime& runtime = Host();
   VexaDX_P& driver = OpenLevel(runtime);
   Backend backend(Channel() + "0");
-  EXPECT_EQ(driver.startX() + backend.Answer(), 0);
+  EXPECT_EQ(Failed({driver.startX(), backend.Answer()}), "");
   backend.Sends(Strings{});
   EXPECT_TRUE(Await([&] { return driver.isStopped(); }));
   EXPECT_EQ(runtime.log, Texts());
@@ -209,7 +203,7 @@ TEST_F(RunTest, BlockThatThrowsOrLeavesItsThreadEndsTheRun) {
   backend.Runs(Strings{"a"}, Code::kLibraryUnusable);
   EXPECT_TRUE(!runtime.isRunning() && Await([&] { return driver.isStopped(); }));
   runtime.within = [] { pthread_exit(nullptr); };
-  EXPECT_EQ(driver.startX() + backend.Answer(), 0);
+  EXPECT_EQ(Failed({driver.startX(), backend.Answer()}), "");
   backend.Sends(Strings{"a"});
   EXPECT_TRUE(backend.HungUp() && Await([&] { return driver.isStopped(); }) && !runtime.isRunning());
 }
@@ -219,7 +213,7 @@ TEST_F(RunTest, ThatGetsNoBlockClosesItsEnd) {
   VexaDX_P& driver = OpenLevel(runtime);
   Backend backend(Channel() + "0");
   EXPECT_EQ(unlink((Channel() + "0syntax").c_str()), 0);
-  EXPECT_EQ(driver.startX() + backend.Answer(), 0);
+  EXPECT_EQ(Failed({driver.startX(), backend.Answer()}), "");
   EXPECT_TRUE(backend.HungUp() && driver.AwaitStopped(5000));
 }
 
@@ -235,7 +229,7 @@ TEST_F(RunTest, FirstLevelAloneRunsOnTheHostsThread) {
     backend.Runs(Strings{"a"}, 0);
     EXPECT_EQ(runtime.thread == host.id, level == 0);
   }
-  EXPECT_EQ(GStopSyncSyntax() + host.Result(), 0);
+  EXPECT_EQ(Failed({GStopSyncSyntax(), host.Result()}), "");
 }
 
 TEST_F(RunTest, BackendThatNeverComesIsNotWaitedForAtTheEnd) {
@@ -243,11 +237,11 @@ TEST_F(RunTest, BackendThatNeverComesIsNotWaitedForAtTheEnd) {
   mkfifo((Channel() + "0syntaxresult").c_str(), 0600);
   EXPECT_EQ(OpenLevel(runtime).startX(), 0);
   Backend first(Channel() + "1"), second(Channel() + "2");
-  EXPECT_EQ(OpenLevel(runtime).startX() + first.Answer(), 0) << "listens, and gets no block";
+  EXPECT_EQ(Failed({OpenLevel(runtime).startX(), first.Answer()}), "") << "listens, and gets no block";
   VexaDX_P& driver = OpenLevel(runtime);
   EXPECT_EQ(driver.startX(), 0);
   second.Runs(Strings{"a"}, 0);
-  EXPECT_EQ(driver.startX() + second.Answer(), 0) << "listens once more";
+  EXPECT_EQ(Failed({driver.startX(), second.Answer()}), "") << "listens once more";
   GetXManager()->cleanup();
   EXPECT_EQ(GetXManager()->getBackVexaDX(), nullptr);
 }

@@ -1,13 +1,4 @@
 // End to end: the staged home's practice engine, started by StartVexa in the real way.
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <memory>
-#include <sstream>
 
 #include "support/sandbox.h"
 #include "vexaxd_p.h"
@@ -74,41 +65,6 @@ TEST_F(EngineTest, DictionaryIsWhatTheSideFileSays) {
   EXPECT_TRUE(GetVariableName(7, &code) == nullptr && code == 10);
 }
 
-TEST_F(EngineTest, AwkwardCsvAndDatasetFactsArriveWhole) {
-  files.Write("a b.csv.vars", "weight x\nvariable NAME\n missing \"a \"\"b\" c\n");
-  const char* csv = "\xEF\xBB\xBFname,x,\"y, z\"\r\n\"say \"\"hi\"\"\nall\",+1e3,\r\nplain,-2.5,nan\r\n";
-  ASSERT_EQ(StartWith(files.Write("a b.csv", csv)), 0);
-  EXPECT_STREQ(GetVariableName(2, &code), "y, z");
-  EXPECT_STREQ(GetWeightVar(&code), "x");
-  char first[9] = "", second[9] = "", third[9] = "";
-  EXPECT_EQ(GetVarCMissingValues(0, &format, first, second, third), 0);
-  EXPECT_EQ(std::to_string(format) + first + second, "2a \"b    c       ");
-  ASSERT_EQ(MakeCaseCursor("r") + NextCase(), 0);
-  EXPECT_EQ(Text(0, 12), "say \"hi\"\nall");
-  EXPECT_EQ(Number(1), 1000.0);
-}
-
-TEST_F(EngineTest, WalkAgreesWithTheFile) {
-  ASSERT_EQ(StartWith(kAirQuality) + MakeCaseCursor("r"), 0);
-  std::istringstream lines(ReadFile(kAirQuality));
-  std::string line, field;
-  int cases = 0, user_missing = 0;
-  for (std::getline(lines, line); std::getline(lines, line); ++cases) {
-    std::istringstream fields(line);
-    ASSERT_EQ(NextCase(), 0) << line;
-    for (unsigned column = 0; column < 6; ++column) {
-      std::getline(fields, field, ',');
-      const double value = Number(column);
-      user_missing += missing == 1;
-      ASSERT_TRUE(field.empty() ? missing == 2 : value == std::stod(field)) << line;
-    }
-    std::getline(fields, field);
-    ASSERT_EQ(Text(6, 9), (field + "         ").substr(0, 9));
-  }
-  EXPECT_EQ(std::make_pair(cases, user_missing), std::make_pair(153, 7));
-  EXPECT_EQ(NextCase(), 23);
-}
-
 TEST_F(EngineTest, RefusesWhatItCannotReadWithItsOwnCodeAndCanBeTriedAgain) {
   files.Write("side.csv.vars", "variable c\n");
   EXPECT_EQ(StartWith(files.Write("ragged.csv", "a,b\n1,2\n3\n")), 2003);
@@ -154,27 +110,5 @@ TEST_F(EngineTest, ExamplesWriteTheSameInBothLanguagesAndMergeRestoresWhatWasCut
   EXPECT_EQ(run(python + "standardise.py \"$0\" Temp out.csv"), scores);
   EXPECT_EQ(run(python + "merge.py first.csv scores.csv out.csv"), merged);
 }
-
-class KilledDriverTest : public EngineTest, public testing::WithParamInterface<bool> {};
-
-// The driver, and through it the engine, hold the writing end of a pipe: it closes with the last of them.
-TEST_P(KilledDriverTest, TakesTheEngineAndItsFifosAlong) {
-  int alive[2] = {};
-  ASSERT_EQ(pipe(alive), 0);
-  const pid_t driver = fork();
-  if (driver == 0) {
-    const bool started = StartWith(kAirQuality) == 0 && (!GetParam() || GetVariableCount(&code) == 7);
-    if (started && fifos.Entries().size() == 2 && write(alive[1], "+", 1) == 1) raise(SIGKILL);
-    _exit(1);
-  }
-  close(alive[1]);
-  pollfd end = {alive[0], 0, 0};
-  EXPECT_EQ(poll(&end, 1, 10000), 1) << "the engine outlives its driver";
-  EXPECT_EQ(read(alive[0], &code, 1), 1) << "the driver never came up";
-  close(alive[0]);
-  EXPECT_EQ(waitpid(driver, nullptr, 0), driver);
-}
-
-INSTANTIATE_TEST_SUITE_P(BeforeAndAfterItsFirstRequest, KilledDriverTest, testing::Bool());
 
 }  // namespace

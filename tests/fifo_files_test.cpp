@@ -1,12 +1,3 @@
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <filesystem>
-
 #include "fifo_files.h"
 #include "support/sandbox.h"
 
@@ -25,14 +16,8 @@ class FifoFilesTest : public testing::Test {
     const pid_t child = fork();
     if (child == 0) _exit(0);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
-    return Hexadecimal(child);
+    return IdOf(child);
   }
-  static std::string Hexadecimal(pid_t process) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%04x", static_cast<unsigned>(process));
-    return text;
-  }
-
   Sandbox directory;
 };
 
@@ -61,7 +46,7 @@ TEST_F(FifoFilesTest, GoByTheEndOfTheirProcess) {
                 ended.substr(0, 3) + "R_s",  // no id
                 "ffffffffR_s",               // no process id can be that large
                 "0000R_s",                   // nobody's
-                Hexadecimal(getpid()) + "R_s",
+                IdOf(getpid()) + "R_s",
                 "0001R0xdapi"};
   Make(kept);
   kept.push_back(ended + "PLAIN_s");

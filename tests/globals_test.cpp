@@ -1,16 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <ctime>
-#include <fstream>
-#include <thread>
-
 #include "CleXDErrorCode.h"
 #include "DxTracer.h"
 #include "XManager.h"
 #include "dxglobals.h"
-#include "support/processes.h"
 #include "support/worker.h"
 #include "vexa_assert.h"
 #include "xpipemanager.h"
@@ -64,7 +55,7 @@ TEST(Trace, OfAForkIsNotHeldUpByAnotherThread) {
 
 TEST(Assertion, EndsTheProcessBesideAThreadThatReads) {
   int ends[2], input[2];
-  ASSERT_EQ(pipe(ends) + pipe(input), 0);
+  ASSERT_EQ(Failed({pipe(ends), pipe(input)}), "");
   Process reads([&] {
     dup2(input[0], STDIN_FILENO), dup2(ends[1], STDERR_FILENO), signal(SIGABRT, SIG_DFL);
     Worker* const reader = new Worker([] { return std::getchar(); });

@@ -1,8 +1,5 @@
 // End to end: runs of Java extensions that the staged engine starts, in a real Java, and what is left of them
 // however they end.
-#include <gtest/gtest.h>
-
-#include <filesystem>
 
 #include "support/block_run.h"
 
@@ -10,7 +7,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kBadCommand = 2046, kNotDone = 2050, kPeerClosed = 99103, kJavaNotAlive = 99123;
+constexpr int kBadCommand = 2046, kNotDone = 2050, kJavaNotAlive = 99123;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define NEEDS_JAVA() GTEST_SKIP() << "Java is left out under sanitizers: it cannot load a library with them."
@@ -98,16 +95,6 @@ TEST_F(JavaRunTest, RunsWithinARunHaveALevelOfTheirOwn) {
   EXPECT_NE(Printed().find("on purpose"), std::string::npos);
   EXPECT_TRUE(Printed().ends_with("inner 2050\nouter goes on with 153\nouter goes on with 153\n"))
       << Printed();
-}
-
-TEST_F(JavaRunTest, EngineThatDiesInARunTakesJavaAlong) {
-  NEEDS_JAVA();
-  Start();
-  EXPECT_EQ(Play("kill the engine\n" + files.path() + "/pid"), kPeerClosed);
-  const std::string java = ReadFile(files.path() + "/pid");
-  ASSERT_FALSE(java.empty());
-  EXPECT_TRUE(Comes([&] { return HasEnded(std::stoi(java)); }));
-  own_fifos = 2;  // those of this process go with it
 }
 
 }  // namespace

@@ -1,19 +1,9 @@
 // Start and stop against backends that are small scripts: what goes wrong with a real process, and what it is
 // given.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "dxglobals.h"
 #include "session.h"
-#include "support/sandbox.h"
+#include "support/processes.h"
 #include "support/scripted_peer.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
@@ -58,13 +48,9 @@ class Lifecycle : public testing::Test {
   Sandbox temp;
 };
 
-// Runs in a process of its own that ends by exit; its status, or the signal that ended it, negative.
+// Runs in a process of its own that ends by exit.
 int InProcess(const std::function<int()>& body) {
-  const pid_t child = fork();
-  if (child == 0) std::exit(body());
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return Process([&]() -> int { std::exit(body()); }).Result();
 }
 
 struct FailedStart {
@@ -130,10 +116,8 @@ TEST_F(Lifecycle, BackendGetsArgumentsAndAnEnvironmentOfItsOwn) {
   SetEnvironment("LEAKED", "1");
   SetEnvironment("VEXA_QUICK", "yes");
   EXPECT_EQ(StartVexa("x y"), 99107);
-  char pid[9];
-  std::snprintf(pid, sizeof pid, "%04x", static_cast<unsigned>(getpid()));
   const std::string& at = home.path();
-  EXPECT_EQ(Dump(), temp.path() + "/|" + pid + "|R| x y|SHELL=/bin/bash\nVEXA_HOME=" + at +
+  EXPECT_EQ(Dump(), temp.path() + "/|" + IdOf(getpid()) + "|R| x y|SHELL=/bin/bash\nVEXA_HOME=" + at +
                         "\nLD_LIBRARY_PATH=" + at + "/lib:" + at + "/common/ext/bin/vexa.common:" + at +
                         "/ext/bin/vexa.common:" + at + "/JRE/lib\nPATH=" + at +
                         "/bin:/usr/bin:/bin\nTERM=\nVEXA_QUICK=yes\nTMPDIR=/var/tmp\nHOME=\n");
@@ -218,11 +202,9 @@ int RunWithPeer(const Sandbox& temp, const std::function<void(ScriptedPeer&)>& s
     session();
     std::exit(0);
   }
-  char pid[9];
-  std::snprintf(pid, sizeof pid, "%04x", static_cast<unsigned>(child));
   int status = -1;
   {
-    ScriptedPeer peer(temp.path() + "/" + pid + "UNNAMEDX0");
+    ScriptedPeer peer(temp.path() + "/" + IdOf(child) + "UNNAMEDX0");
     script(peer);
     EXPECT_EQ(write(ready[1], "g", 1), 1);
     EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -1,12 +1,4 @@
 // The heartbeat between two processes: who is told of whose end, and that Stop always ends it.
-#include <fcntl.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-
-#include <atomic>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "DxTracer.h"
 #include "MonitorThread.h"

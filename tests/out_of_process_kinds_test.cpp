@@ -1,11 +1,5 @@
 // R at its prompts and the Java extension at its socket: how each starts, runs a block, stops, and dies.
 #include <arpa/inet.h>
-#include <sys/socket.h>
-
-#include <algorithm>
-#include <iterator>
-#include <thread>
-#include <utility>
 
 #include "JavaExtensionSmb.h"
 #include "JavaPlugInSocket.h"
@@ -201,7 +195,7 @@ TEST_F(JavaSocket, GivesTheExtensionItsBytesAndWaitsForItsEnd) {
   ASSERT_EQ(Start({"JavaExtension"}), 0);
   EXPECT_EQ(Noted("arguments"), (Texts{home.path() + "/JRE/bin/java", "com.kor.statistics.plugin.Extension",
                                        "LOCAL", std::to_string(socket.GetSocketPort()), "C"}));
-  EXPECT_EQ(language->pre_action() + Execute("") + language->post_action(), 0);
+  EXPECT_EQ(Failed({language->pre_action(), Execute(""), language->post_action()}), "");
   EXPECT_FALSE(language->isXProcessActive());
   EXPECT_EQ(Noted("bytes"), Texts{bytes});
   int length = 0;

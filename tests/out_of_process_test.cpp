@@ -1,13 +1,10 @@
 // A language in a process of its own, served by startx: how it starts, runs a block, stops, and dies. And
 // what every kind of language gets for its environment.
-#include <algorithm>
-#include <iterator>
-#include <utility>
 
+#include "support/out_of_process.h"
 #include "JavaExtensionSmb.h"
 #include "JavaPlugInSocket.h"
 #include "platform.h"
-#include "support/out_of_process.h"
 #include "text.h"
 
 namespace {
@@ -72,7 +69,8 @@ TEST_F(OutOfProcess, IsToldOfARunThatFailsInALanguageThatLives) {
     ASSERT_EQ(Start(), 0);
     for (int run = 0; run < 2; ++run) {
       EXPECT_EQ(language->pre_action(), pre) << script;
-      EXPECT_TRUE(pre != 0 || Execute("a\n") + language->post_action() == 99103) << script;
+      EXPECT_EQ(pre != 0 ? "1: 99103 " : Failed({Execute("a\n"), language->post_action()}), "1: 99103 ")
+          << script;
     }
     EXPECT_EQ(Noted("commands"), (Texts{"255", "3", "4", "3", "4"})) << "each run is ended";
     EXPECT_EQ(language->stop_embedded_x(), 0);

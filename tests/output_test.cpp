@@ -1,10 +1,4 @@
 // End to end: what a program submits, posts and builds, as the practice engine shows it and answers about it.
-#include <gtest/gtest.h>
-#include <signal.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 
 #include "support/sandbox.h"
 #include "vexaxd_p.h"
@@ -46,8 +40,8 @@ class OutputTest : public testing::Test {
   }
   void TearDown() override { StopVexa(); }
   void StartTable() {
-    EXPECT_EQ(StartProcedure("P", "Procedure") + OnTable(StartPivotTable), 0);
-    EXPECT_EQ(On(kRows, AddDimension) + On(kColumns, AddDimension), 0);
+    EXPECT_EQ(Failed({StartProcedure("P", "Procedure"), OnTable(StartPivotTable)}), "");
+    EXPECT_EQ(Failed({On(kRows, AddDimension), On(kColumns, AddDimension)}), "");
   }
   std::string Joined(void* list) {
     std::string joined;
@@ -64,18 +58,23 @@ class OutputTest : public testing::Test {
 
 TEST_F(OutputTest, EveryKindOfCategoryCellAndFootnoteIsReadBack) {
   StartTable();
-  EXPECT_EQ(On(kColumns, AddStringCategory, "Value") + SetFormatSpecPercent(), 0);
-  EXPECT_EQ(On(kRows, AddNumberCategory, 0.5) + On(kRows, SetNumberCell, 37.25), 0);
-  EXPECT_EQ(On(kRows, AddStringCategory, "text") + On(kRows, SetStringCell, "cell"), 0);
-  EXPECT_EQ(On(kRows, AddVarNameCategory, 0) + On(kRows, SetVarNameCell, 2), 0);
-  EXPECT_EQ(On(kRows, AddVarValueDoubleCategory, 1, 1.0) + On(kRows, SetVarValueDoubleCell, 1, 2.0), 0);
-  EXPECT_EQ(On(kRows, AddVarValueStringCategory, 2, "a") + On(kRows, SetVarValueStringCell, 2, "b"), 0);
-  EXPECT_EQ(On(kRows, AddStringCategory, "date") + On(kRows, SetDateCell, "2026-11-22"), 0);
+  EXPECT_EQ(Failed({On(kColumns, AddStringCategory, "Value"), SetFormatSpecPercent()}), "");
+  EXPECT_EQ(Failed({On(kRows, AddNumberCategory, 0.5), On(kRows, SetNumberCell, 37.25)}), "");
+  EXPECT_EQ(Failed({On(kRows, AddStringCategory, "text"), On(kRows, SetStringCell, "cell")}), "");
+  EXPECT_EQ(Failed({On(kRows, AddVarNameCategory, 0), On(kRows, SetVarNameCell, 2)}), "");
+  EXPECT_EQ(Failed({On(kRows, AddVarValueDoubleCategory, 1, 1.0), On(kRows, SetVarValueDoubleCell, 1, 2.0)}),
+            "");
+  EXPECT_EQ(Failed({On(kRows, AddVarValueStringCategory, 2, "a"), On(kRows, SetVarValueStringCell, 2, "b")}),
+            "");
+  EXPECT_EQ(Failed({On(kRows, AddStringCategory, "date"), On(kRows, SetDateCell, "2026-11-22")}), "");
   EXPECT_EQ(AddOutlineFootnotes("Outline", "Type", "Title", "outline's", false), 0);
   EXPECT_EQ(AddTitleFootnotes("Outline", "Type", "Title", "title's", false), 0);
-  EXPECT_EQ(OnTable(AddCaptionFootnotes, "Caption", "caption's") + AddProcFootnotes("procedure's"), 0);
-  EXPECT_EQ(On(kRows, AddDimFootnotes, "dimension's") + On(kRows, AddCategoryFootnotes, "category's"), 0);
-  EXPECT_EQ(On(kRows, AddCellFootnotes, "cell's") + OnTable(MinDataColumnWidth, 15) + EndProcedure(), 0);
+  EXPECT_EQ(Failed({OnTable(AddCaptionFootnotes, "Caption", "caption's"), AddProcFootnotes("procedure's")}),
+            "");
+  EXPECT_EQ(
+      Failed({On(kRows, AddDimFootnotes, "dimension's"), On(kRows, AddCategoryFootnotes, "category's")}), "");
+  EXPECT_EQ(Failed({On(kRows, AddCellFootnotes, "cell's"), OnTable(MinDataColumnWidth, 15), EndProcedure()}),
+            "");
   EXPECT_EQ(Find("//category/@kind"),
             "number|string|variableName|variableValue|variableValue|string|string|");
   EXPECT_EQ(Find("//cell/text()") + Find("//footnote/@mark"), "37.2%|cell|t|2.00|b|2026-11-22|a|b|c|d|e|f|");
@@ -104,10 +103,12 @@ a. outline's
 TEST_F(OutputTest, LayersAndNestedColumnsLieOutAndWhatIsTooWideIsCut) {
   constexpr Dimension kInner = {"Inner", 1, 1}, kLayer = {"Layer", 2, 0};
   StartTable();
-  EXPECT_EQ(On(kInner, AddDimension) + On(kLayer, AddDimension) + OnTable(MaxDataColumnWidth, 4), 0);
+  EXPECT_EQ(Failed({On(kInner, AddDimension), On(kLayer, AddDimension), OnTable(MaxDataColumnWidth, 4)}), "");
   for (int cell = 0; cell < 8; ++cell) {
-    EXPECT_EQ(On(kLayer, AddNumberCategory, cell / 4) + On(kInner, AddNumberCategory, cell % 2), 0);
-    EXPECT_EQ(On(kColumns, AddStringCategory, &"AB"[cell / 2 % 2]) + On(kRows, AddStringCategory, "r"), 0);
+    EXPECT_EQ(Failed({On(kLayer, AddNumberCategory, cell / 4), On(kInner, AddNumberCategory, cell % 2)}), "");
+    EXPECT_EQ(
+        Failed({On(kColumns, AddStringCategory, &"AB"[cell / 2 % 2]), On(kRows, AddStringCategory, "r")}),
+        "");
     EXPECT_EQ(cell == 2 ? On(kRows, SetStringCell, "Grüße") : On(kRows, SetNumberCell, cell * 5001), 0);
   }
   EXPECT_EQ(EndProcedure(), 0);
@@ -129,14 +130,14 @@ TEST_F(OutputTest, HostileTextsSurviveToXmlAndBack) {
   const std::string hostile = "]]><&>\"' é漢😀\x01\xFF", clean = "]]><&>\"' é漢😀\uFFFD\uFFFD|";
   const char* text = hostile.c_str();
   StartTable();
-  EXPECT_EQ(On(kColumns, AddStringCategory, text) + On(kRows, AddStringCategory, text), 0);
-  EXPECT_EQ(On(kRows, SetStringCell, text) + Submit(text, static_cast<int>(hostile.size())), 0);
+  EXPECT_EQ(Failed({On(kColumns, AddStringCategory, text), On(kRows, AddStringCategory, text)}), "");
+  EXPECT_EQ(Failed({On(kRows, SetStringCell, text), Submit(text, static_cast<int>(hostile.size()))}), "");
   EXPECT_EQ(Find("//cell/@value") + Find("//cell/text()") + Find("//command/text()"), clean + clean + clean);
   EXPECT_EQ(EndProcedure(), 0);
   EXPECT_NE(ReadFile(output + ".html").find("]]&gt;&lt;&amp;&gt;\"' é漢😀\uFFFD\uFFFD</td>"),
             std::string::npos);
   char* locale = nullptr;
-  EXPECT_EQ(GetCLocale(&locale) + FreeString(locale), 0);
+  EXPECT_EQ(Failed({GetCLocale(&locale), FreeString(locale)}), "");
   const std::string xml = Joined(EvaluateXPath("now", "", "/", &code));
   std::wstring wide(xml.size(), L'\0');
   wide.resize(std::mbstowcs(wide.data(), xml.c_str(), wide.size()) - 1);  // without the final "|"
@@ -144,9 +145,9 @@ TEST_F(OutputTest, HostileTextsSurviveToXmlAndBack) {
 }
 
 TEST_F(OutputTest, CommandsTextsAndSplitsStandInOrder) {
-  EXPECT_EQ(QueueCommandPart("ONE", 3) + QueueCommandPart("TWO", 3) + Submit("GO.", 3), 0);
-  EXPECT_EQ(PostVexaOutput("a\xC3", 2) + PostVexaOutput("\xA9z", 2) + SplitChange("s = 1"), 0);
-  EXPECT_EQ(AddTextBlock("o", "Head", "body", 1) + SetGraphicsLabel("G", "L"), 0);
+  EXPECT_EQ(Failed({QueueCommandPart("ONE", 3), QueueCommandPart("TWO", 3), Submit("GO.", 3)}), "");
+  EXPECT_EQ(Failed({PostVexaOutput("a\xC3", 2), PostVexaOutput("\xA9z", 2), SplitChange("s = 1")}), "");
+  EXPECT_EQ(Failed({AddTextBlock("o", "Head", "body", 1), SetGraphicsLabel("G", "L")}), "");
   GetGraphic("/dev/null");
   EXPECT_EQ(Find("/output/*/text()") + Find("//graphic/@*"), "ONE\nTWO\nGO.|aéz|s = 1|body|/dev/null|G|L|");
 }
@@ -171,7 +172,7 @@ TEST_F(OutputTest, AttributesAndSetsAreThoseOfTheSideFileUntilSet) {
   ASSERT_EQ(code, 0);
   EXPECT_EQ(label + std::to_string(coding) + counted + std::to_string(is_text), "Asked110");
   EXPECT_EQ(Joined(members) + Joined(GetMultiResponseSetNamesInProcDS(&code)), "C|n|$q|");
-  EXPECT_EQ(FreeString(label) + FreeString(counted), 0);
+  EXPECT_EQ(Failed({FreeString(label), FreeString(counted)}), "");
 }
 
 TEST_F(OutputTest, ImageIsAPngWhoseChunksCheckOut) {

@@ -1,14 +1,4 @@
-#include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "XCmdArgument.h"
 #include "child_process.h"
@@ -139,7 +129,7 @@ TEST(Child, NobodyIsSignalledWhereThereIsNone) {
 // What a process finds that another one started, and that waits for `ready` before it looks.
 char Found(const std::string& id, bool has_descriptor, bool starter_stays) {
   int told[2], alive[2];
-  EXPECT_EQ(pipe(told) + pipe(alive), 0);
+  EXPECT_EQ(Failed({pipe(told), pipe(alive)}), "");
   const pid_t starter = Fork([&] {
     const pid_t self = getpid();
     const pid_t started = Fork([&] {
@@ -167,10 +157,9 @@ char Found(const std::string& id, bool has_descriptor, bool starter_stays) {
 }
 
 TEST(ItsStarter, IsSeenToEndAndIsNotTakenForWhoTakesItsPlace) {
-  char driver[20];
-  std::snprintf(driver, sizeof driver, "%x", static_cast<unsigned>(getpid()));
+  const std::string driver = IdOf(getpid());
   for (const bool has_descriptor : {true, false}) {
-    for (const std::string& id : {std::string(driver), std::string(), std::string("0")})
+    for (const std::string& id : {driver, std::string(), std::string("0")})
       EXPECT_EQ(Found(id, has_descriptor, true), 'e') << id;
     EXPECT_EQ(Found(driver, has_descriptor, false), 'g');
   }

@@ -1,9 +1,5 @@
 // End to end: blocks of real R that the staged engine runs, each ended at a plain prompt whatever it left,
 // and what is left over when one of the processes dies.
-#include <gtest/gtest.h>
-#include <signal.h>
-
-#include <cstring>
 
 #include "support/block_run.h"
 

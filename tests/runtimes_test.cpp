@@ -1,8 +1,4 @@
 #include <dlfcn.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <sstream>
 
 #include "DxTracer.h"
 #include "InpStatisticsX.h"
@@ -148,7 +144,7 @@ TEST_F(Languages, AreCalledStepByStep) {
     runtime.setup_dxcallback(table);
     runtime.init_embedded_x(2, arguments);
     runtime.set_post_vexa_output([](const char* text, int length) { return text[0] == 't' ? length : 0; });
-    EXPECT_EQ(runtime.pre_action() + runtime.execute_x(block) + runtime.post_action(), 0);
+    EXPECT_EQ(Failed({runtime.pre_action(), runtime.execute_x(block), runtime.post_action()}), "");
   }
   EXPECT_EQ(Calls(),
             (Lines{"loaded with /r", "setup_dxcallback table", "init_embedded_x 2 --silent ",
@@ -304,22 +300,22 @@ TEST_F(Creation, EndsRuntimesInTheOrderOfTheirNames) {
   EXPECT_EQ(GetXManager()->getStatisticsX("b"), nullptr);
 }
 
-TEST_F(Creation, IsUndoneAtOnce) {
-  Create("Perl");
-  Create("Perl");
-  GetXManager()->getStatisticsX("Perl")->init_embedded_x(0, nullptr);
-  GetXManager()->cleanup();
-  EXPECT_EQ(Calls(), (Lines{"init_embedded_x 0", "stop_embedded_x"}));
-  EXPECT_EQ(GetXManager()->getBackVexaDX(), nullptr);
-  EXPECT_EQ(LevelOf("Perl"), -1);
-}
-
-TEST_F(Creation, IsUndoneWithTheProcessesObjects) {
-  Create("Perl");
-  GetXManager()->getStatisticsX("Perl")->init_embedded_x(0, nullptr);
-  GetXPipeManager()->cleanup();  // as the end of a session does, ahead of the drivers
-  FinalizeDXGlobal();
-  EXPECT_EQ(Calls(), (Lines{"init_embedded_x 0", "stop_embedded_x"}));
+TEST_F(Creation, IsUndoneAtOnceAndWithTheProcessesObjects) {
+  for (const bool at_once : {true, false}) {
+    if (!IsDXGlobalInit()) InitDxGlobal(notes.path() + "/", "04d2", "perl", home.path());
+    for (int i = 0; i < 2; ++i) Create("Perl");
+    GetXManager()->getStatisticsX("Perl")->init_embedded_x(0, nullptr);
+    if (at_once) {
+      GetXManager()->cleanup();
+      EXPECT_EQ(GetXManager()->getBackVexaDX(), nullptr);
+      EXPECT_EQ(LevelOf("Perl"), -1);
+    } else {
+      GetXPipeManager()->cleanup();  // as the end of a session does, ahead of the drivers
+    }
+    FinalizeDXGlobal();
+    EXPECT_EQ(Calls(), (Lines{"init_embedded_x 0", "stop_embedded_x"}));
+    std::filesystem::remove(notes.path() + "/calls");
+  }
 }
 
 }  // namespace

@@ -1,17 +1,9 @@
 // Locks, events and threads: what callers rely on, quirks included, also while many threads do it at once.
-#include <signal.h>
 
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <ctime>
-#include <memory>
 #include <semaphore>
-#include <thread>
 
 #include "PlugInCriticalSection.h"
 #include "PlugInSynchEvent.h"
-#include "support/processes.h"
 #include "support/worker.h"
 #include "wake_up.h"
 

@@ -1,14 +1,3 @@
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstring>
-#include <thread>
-
 #include "CleXDErrorCode.h"
 #include "VexaPipe.h"
 #include "XPipes.h"

@@ -15,7 +15,7 @@ import tempfile
 import traceback
 
 from cell import Cell, Hung, Unreached
-from states import PROCESSES, State, block, cells_of, idle, table
+from states import PROCESSES, block, cells_of, table
 
 
 # Not as wanted, and known: the driver's own thread runs the inner block, and what waits for the outer one waits for that.
@@ -25,30 +25,6 @@ KNOWN = re.compile(r"nested \S*[RJ]\S*>D / (R|java) / ")
 
 def name_of(state, victim, way):
     return f"{state.name} / {victim} / {way}"
-
-
-# Faults on purpose: what has to be told of a driver that does this while it is idle (in a call that it does not come back
-# from in time, where an exclamation mark stands in front), and who dies then.
-PROOFS = {
-    "left: process": ("__import__('subprocess').Popen(['sleep', '60'])", "backend"),
-    "does not end": ("__import__('subprocess').Popen(['sleep', '60'])", "driver"),
-    "left: fifo": ("os.mkfifo(os.environ['VEXADXTEMP'] + '/left')", "driver"),
-    "left: directory": ("os.mkdir(os.environ['TMPDIR'] + '/left')", "driver"),
-    "left: descriptor": ("os.open('/dev/null', os.O_RDONLY)", "backend"),
-    "left: zombie": ("os.spawnlp(os.P_NOWAIT, 'true', 'true')", "backend"),
-    "late: ": ("!time.sleep(1.5)", "startx"),
-    "hangs: ": ("!time.sleep(60)", "backend"),
-    "counts as success": ("!time.sleep(0.5)", "backend"),
-    "the next call": ("setattr(vexaxd, 'GetRowCount', lambda: 7)", "startx"),
-}
-
-
-def faulty(call):
-    def enter(cell):
-        idle("P")(cell)
-        (cell.begin if call[0] == "!" else cell.ask)(call.lstrip("!"))
-
-    return enter
 
 
 # --- The walk ---
@@ -146,15 +122,6 @@ def walk_all(walk, cells, jobs):
     return results
 
 
-def prove(walk, jobs):
-    """Each kind of fault is seen. Returns how many are not."""
-    cells = [(State(wanted, [], faulty(call), "", False, False), who, "kill") for wanted, (call, who) in PROOFS.items()]
-    results = walk_all(walk, cells, jobs)
-    unseen = [r for r in results if not any(fault.startswith(r["cell"].split(" / ")[0]) for fault in r["faults"])]
-    print(f"{len(results) - len(unseen)} of {len(results)} faults on purpose seen", *unseen, sep="\n")
-    return len(unseen)
-
-
 def summarise(results, left_out):
     """The figures. Returns how many cells are not as wanted."""
     unanswered = ("hangs", "does not end", "not reached", "the matrix failed")
@@ -175,7 +142,6 @@ def main():
     parser.add_argument("--reduced", action="store_true", help="one death in each state")
     parser.add_argument("--only", metavar="PATTERN", default="", help="cells whose name the expression is found in")
     parser.add_argument("--list", action="store_true", help="the names of the cells")
-    parser.add_argument("--prove", action="store_true", help="that each kind of fault is seen")
     parser.add_argument("--json", metavar="FILE", help="where all results go")
     parser.add_argument("--within", metavar="SECONDS", type=float, default=1.0, help="how long an answer may take")
     parser.add_argument("-j", dest="jobs", metavar="N", type=int, default=2, help="cells at the same time")
@@ -186,8 +152,6 @@ def main():
         return 0
     walk = Walk(options.home, options.within)
     try:
-        if options.prove:
-            return min(prove(walk, options.jobs), 1)
         results = walk_all(walk, [cell for cell in cells if not walk.lacks(cell[0])], options.jobs)
         if options.json:
             pathlib.Path(options.json).write_text(json.dumps(results, indent=1))

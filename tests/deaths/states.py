@@ -152,25 +152,17 @@ def stop_behind_a_call(cell):
     cell.sends("driver", REQUEST, lambda: cell.begin("count_and_stop()"))
 
 
-def in_block(path):
-    def enter(cell):
-        cell.start()
-        cell.begin(submission(cell, path, "sit"))
-        wait_for(lambda: os.path.exists(cell.reached), f"no block runs: {cell.noise()}")
-
-    return enter
-
-
-def in_call_of_block(letter, does):
-    """The block has sent a request that is not answered: to the backend, or to its console."""
+def in_block(path, does="sit"):
+    """The block sits there; or it has sent a request that is not answered: to the backend, or to its console."""
 
     def enter(cell):
         cell.start()
-        cell.begin(submission(cell, letter, does))
+        cell.begin(submission(cell, path, does))
         wait_for(lambda: os.path.exists(cell.reached), f"no block runs: {cell.noise()}")
         if does == "call":
             cell.freeze("backend")
-        cell.sends(PROCESSES.get(letter, "driver"), REQUEST, pathlib.Path(cell.go).touch)
+        if does != "sit":
+            cell.sends(PROCESSES.get(path, "driver"), REQUEST, pathlib.Path(cell.go).touch)
 
     return enter
 
@@ -226,7 +218,7 @@ def table():
     for letter, process in PROCESSES.items():
         state(f"{process} ahead of main", [process], coming_up(process, letter), letter)
     state("console coming up", console, coming_up("RConsole", "P"), "X")
-    state("console in a read", console, in_call_of_block("P", "console"), "X")
+    state("console in a read", console, in_block("P", "console"), "X")
     state("java connecting", ["java"], connecting, "J")
     state("stop", [], stopping())
     state("stop behind a call", [], stop_behind_a_call)
@@ -236,7 +228,7 @@ def table():
     for letter in "DPRJ":
         name, process = LANGUAGES[letter] + " in the driver" * (letter == "D"), PROCESSES.get(letter)
         state(f"block of {name}", [process], in_block(letter), letter, letter == "D")
-        state(f"callback of {name}", [process], in_call_of_block(letter, "call"), letter, letter == "D")
+        state(f"callback of {name}", [process], in_block(letter, "call"), letter, letter == "D")
     state("bulk socket waiting", [], accepting)
     state("bulk socket out", [], streaming("SAVE /TYPE=BINARYSTREAM /SOCKET={}.\n"))
     state("bulk socket in", [], streaming("GET DATA /TYPE=BINARYSTREAM /SOCKET={} /VARIABLES=id.\n"))

@@ -2,8 +2,6 @@ import com.kor.statistics.plugin.Command;
 import com.kor.statistics.plugin.Vexa;
 import com.kor.statistics.plugin.VexaException;
 import com.kor.statistics.plugin.VexaExtension;
-import java.nio.file.Files;
-import java.nio.file.Path;
 import java.util.List;
 
 /** Does what the first line of its block says. */
@@ -21,11 +19,6 @@ public final class PlayedExtension implements VexaExtension {
       case "exit" -> System.exit(0);
       case "die" -> Runtime.getRuntime().exec(new String[] {"/bin/kill", "-9", "" + pid()}).waitFor();
       case "ask too much" -> Vexa.variableName(99);
-      case "kill the engine" -> {
-        Files.writeString(Path.of(lines.get(1)), "" + pid());
-        ProcessHandle.current().parent().orElseThrow().destroyForcibly();
-        sleep();
-      }
       case "nest" -> {
         try {
           Vexa.submit("LANGUAGE JAVAEXTENSION.\n" + lines.get(1) + "\n" + lines.get(2) + "\n" + lines.get(1)
@@ -34,18 +27,6 @@ public final class PlayedExtension implements VexaExtension {
           System.out.println("inner " + failure.code());
         }
         System.out.println("outer goes on with " + Vexa.rowCount());
-      }
-      case "wait" -> {
-        Files.writeString(Path.of(lines.get(1)), pid() + "\n");
-        sleep();
-      }
-      case "submit" -> {
-        Files.writeString(Path.of(lines.get(1)), pid() + "\n");
-        try {
-          Vexa.submit(Files.readString(Path.of(lines.get(2))));
-        } catch (VexaException failure) {
-          Files.writeString(Path.of(lines.get(3)), "" + failure.code());
-        }
       }
       default -> throw new IllegalArgumentException(lines.get(0));
     }

@@ -3,19 +3,7 @@
 #ifndef SUPPORT_BLOCK_RUN_H
 #define SUPPORT_BLOCK_RUN_H
 
-#include <gtest/gtest.h>
-#include <signal.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <functional>
-#include <iterator>
-#include <string>
-#include <system_error>
-#include <utility>
-
 #include "support/processes.h"
-#include "support/sandbox.h"
 #include "vexaxd_p.h"
 
 constexpr const char* kAirQuality = VEXA_SOURCE_DIR "/examples/data/airquality.csv";

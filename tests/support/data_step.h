@@ -2,10 +2,6 @@
 #ifndef SUPPORT_DATA_STEP_H
 #define SUPPORT_DATA_STEP_H
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "session.h"
 #include "support/scripted_peer.h"
 #include "vexaxd_p.h"

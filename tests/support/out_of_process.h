@@ -2,46 +2,16 @@
 #ifndef SUPPORT_OUT_OF_PROCESS_H
 #define SUPPORT_OUT_OF_PROCESS_H
 
-#include <signal.h>
-#include <time.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <optional>
-#include <sstream>
-#include <string>
-#include <vector>
-
 #include "DxTracer.h"
 #include "OutpStatisticsX.h"
 #include "XCmdArgument.h"
 #include "XConfigOptions.h"
 #include "dxglobals.h"
 #include "support/processes.h"
+#include "support/ticking.h"
 #include "xpipemanager.h"
 
 using Texts = std::vector<std::string>;
-
-// A timer whose handler restarts nothing.
-class Ticking {
- public:
-  explicit Ticking(int microseconds) {
-    struct sigaction handler = {};
-    handler.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &handler, nullptr);
-    sigevent event = {};
-    event.sigev_notify = SIGEV_SIGNAL, event.sigev_signo = SIGUSR1;
-    timer_create(CLOCK_MONOTONIC, &event, &timer);
-    const itimerspec each = {{0, microseconds * 1000L}, {0, microseconds * 1000L}};
-    timer_settime(timer, 0, &each, nullptr);
-  }
-  Ticking(const Ticking&) = delete;
-  Ticking& operator=(const Ticking&) = delete;
-  ~Ticking() { timer_delete(timer); }
-
- private:
-  timer_t timer = {};
-};
 
 // A home in which every program is the played language.
 class OutOfProcess : public ProcessTest {

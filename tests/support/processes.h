@@ -3,18 +3,6 @@
 #ifndef SUPPORT_PROCESSES_H
 #define SUPPORT_PROCESSES_H
 
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "support/sandbox.h"
 
 using Clock = std::chrono::steady_clock;

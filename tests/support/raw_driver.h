@@ -3,19 +3,6 @@
 #ifndef SUPPORT_RAW_DRIVER_H
 #define SUPPORT_RAW_DRIVER_H
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
-#include <functional>
-#include <string>
-
 #include "descriptor.h"
 #include "support/sandbox.h"
 #include "support/wire.h"
@@ -75,11 +62,6 @@ class RawDriver {
   Image first;  // how the start went
 
  private:
-  static std::string Id() {
-    char text[16];
-    std::snprintf(text, sizeof text, "%04x", static_cast<unsigned>(getpid()));
-    return text;
-  }
   [[noreturn]] void Run(const std::string& options, const InChild& in_child) const {
     const std::string directory = fifos.path() + "/", errors = files.path() + "/errors";
     setenv("VEXA_HOME", VEXA_STAGED_HOME, 1);
@@ -92,7 +74,7 @@ class RawDriver {
   }
 
  public:
-  const std::string id = Id(), prefix = fifos.path() + "/" + id;
+  const std::string id = IdOf(getpid()), prefix = fifos.path() + "/" + id;
 
  private:
   pid_t engine = -1, engine_id = -1;

@@ -2,15 +2,6 @@
 #ifndef SUPPORT_RUN_TEST_H
 #define SUPPORT_RUN_TEST_H
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "CleXDErrorCode.h"
 #include "StatisticsX.h"
 #include "SyncSyntaxBuffer.h"
 #include "XConfigOptions.h"

@@ -1,15 +1,5 @@
 #include "support/sandbox.h"
 
-#include <stdlib.h>
-#include <sys/wait.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <system_error>
-
 namespace fs = std::filesystem;
 
 Sandbox::Sandbox() : path_((fs::temp_directory_path() / "vexa_test_XXXXXX").string()) {
@@ -33,6 +23,12 @@ std::vector<std::string> Sandbox::Entries() const {
   for (const auto& entry : fs::directory_iterator(path_)) names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string IdOf(pid_t process) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%04x", static_cast<unsigned>(process));
+  return text;
 }
 
 int OpenDescriptors() {

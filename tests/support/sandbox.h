@@ -2,8 +2,7 @@
 #ifndef SUPPORT_SANDBOX_H
 #define SUPPORT_SANDBOX_H
 
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 // A fresh directory of mode 0700, removed at the end with all that is in it.
 class Sandbox {
@@ -24,6 +23,8 @@ class Sandbox {
   std::string path_;
 };
 
+// A process as the names of its fifos have it.
+std::string IdOf(pid_t process);
 // The descriptors that this process has open.
 int OpenDescriptors();
 // Whether this process has a child, alive or ended and not waited for. Reaps none.

@@ -1,15 +1,5 @@
 #include "support/scripted_peer.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
-
 #include "dxglobals.h"
 #include "session.h"
 #include "vexaxd_p.h"
@@ -133,9 +123,7 @@ void ScriptedPeer::HangUp(const std::string& fault) {
 }
 
 std::string PeerPrefix(const Sandbox& sandbox, const std::string& x_name) {
-  char pid[9];
-  std::snprintf(pid, sizeof pid, "%04x", static_cast<unsigned>(getpid()));
-  return sandbox.path() + "/" + pid + x_name + "0";
+  return sandbox.path() + "/" + IdOf(getpid()) + x_name + "0";
 }
 
 void EndSession() {

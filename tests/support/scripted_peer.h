@@ -9,15 +9,6 @@
 #ifndef SUPPORT_SCRIPTED_PEER_H
 #define SUPPORT_SCRIPTED_PEER_H
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <deque>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "CleXDErrorCode.h"
 #include "support/sandbox.h"
 #include "support/wire.h"

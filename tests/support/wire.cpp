@@ -1,8 +1,5 @@
 #include "support/wire.h"
-
-#include <gtest/gtest.h>
-
-#include <stdexcept>
+#include "support/test.h"
 
 namespace {
 

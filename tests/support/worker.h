@@ -2,15 +2,8 @@
 #ifndef SUPPORT_WORKER_H
 #define SUPPORT_WORKER_H
 
-#include <unistd.h>
-
-#include <atomic>
-#include <functional>
-#include <string>
-
 #include "PlugInThreadHot.h"
 #include "support/processes.h"
-#include "support/sandbox.h"
 
 // Runs what it is given.
 struct Worker : PlugInThreadHot {

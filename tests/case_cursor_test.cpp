@@ -70,16 +70,6 @@ TEST_F(CursorTest, AsksForAsManyCasesAsABlockHolds) {
 
 // --- The walk ---
 
-TEST_F(CursorTest, StepsInsideABlockAndThenAsksAgain) {
-  MakeNumericCursor();
-  for (const double first : {1.0, 11.0}) {
-    EXPECT_EQ(Fetch(0, {first, first + 1}), 0);
-    EXPECT_EQ(Number(), first);
-    EXPECT_EQ(NextCase(), 0);
-    EXPECT_EQ(Number(), first + 1);
-  }
-}
-
 TEST_F(CursorTest, TheEndIsToldOnceBehindTheLastCase) {
   MakeNumericCursor();
   for (const int end : {67, 23}) {

@@ -62,21 +62,6 @@ TEST_F(CellAccess, AWriteIsRefusedByTheFirstThatIsWrong) {
   EXPECT_EQ(dataVec.size(), 2u);
 }
 
-TEST_F(CellAccess, CasesThatComeAndGoMoveTheLastRow) {
-  OpenThreeRows();
-  for (const auto& [action, change, code] : {std::tuple{178, &InsertCase, 5},
-                                             {178, &InsertCase, 0},
-                                             {179, &DeleteCase, 5},
-                                             {179, &DeleteCase, 0}}) {
-    EXPECT_EQ(SetNCellValue("d", 3, 0, 1.5), action == 178 ? 97 : 0);
-    EXPECT_EQ(SetNCellValue("d", 4, 0, 1.5), 97);
-    peer.Expects(action, d, Longs{1}).Answers(Error{code});
-    EXPECT_EQ(change("d", 1), code);
-  }
-  EXPECT_EQ(SetNCellValue("d", 3, 0, 1.5), 97);
-  EXPECT_EQ(SetNCellValue("d", 2, 0, 1.5), 0);
-}
-
 TEST_F(CellAccess, PendingWritesGoOutAheadOfReadsAndEnds) {
   const struct {
     Image request;

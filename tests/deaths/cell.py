@@ -44,7 +44,7 @@ class Cell:
         self.reached, self.go, self.answered, self.gate = (f"{directory}/{x}" for x in ("reached", "go", "answered", "gate"))
         self.outermost = ""  # the process of the block that the driver waits for
         self.stopped, self.gate_end, self.held_role, self.peer = set(), -1, "", None
-        self.faults, self.codes, self.slowest = [], [], 0.0
+        self.faults = []
         self.driver = self.requests = self.reports = None
         self._lay_out_home()
 
@@ -205,7 +205,6 @@ class Cell:
         os.kill(victim, signal.SIGTERM if way == "term" else signal.SIGKILL)
         let_others_go_on(None if way == "term" else victim)
         code = self.await_survivors(watched, names, held, death, role != "driver")
-        self.codes.append(code)
         failed = role == "backend" and call not in BY_CONTRACT or role == self.outermost and call == "vexaxd.Submit"
         if failed and code == 0:
             self.faults.append(f"counts as success: {call or COUNT}")
@@ -245,7 +244,6 @@ class Cell:
             self.faults.append("hangs: no answer to the block in the driver")
 
     def note(self, seconds, limit, what):
-        self.slowest = max(self.slowest, seconds - limit + self.walk.within)
         if seconds > limit:
             self.faults.append(f"late: {what} after {seconds:.1f} s")
 
@@ -266,7 +264,6 @@ class Cell:
             self.stop()
             start = f"vexaxd.StartVexa('-data {DATA}')"
             code, _ = self.ask(start, within)
-            self.codes.append(code)
             if code and os.path.exists(self.reached):  # it may refuse while a block of the dead session runs
                 pathlib.Path(self.go).touch()
                 code, _ = self.ask(start, within)

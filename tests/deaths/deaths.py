@@ -4,7 +4,6 @@ survives has to answer or to end at once, and nothing may be left. README.md tel
 """
 import argparse
 import concurrent.futures
-import json
 import os
 import pathlib
 import re
@@ -99,8 +98,7 @@ class Walk:
             cell.faults.append("the matrix failed: " + traceback.format_exc(limit=-3))
         finally:
             cell.clear()
-        told = {"cell": name_of(state, victim, way), "faults": cell.faults, "codes": cell.codes}
-        return {**told, "seconds": round(cell.slowest, 2)}
+        return {"cell": name_of(state, victim, way), "faults": cell.faults}
 
 
 def walk_all(walk, cells, jobs):
@@ -142,7 +140,6 @@ def main():
     parser.add_argument("--reduced", action="store_true", help="one death in each state")
     parser.add_argument("--only", metavar="PATTERN", default="", help="cells whose name the expression is found in")
     parser.add_argument("--list", action="store_true", help="the names of the cells")
-    parser.add_argument("--json", metavar="FILE", help="where all results go")
     parser.add_argument("--within", metavar="SECONDS", type=float, default=1.0, help="how long an answer may take")
     parser.add_argument("-j", dest="jobs", metavar="N", type=int, default=2, help="cells at the same time")
     options = parser.parse_args()
@@ -153,8 +150,6 @@ def main():
     walk = Walk(options.home, options.within)
     try:
         results = walk_all(walk, [cell for cell in cells if not walk.lacks(cell[0])], options.jobs)
-        if options.json:
-            pathlib.Path(options.json).write_text(json.dumps(results, indent=1))
         return min(summarise(results, [(cell, walk.lacks(cell[0])) for cell in cells if walk.lacks(cell[0])]), 1)
     finally:
         walk.close()

@@ -1,7 +1,6 @@
 // End to end: what a program submits, posts and builds, as the practice engine shows it and answers about it.
 
-#include "support/sandbox.h"
-#include "vexaxd_p.h"
+#include "support/block_run.h"
 
 namespace {
 
@@ -24,21 +23,16 @@ int On(const Dimension& dimension, Call call, Own... own) {
   return OnTable(call, dimension.name, dimension.place, dimension.position, false, false, own...);
 }
 
-class OutputTest : public testing::Test {
+class OutputTest : public SessionTest {
  protected:
-  Sandbox fifos, files;
   const std::string output = files.path() + "/out";
   int code = 0, count = 0;
 
   OutputTest() {
-    signal(SIGPIPE, SIG_IGN);
-    SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
-    SetEnvironment("VEXADXTEMP", fifos.path().c_str());
     files.Write("d.csv.vars", kSide);
     const std::string data = files.Write("d.csv", "C,n,t\n1,1,a\n0,2,b\n");
     EXPECT_EQ(StartVexa(("-data " + data + " -output " + output).c_str()), 0);
   }
-  void TearDown() override { StopVexa(); }
   void StartTable() {
     EXPECT_EQ(Failed({StartProcedure("P", "Procedure"), OnTable(StartPivotTable)}), "");
     EXPECT_EQ(Failed({On(kRows, AddDimension), On(kColumns, AddDimension)}), "");

@@ -1,5 +1,5 @@
-// Blocks of other languages that the staged engine runs, from start to end of a session in a test's own
-// process: at the end of a test no fifo is left and no child.
+// Sessions with the staged engine, from start to end in a test's own process, and blocks of other languages
+// that it runs there: at the end of a test no fifo is left and no child.
 #ifndef SUPPORT_BLOCK_RUN_H
 #define SUPPORT_BLOCK_RUN_H
 
@@ -20,12 +20,12 @@ inline bool HasEnded(pid_t process) {
   return stat.empty() || (stat.find(") Z") != std::string::npos && threads <= 1);
 }
 
-class BlockRunTest : public testing::Test {
+class SessionTest : public testing::Test {
  protected:
   Sandbox fifos, files;
   std::size_t own_fifos = 0;  // that stay until this process goes
 
-  explicit BlockRunTest(std::string of_language) : block_language(std::move(of_language)) {
+  SessionTest() {
     signal(SIGPIPE, SIG_IGN);
     SetEnvironment("VEXA_HOME", VEXA_STAGED_HOME);
     SetEnvironment("VEXADXTEMP", fifos.path().c_str());
@@ -36,6 +36,18 @@ class BlockRunTest : public testing::Test {
     // A killed engine need not be there to be waited for yet, which asking does.
     EXPECT_TRUE(Comes([] { return !IsBackendReady() && !HasChildren(); }));
   }
+  // What a program prints, and its status behind that.
+  static std::string Output(const std::string& command) {
+    FILE* const pipe = popen(command.c_str(), "r");
+    std::string output;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
+    return output + "status " + std::to_string(pclose(pipe));
+  }
+};
+
+class BlockRunTest : public SessionTest {
+ protected:
+  explicit BlockRunTest(std::string of_language) : block_language(std::move(of_language)) {}
   static void Start() { ASSERT_EQ(StartVexa((std::string("-data ") + kAirQuality).c_str()), 0); }
   int Run(const std::string& lines) const {
     const std::string text = "LANGUAGE " + block_language + ".\n" + lines + "\nEND LANGUAGE.\n";
@@ -51,13 +63,6 @@ class BlockRunTest : public testing::Test {
     RemoveStringList(texts);
     EXPECT_EQ(RemoveXPathHandle("output"), 0);
     return printed;
-  }
-  // What a program prints, and its status behind that.
-  static std::string Output(const std::string& command) {
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::string output;
-    for (int c; (c = std::fgetc(pipe)) != EOF;) output += static_cast<char>(c);
-    return output + "status " + std::to_string(pclose(pipe));
   }
 
  private:

@@ -7,7 +7,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kException = 3001, kNoPython = 3002;
+constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
 
 // A plain interpreter cannot load a library with sanitizers, and one in a program that has them leaks by
 // design.
@@ -113,6 +113,15 @@ TEST_F(LanguageRunTest, LanguageThatDiedIsStartedAnew) {
   ASSERT_TRUE(Comes([&] { return HasEnded(language); }));
   EXPECT_EQ(Run("print('anew')"), 0);
   EXPECT_TRUE(Printed().ends_with(note + "anew\n"));
+}
+
+TEST_F(LanguageRunTest, EngineThatDiesInABlockTakesTheLanguageAlong) {
+  NEEDS_PLAIN_PYTHON();
+  Start();
+  EXPECT_EQ(Run("import os, signal, time\nos.kill(os.getppid(), signal.SIGKILL)\ntime.sleep(600)"),
+            kPeerClosed);
+  EXPECT_FALSE(IsBackendReady());
+  own_fifos = 2;  // those of this process go with it
 }
 
 TEST_F(LanguageRunTest, ExamplesShowBothWays) {

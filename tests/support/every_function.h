@@ -85,7 +85,10 @@ class CallRoom {
 
   // --- Results ---
   void Take(int value) { code = value, Say(value); }
-  void Take(char* text) { returned_text = text, Take(static_cast<const char*>(text)); }
+  void Take(char* text) {
+    returned_text = text;
+    if (apart) Take(static_cast<const char*>(text));  // which an image need not be
+  }
   void Take(int* values) { returned_ints = values; }
   void Take(void* handle) { returned_list = handle; }
   void Take(long value) { Say(value); }

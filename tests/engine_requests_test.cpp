@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <climits>
+#include <random>
 
 #include "support/raw_driver.h"
 
@@ -412,6 +413,71 @@ TEST_F(EngineRequests, RowsPutAsideStayWhereNoMoreCanBe) {
   EXPECT_EQ(driver.Ask(kSaved).longs, Ints{3});
   EXPECT_EQ(driver.Ask(kLoad, Strings{"*"}, Longs{1, 2}).error, 0);
   EXPECT_EQ(driver.Ask(180, Strings{"*"}).longs, Ints{5});
+}
+
+// Rows are told apart by their first number, columns by what is added to it.
+TEST_F(EngineRequests, RowsAndVariablesComeGoAndMoveAsInAModel) {
+  const int kInsertRow = 178, kDeleteRow = 179, kDeleteVariable = 147, kMove = 245, kWrite = 228,
+            kFetch = 221;
+  const double kMissing = -1.7976931348623157e+308;
+  const RawDriver driver(Data(files, "n\n0\n1\n2\n3\n4\n"));
+  const Texts name = {"*"};
+  std::vector<std::vector<double>> model = {{0}, {1}, {2}, {3}, {4}};
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings(name), Longs{0, 0});
+  std::minstd_rand random(7);
+  const auto below = [&](std::size_t end) { return static_cast<int>(random() % end); };
+  for (int step = 0; step < 12000; ++step) {
+    const int columns = static_cast<int>(model[0].size()), what = below(step < 9000 ? 35 : 40);
+    const int row = below(model.size()), column = below(model[0].size());
+    if (what < 22) {
+      EXPECT_EQ(driver.Ask(kInsertRow, Strings(name), Longs{row}).error, 0);
+      model.insert(model.begin() + row, std::vector<double>(model[0].size(), kMissing));
+    } else if (what < 32 && model.size() > 1) {
+      EXPECT_EQ(driver.Ask(kDeleteRow, Strings(name), Longs{row}).error, 0);
+      model.erase(model.begin() + row);
+    } else if (what == 36 && columns < 9) {
+      EXPECT_EQ(driver.Ask(kInsert, Strings{"*", "v" + std::to_string(step)}, Longs{column, 0}).error, 0);
+      for (auto& values : model) values.insert(values.begin() + column, kMissing);
+    } else if (what == 37 && columns > 1) {
+      EXPECT_EQ(driver.Ask(kDeleteVariable, Strings(name), Longs{column}).error, 0);
+      for (auto& values : model) values.erase(values.begin() + column);
+    } else if (what > 37) {
+      EXPECT_EQ(driver.Ask(kMove, Strings(name), Longs{column, 0}).error, 0);
+      for (auto& values : model)
+        std::rotate(values.begin(), values.begin() + column, values.begin() + column + 1);
+    } else {
+      EXPECT_EQ(driver.Ask(kWrite, Records{{"*", row, column, 0, step + 0.5, ""}}).error, 0);
+      model[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)] = step + 0.5;
+    }
+    if (what != 35 && what != 32 && step + 1 < 12000) continue;
+    const Image batch = driver.Ask(kFetch, Strings(name), Longs{0, below(model.size())});
+    ASSERT_EQ(batch.longs.back(), static_cast<int>(model.size())) << step;
+    std::vector<double> wanted;
+    for (int at = batch.longs[0]; at <= *(batch.longs.end() - 2); ++at) {
+      const auto& values = model[static_cast<std::size_t>(at)];
+      wanted.insert(wanted.end(), values.begin(), values.end());
+    }
+    ASSERT_EQ(batch.double_lists[0], wanted) << step;
+  }
+}
+
+TEST_F(EngineRequests, ABatchGrowsForWhoReadsOnInEitherDirection) {
+  const int kLast = 39999;
+  std::string csv = "n\n";
+  for (int row = 0; row <= kLast; ++row) csv += "1\n";
+  const RawDriver driver(Data(files, csv));
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings{"*"}, Longs{0, 0});
+  for (const bool forward : {true, false}) {
+    int fetches = 0;
+    for (int row = forward ? 0 : kLast; row >= 0 && row <= kLast; ++fetches) {
+      const Ints longs = driver.Ask(221, Strings{"*"}, Longs{0, row}).longs;
+      ASSERT_TRUE(longs[0] <= row && row <= *(longs.end() - 2)) << row;
+      row = forward ? *(longs.end() - 2) + 1 : longs[0] - 1;
+    }
+    EXPECT_LT(fetches, 12) << forward;
+  }
 }
 
 TEST_F(EngineRequests, ManyColumnsAreReadInTime) {

@@ -101,6 +101,37 @@ a. outline's
       << text;
 }
 
+TEST_F(OutputTest, WhatIsNewGoesBehindAndWhatChangedIsWrittenAnew) {
+  const auto expect = [&](const std::string& tables) {
+    EXPECT_EQ(ReadFile(output + ".txt"), "Output\n======\n" + tables);
+    const std::string html = ReadFile(output + ".html");
+    EXPECT_EQ(html.find("</body></html>"), html.size() - 14);
+    EXPECT_EQ(html.rfind("<h1>"), html.find("<h1>"));
+    EXPECT_EQ(std::count(html.begin(), html.end(), '\n'), 0) << html;
+  };
+  const auto table = [](const std::string& number, const std::string& cell) {
+    return "\nP" + number + "\n--\n\nOutline\n\nTitle\n     Column\nRow       c\n---  ------\nr         " +
+           cell + "\n";
+  };
+  const auto add = [&](const char* name, double cell) {
+    EXPECT_EQ(StartProcedure(name, name), 0);
+    EXPECT_EQ(OnTable(StartPivotTable) + On(kRows, AddDimension) + On(kColumns, AddDimension), 0);
+    EXPECT_EQ(On(kRows, AddStringCategory, "r") + On(kColumns, AddStringCategory, "c"), 0);
+    EXPECT_EQ(On(kColumns, SetNumberCell, cell) + EndProcedure(), 0);
+  };
+  add("P1", 1);
+  expect(table("1", "1"));
+  add("P2", 2);
+  expect(table("1", "1") + table("2", "2"));
+  EXPECT_EQ(On(kColumns, SetNumberCell, 7.0), 0);
+  add("P3", 3);
+  const std::string all = table("1", "1") + table("2", "7") + table("3", "3");
+  expect(all);
+  files.Write("out.txt", "somebody else's");
+  EXPECT_EQ(PostVexaOutput("end", 3) + StartProcedure("P", "P4") + EndProcedure(), 0);
+  expect(all + "\nend\n\nP4\n--\n");
+}
+
 TEST_F(OutputTest, LayersAndNestedColumnsLieOutAndWhatIsTooWideIsCut) {
   constexpr Dimension kInner = {"Inner", 1, 1}, kLayer = {"Layer", 2, 0};
   StartTable();

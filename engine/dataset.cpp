@@ -220,7 +220,12 @@ void Dataset::NameChanged(const std::string& old_name, const std::string& new_na
 void Dataset::ResizeCases(std::size_t count) {
   Units cells;
   cells.resize(count * case_units);
-  cases.Replace(std::move(cells), case_units, count);
+  SetCases(std::move(cells));
+}
+
+void Dataset::SetCases(Units units) {
+  const std::size_t count = case_units > 0 ? units.size() / case_units : 0;
+  cases.Replace(std::move(units), case_units, count);
 }
 
 void Dataset::InsertCases(std::size_t at, std::size_t count) {

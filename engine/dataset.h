@@ -153,6 +153,8 @@ class Dataset {
 
   // That many cases in place of those that are there; Case() then gives the place of each. They are not set.
   void ResizeCases(std::size_t count);
+  // These in place of those that are there.
+  void SetCases(Units units);
   // New cases have missing values everywhere.
   void InsertCases(std::size_t at, std::size_t count);
   void DeleteCase(std::size_t at);

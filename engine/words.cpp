@@ -45,8 +45,8 @@ std::optional<std::vector<Word>> SplitWords(std::string_view line) {
 std::optional<double> ParseNumber(std::string_view text) {
   text = Trimmed(text);
   double plain = 0;
-  if (TakePlainNumber(text.data(), text.data() + text.size(), plain) == text.data() + text.size())
-    return plain;
+  const char* const behind = TakePlainNumber(text.data(), text.data() + text.size(), plain);
+  if (behind != nullptr && behind == text.data() + text.size()) return plain;
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
   double value = 0;
   const char* const end = text.data() + text.size();

@@ -12,10 +12,11 @@ constexpr std::size_t kMaxBlockBytes = std::size_t{256} << 20;
 int MakeCursor(Session& session, CleXDSmb& request, CleXDSmb&) {
   const std::string access = request.GetSingleString();
   if (access != "r" && access != "R" && access != "w" && access != "W") return engine_code::kBadAccess;
-  const Dataset& data = session.Data();
+  Dataset& data = session.Data();
   if (data.variables.empty()) return engine_code::kNoData;
   if (session.cursor) return engine_code::kCursorExists;
   if (session.datasets.StepOpen()) return engine_code::kStepOpen;
+  data.Settle();
   session.cursor = {access == "w" || access == "W", data.CaseCount(), data.CaseUnits(), 0};
   return 0;
 }

@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kBatchCells = std::size_t{1} << 16;
+constexpr std::size_t kJumpCells = 8;
 constexpr std::size_t kBatchBytes = std::size_t{4} << 20;
 
 bool IsRow(const Dataset& dataset, int row) {
@@ -54,18 +55,28 @@ int TextCell(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   return 0;
 }
 
-// The rows from the one asked for, as many as make a message of moderate size. Every cell has a place in all
-// three lists. The last integer is the number of cases.
+// The rows that come with the one that is asked for. A driver that reads on, in either direction, gets four
+// times as many as the last time, up to a message of moderate size; one that jumps gets few, so that a jump
+// costs no more than to read a cell.
+RowWindow WindowAt(const Dataset& dataset, std::size_t row) {
+  const std::size_t columns = dataset.variables.size(), size = dataset.batch.end - dataset.batch.first;
+  const bool forward = row >= dataset.batch.end && row - dataset.batch.end < size;
+  const bool backward = row < dataset.batch.first && dataset.batch.first - row <= size;
+  const std::size_t room = std::min(kBatchCells / columns, kBatchBytes / dataset.CaseBytes());
+  const std::size_t wanted = forward || backward ? 4 * size : kJumpCells / columns;
+  const std::size_t rows = std::max<std::size_t>(std::min(wanted, room), 1);
+  const std::size_t first = backward ? row + 1 - std::min(rows, row + 1) : row;
+  return {first, std::min(first + rows, dataset.CaseCount())};
+}
+
+// Every cell has a place in all three lists. The last integer is the number of cases.
 int Batch(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   arguments.TakeLong();  // whether the driver has a batch of this dataset already: it gets a whole one
   const std::optional<int> row = arguments.TakeLong();
   if (!row) return engine_code::kBadRequest;
   if (!IsRow(dataset, *row)) RefuseRow(dataset, *row);
   if (dataset.variables.empty()) return engine_code::kNoData;
-  const auto first = static_cast<std::size_t>(*row);
-  const std::size_t room =
-      std::min(kBatchCells / dataset.variables.size(), kBatchBytes / dataset.CaseBytes());
-  const std::size_t end = std::min(first + std::max<std::size_t>(room, 1), dataset.CaseCount());
+  const auto [first, end] = dataset.batch = WindowAt(dataset, static_cast<std::size_t>(*row));
   LongData states;
   DoubleData numbers;
   StringData texts;
@@ -77,7 +88,7 @@ int Batch(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
       texts.SetValue(variable.IsText() ? std::string(TextAt(variable, value)) : std::string());
     }
   }
-  reply.SetLong(*row);
+  reply.SetLong(static_cast<long>(first));
   reply.SetLong(static_cast<long>(dataset.variables.size()));
   for (const Variable& variable : dataset.variables) reply.SetLong(variable.width);
   reply.SetLong(static_cast<long>(end - 1));

@@ -70,7 +70,9 @@ int GetCsv(Session& session, const Command& command) {
   if (JudgeName(name) != NameVerdict::Good || session.datasets.Find(name) != nullptr)
     throw Refusal(engine_code::kBadName, "/DATASET: \"" + name + "\" is no name for a new dataset");
   try {
-    Dataset read = ReadCsv(command.Word("/FILE"));
+    std::vector<std::string> warnings;
+    Dataset read = ReadCsv(command.Word("/FILE"), session.options.missing, warnings);
+    for (const std::string& warning : warnings) session.output.Post(warning + "\n");
     ReadSideFile(command.Word("/FILE") + ".vars", read);
     read.name = name;
     session.datasets.Add(name) = std::move(read);

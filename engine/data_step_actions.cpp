@@ -87,6 +87,7 @@ int Copy(Session& session, Texts names, CleXDSmb&) {
   if (target == source || (target == &session.Data() && session.cursor)) return engine_code::kBadName;
   if (datasets.FindInStep(names[1]) != nullptr) return engine_code::kStepOpen;
   if (target == nullptr) RequireName(names[1]);
+  source->Settle();
   Dataset copy = *source;
   if (target == nullptr) target = &datasets.Add(names[1]);
   copy.name = std::move(target->name);

@@ -113,33 +113,91 @@ Variable::Variable(std::string variable_name, int text_width)
 
 void Dataset::AddVariable(Variable variable) {
   variable.first_unit = case_units;
-  case_units += variable.Units();
   variables.push_back(std::move(variable));
+  case_units += variables.back().Units();
+  cases.Replace({}, case_units, 0);
+}
+
+std::vector<Unit> Dataset::MissingCase() const {
+  std::vector<Unit> units(case_units);
+  for (const Variable& variable : variables) StoreMissing(variable, units.data() + variable.first_unit);
+  return units;
 }
 
 bool Dataset::Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources) {
   std::size_t units = 0;
-  for (Variable& variable : wanted) {
-    variable.first_unit = units;
-    units += variable.Units();
+  bool converts_twice = false;
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    wanted[i].first_unit = units;
+    units += wanted[i].Units();
+    if (sources[i] == kNowhere || !pending || pending->sources[sources[i]] == kNowhere) continue;
+    const int width = variables[sources[i]].width;
+    converts_twice = converts_twice || (wanted[i].width != width &&
+                                        pending->variables[pending->sources[sources[i]]].width != width);
   }
   if (units > kMaxCaseBytes / kUnitBytes) return false;
-  std::vector<Unit> arranged(case_count * units);
-  for (std::size_t row = 0; row < case_count; ++row) {
-    for (std::size_t i = 0; i < wanted.size(); ++i) {
-      Unit* const place = arranged.data() + row * units + wanted[i].first_unit;
-      if (sources[i] == kNowhere) {
-        StoreMissing(wanted[i], place);
-      } else {
-        const Variable& source = variables[sources[i]];
-        Convert(source, Case(row) + source.first_unit, wanted[i], place);
-      }
-    }
+  if (converts_twice) MoveValues();
+  cases.Settle();
+  Pending next;
+  next.sources.assign(sources.begin(), sources.end());
+  if (pending) {
+    for (std::size_t& source : next.sources)
+      source = source == kNowhere ? kNowhere : pending->sources[source];
   }
+  next.room.reserve(CaseCount() * units);
+  next.variables = std::move(pending ? pending->variables : variables);
+  pending = std::move(next);
   variables = std::move(wanted);
-  cells = std::move(arranged);
   case_units = units;
   return true;
+}
+
+// What lies side by side before and after is moved together; what is new comes from a case of missing values.
+void Dataset::MoveValues() {
+  struct Move {
+    const Unit* from;  // in the first case, or in the missing one
+    std::size_t step;  // from case to case
+    std::size_t to, units;
+  };
+  const std::vector<Unit> missing = MissingCase();
+  const std::size_t step = cases.RowUnits();
+  std::vector<Move> moves;
+  std::vector<std::pair<const Variable*, const Variable*>> conversions;
+  for (std::size_t i = 0; i < variables.size() && CaseCount() > 0; ++i) {
+    const Variable& variable = variables[i];
+    const std::size_t source = pending->sources[i];
+    const Variable* const before = source != kNowhere ? &pending->variables[source] : nullptr;
+    if (before != nullptr && before->width != variable.width) {
+      conversions.emplace_back(before, &variable);
+      continue;
+    }
+    const Move move = {
+        before != nullptr ? cases.At(0) + before->first_unit : missing.data() + variable.first_unit,
+        before != nullptr ? step : 0, variable.first_unit, variable.Units()};
+    if (!moves.empty() && moves.back().step == move.step &&
+        moves.back().from + moves.back().units == move.from &&
+        moves.back().to + moves.back().units == move.to) {
+      moves.back().units += move.units;
+    } else {
+      moves.push_back(move);
+    }
+  }
+  Units moved = std::move(pending->room);
+  moved.resize(CaseCount() * case_units);
+  for (std::size_t row = 0; row < CaseCount(); ++row) {
+    Unit* const place = moved.data() + row * case_units;
+    for (const Move& move : moves)
+      std::memcpy(place + move.to, move.from + row * move.step, move.units * kUnitBytes);
+    for (const auto& [before, variable] : conversions)
+      Convert(*before, cases.At(row) + before->first_unit, *variable, place + variable->first_unit);
+  }
+  cases.Replace(std::move(moved), case_units, CaseCount());
+  pending.reset();
+}
+
+void Dataset::Settle() {
+  if (pending) MoveValues();
+  cases.Settle();
 }
 
 void Dataset::NameChanged(const std::string& old_name, const std::string& new_name) {
@@ -160,22 +218,24 @@ void Dataset::NameChanged(const std::string& old_name, const std::string& new_na
 }
 
 void Dataset::ResizeCases(std::size_t count) {
-  case_count = count;
-  cells.resize(case_count * case_units);
+  Units cells;
+  cells.resize(count * case_units);
+  SetCases(std::move(cells));
+}
+
+void Dataset::SetCases(Units units) {
+  const std::size_t count = case_units > 0 ? units.size() / case_units : 0;
+  cases.Replace(std::move(units), case_units, count);
 }
 
 void Dataset::InsertCases(std::size_t at, std::size_t count) {
-  cells.insert(cells.begin() + static_cast<std::ptrdiff_t>(at * case_units), count * case_units, Unit{});
-  case_count += count;
-  for (std::size_t row = at; row < at + count; ++row) {
-    for (const Variable& variable : variables) StoreMissing(variable, Case(row) + variable.first_unit);
-  }
+  if (pending) MoveValues();
+  cases.Insert(at, count, MissingCase());
 }
 
 void Dataset::DeleteCase(std::size_t at) {
-  const auto begin = cells.begin() + static_cast<std::ptrdiff_t>(at * case_units);
-  cells.erase(begin, begin + static_cast<std::ptrdiff_t>(case_units));
-  --case_count;
+  if (pending) MoveValues();
+  cases.Delete(at);
 }
 
 Variable* Dataset::Find(std::string_view variable_name) {
@@ -199,7 +259,7 @@ void StoreMissing(const Variable& variable, Unit* place) {
 
 void StoreText(const Variable& variable, Unit* place, std::string_view text) {
   std::fill_n(place, variable.Units(), kBlankUnit);
-  std::memcpy(place, text.data(), text.size());
+  std::copy(text.begin(), text.end(), reinterpret_cast<char*>(place));
 }
 
 void BlankRest(const Variable& variable, Unit* place) {

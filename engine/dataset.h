@@ -14,12 +14,14 @@
 #include <bit>
 #include <climits>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-using Unit = std::uint64_t;
+#include "cases.h"
+
 inline constexpr std::size_t kUnitBytes = sizeof(Unit);
 
 inline constexpr Unit kSystemMissing = 0xFFEFFFFFFFFFFFFF;
@@ -123,6 +125,11 @@ struct Variable {
 
 enum class MissingState : int { Valid = 0, User = 1, System = 2 };
 
+// Rows one behind the other.
+struct RowWindow {
+  std::size_t first = 0, end = 0;
+};
+
 class Dataset {
  public:
   std::string name;  // empty for one that has none
@@ -131,37 +138,57 @@ class Dataset {
   std::vector<std::string> splits;  // names of variables
   Attributes attributes;
   std::vector<ResponseSet> response_sets;
+  RowWindow batch;  // that the driver got last
 
   // Appends a variable behind those that are there. While there are no cases yet.
   void AddVariable(Variable variable);
   // Where the values of a variable come from, when the variables change.
   static constexpr std::size_t kNowhere = SIZE_MAX;
   // Makes `wanted` the variables; sources[i] is the place that variable i has now, kNowhere for a new one.
-  // Values of new variables are missing; of those with another type they are converted. False when a case
-  // would be too long.
+  // Values of new variables are missing; of those with another type they are converted. The cases are moved
+  // when one of them is looked at: many changes together are one pass. False when a case would be too long.
   bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources);
   // When a variable's name changes, or the variable is gone: an empty new name. An exception changes nothing.
   void NameChanged(const std::string& old_name, const std::string& new_name);
 
-  // Makes room for that many cases; Case() then gives the place of each. New ones are zero.
+  // That many cases in place of those that are there; Case() then gives the place of each. They are not set.
   void ResizeCases(std::size_t count);
+  // These in place of those that are there.
+  void SetCases(Units units);
   // New cases have missing values everywhere.
   void InsertCases(std::size_t at, std::size_t count);
   void DeleteCase(std::size_t at);
 
-  std::size_t CaseCount() const { return case_count; }
+  // All cases in one piece of memory from Case(0) on, until the next change.
+  void Settle();
+
+  std::size_t CaseCount() const { return cases.Count(); }
   std::size_t CaseUnits() const { return case_units; }
   std::size_t CaseBytes() const { return case_units * kUnitBytes; }
-  Unit* Case(std::size_t index) { return cells.data() + index * case_units; }
-  const Unit* Case(std::size_t index) const { return cells.data() + index * case_units; }
+  Unit* Case(std::size_t index) {
+    if (pending) MoveValues();
+    return cases.At(index);
+  }
+  const Unit* Case(std::size_t index) const { return const_cast<Dataset*>(this)->Case(index); }
 
   // Null when there is none of the name; case does not count.
   Variable* Find(std::string_view variable_name);
 
  private:
-  std::size_t case_count = 0;
+  // An arrangement that the cases do not have yet: the variables as they lie, and the source of each wanted
+  // one. The room for the cases is taken already: what does not fit into memory is refused when it is asked
+  // for.
+  struct Pending {
+    std::vector<Variable> variables;
+    std::vector<std::size_t> sources;
+    Units room;
+  };
+  std::vector<Unit> MissingCase() const;
+  void MoveValues();
+
   std::size_t case_units = 0;
-  std::vector<Unit> cells;
+  Cases cases;
+  std::optional<Pending> pending;
 };
 
 enum class NameVerdict : int { Good = 0, BadLength = 1, BadStart = 2, BadCharacter = 3 };

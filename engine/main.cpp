@@ -18,11 +18,17 @@
 
 namespace {
 
-Dataset LoadData(const std::string& path) {
-  if (path.empty()) return {};
-  Dataset dataset = ReadCsv(path);
-  ReadSideFile(path + ".vars", dataset);
-  return dataset;
+// Warnings go to whoever looks at the terminal, and to whoever looks at the output alone.
+void LoadData(Session& session) {
+  const std::string& path = session.options.data;
+  if (path.empty()) return;
+  std::vector<std::string> warnings;
+  session.Data() = ReadCsv(path, session.options.missing, warnings);
+  ReadSideFile(path + ".vars", session.Data());
+  for (const std::string& warning : warnings) {
+    std::fprintf(stderr, "vexaengine: %s\n", warning.c_str());
+    session.output.Post(warning + "\n");
+  }
 }
 
 // Does what the options ask for. Throws Refusal.
@@ -30,11 +36,10 @@ void Prepare(const char* text, Session& session) {
   session.options = ParseOptions(text);
   for (const auto& [name, value] : session.options.environment) setenv(name.c_str(), value.c_str(), 1);
   session.log = RequestLog(session.options.log);
-  session.Data() = LoadData(session.options.data);
+  LoadData(session);
   session.output.echo = session.options.echo;
   session.output.files = session.options.output;
-  if (!session.output.Write())
-    throw Refusal(engine_code::kUnreadable, session.output.files + ": the output cannot be written");
+  session.output.Write();
 }
 
 // Tells the driver how the start went, and a person why it failed. False where no session comes of it.
@@ -55,7 +60,8 @@ bool Start(DriverLink& link, const char* options, Session& session) {
 
 bool WriteLast(Session& session) {
   try {
-    return session.output_written || session.output.Write();
+    if (!session.output_written) session.output.Write();
+    return true;
   } catch (const std::exception&) {
     return false;
   }

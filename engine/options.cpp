@@ -49,6 +49,8 @@ Options ParseOptions(std::string_view text) {
       SetFile(options.output, name, value());
     } else if (name == "-env") {
       AddVariable(options, value());
+    } else if (name == "-missing") {
+      options.missing.push_back(value());
     } else if (name == "-echo") {
       options.echo = true;
     } else {

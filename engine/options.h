@@ -11,10 +11,11 @@
 #include <vector>
 
 struct Options {
-  std::string data;    // the CSV file; empty for an engine without data
-  std::string log;     // a file that gets a line for every request; empty for none
-  std::string output;  // in front of ".txt" and ".html" of the output document; empty for none
-  bool echo = false;   // what commands and blocks write goes to standard output as it comes
+  std::string data;                  // the CSV file; empty for an engine without data
+  std::string log;                   // a file that gets a line for every request; empty for none
+  std::string output;                // in front of ".txt" and ".html" of the output document; empty for none
+  std::vector<std::string> missing;  // texts of the data that count as nothing
+  bool echo = false;                 // what commands and blocks write goes to standard output as it comes
   std::vector<std::pair<std::string, std::string>> environment;  // for what the engine starts
 };
 

@@ -36,7 +36,7 @@ int StartProcedure(Session& session, Texts texts, CleXDSmb&) {
 // A failure leaves the procedure open, as it does on the driver's side.
 int EndProcedure(Session& session, CleXDSmb&, CleXDSmb&) {
   if (!session.output.InProcedure()) return engine_code::kNoProcedure;
-  if (!session.output.Write()) return engine_code::kUnreadable;
+  session.output.Write();
   session.output.EndProcedure();
   session.style = {};
   return 0;

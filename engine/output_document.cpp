@@ -1,14 +1,21 @@
 #include "output_document.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <new>
+#include <sstream>
 
+#include "engine_code.h"
 #include "output_page.h"
 
 namespace {
+
+constexpr std::string_view kPageHead = "<h1>Output</h1>", kPageEnd = "</body></html>";
 
 // The XML library goes on without what it gets no memory for.
 thread_local bool xml_ran_out = false;
@@ -116,11 +123,13 @@ PivotTable& OutputDocument::StartTable(std::span<const std::string> texts, bool 
 }
 
 PivotTable* OutputDocument::FindTable(std::span<const std::string> texts, bool flag) {
-  if (recent != nullptr && recent->IsNamed(texts, flag)) return recent;
-  const auto found = std::find_if(tables.rbegin(), tables.rend(),
-                                  [&](const PivotTable& table) { return table.IsNamed(texts, flag); });
-  if (found == tables.rend()) return nullptr;
-  recent = &*found;
+  if (recent == nullptr || !recent->IsNamed(texts, flag)) {
+    const auto found = std::find_if(tables.rbegin(), tables.rend(),
+                                    [&](const PivotTable& table) { return table.IsNamed(texts, flag); });
+    if (found == tables.rend()) return nullptr;
+    recent = &*found;
+  }
+  if (recent->on_page) page.valid = false;  // it may be about to change
   return recent;
 }
 
@@ -139,12 +148,45 @@ const PivotTable& OutputDocument::TableAt(pugi::xml_node element) const {
                                          elements.begin())];
 }
 
-bool OutputDocument::Write() {
-  if (files.empty()) return true;
-  pugi::xml_document page;
-  BuildPage(*this, page);
-  std::ofstream html(files + ".html"), text(files + ".txt");
-  page.save(html, "", pugi::format_raw | pugi::format_no_declaration);
-  WritePageAsText(page, text);
-  return html.flush() && text.flush();
+void OutputDocument::Write() {
+  if (files.empty()) return;
+  ClosePost();
+  std::error_code gone;
+  const auto holds = [&](const char* suffix, std::streamoff bytes) {
+    return std::filesystem::file_size(files + suffix, gone) == static_cast<std::uintmax_t>(bytes) && !gone;
+  };
+  const auto end = static_cast<std::streamoff>(kPageEnd.size());
+  const bool goes_on = page.valid && holds(".html", page.html + end) && holds(".txt", page.text);
+  page.valid = false;
+  WritePage(!goes_on);
+  page.valid = true;
+}
+
+void OutputDocument::WritePage(bool anew) {
+  if (anew) page = {};
+  const auto first = page.last ? page.last.next_sibling() : xml.document_element().first_child();
+  if (!anew && !first) return;
+  pugi::xml_document built;
+  BuildPage(*this, first, built);
+  std::ostringstream html_stream, text_stream;
+  built.save(html_stream, "", pugi::format_raw | pugi::format_no_declaration);
+  WritePageAsText(built, anew, text_stream);
+  if (XmlRanOut()) throw std::bad_alloc();
+  std::string html = html_stream.str();
+  if (!anew) html.erase(0, html.find(kPageHead) + kPageHead.size());
+  const auto write = [&](const char* suffix, const std::string& bytes, std::streamoff at) {
+    errno = 0;
+    const auto mode = std::ios::binary | std::ios::out | (anew ? std::ios::trunc : std::ios::in);
+    std::ofstream file(files + suffix, mode);
+    if (!(file.seekp(at) << bytes).flush())
+      throw Refusal(engine_code::kUnreadable,
+                    files + suffix + ": " + std::strerror(errno != 0 ? errno : EIO));
+  };
+  write(".html", html, page.html);
+  write(".txt", text_stream.str(), page.text);
+  page.html += static_cast<std::streamoff>(html.size() - kPageEnd.size());
+  page.text += static_cast<std::streamoff>(text_stream.str().size());
+  page.last = xml.document_element().last_child();
+  for (auto table = tables.rbegin(); table != tables.rend() && (anew || !table->on_page); ++table)
+    table->on_page = true;
 }

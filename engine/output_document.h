@@ -14,6 +14,7 @@
 
 #include <deque>
 #include <initializer_list>
+#include <ios>
 #include <pugixml.hpp>
 #include <span>
 #include <string>
@@ -56,19 +57,28 @@ class OutputDocument {
   // The document as it is now.
   const pugi::xml_document& Xml();
   const PivotTable& TableAt(pugi::xml_node element) const;
-  // Writes both files, where there are any to write. False when that cannot be.
-  bool Write();
+  // Brings both files up to date, where there are any: what is new goes behind what is there already, unless
+  // that has changed since. Throws Refusal.
+  void Write();
 
  private:
   template <class Fill>
   pugi::xml_node Append(const char* element, Fill fill);
   void ClosePost();
+  void WritePage(bool anew);
 
   pugi::xml_document xml;
   pugi::xml_node place;  // what the next entry goes into
   std::string posted;    // not yet in the document
   std::string parts;     // queued, not yet closed by a command
   std::string split;     // the split group that was named last
+  // What the files hold.
+  struct Page {
+    pugi::xml_node last;                // entry
+    std::streamoff html = 0, text = 0;  // bytes, without the end of the HTML page
+    bool valid = false;
+  };
+  Page page;
   std::deque<PivotTable> tables;
   std::vector<pugi::xml_node> elements;  // theirs
   PivotTable* recent = nullptr;          // the one that was found last

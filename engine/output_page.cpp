@@ -144,7 +144,7 @@ pugi::xml_node AddElement(pugi::xml_node parent, const char* name, std::string_v
   return node;
 }
 
-void BuildPage(OutputDocument& document, pugi::xml_node page) {
+void BuildPage(OutputDocument& document, pugi::xml_node first, pugi::xml_node page) {
   page.append_child(pugi::node_doctype).set_value("html");
   pugi::xml_node html = page.append_child("html");
   pugi::xml_node head = html.append_child("head");
@@ -153,15 +153,14 @@ void BuildPage(OutputDocument& document, pugi::xml_node page) {
   AddElement(head, "style", kStyle);
   pugi::xml_node body = html.append_child("body");
   AddElement(body, "h1", "Output");
-  for (const pugi::xml_node entry : document.Xml().document_element().children()) {
-    AddEntry(document, entry, body);
-  }
+  for (pugi::xml_node entry = first; entry; entry = entry.next_sibling()) AddEntry(document, entry, body);
 }
 
-void WritePageAsText(const pugi::xml_document& page, std::ostream& text) {
+void WritePageAsText(const pugi::xml_document& page, bool with_heading, std::ostream& text) {
   for (const pugi::xml_node node : page.child("html").child("body").children()) {
     const std::string_view kind = node.name();
     const std::string_view look = node.attribute("class").value();
+    if (kind == "h1" && !with_heading) continue;
     if (kind != "h1" && kind != "table" && look != "note") text << '\n';
     if (kind == "h1" || kind == "h2") {
       WriteUnderlined(Line(node), kind == "h1" ? '=' : '-', text);

@@ -13,8 +13,9 @@
 class OutputDocument;
 class PivotTable;
 
-void BuildPage(OutputDocument& document, pugi::xml_node page);
-void WritePageAsText(const pugi::xml_document& page, std::ostream& text);
+// A page of the entries from `first` on.
+void BuildPage(OutputDocument& document, pugi::xml_node first, pugi::xml_node page);
+void WritePageAsText(const pugi::xml_document& page, bool with_heading, std::ostream& text);
 
 // Adds the table with its title, notes and caption to an element of a page, under a heading that its outline
 // need not repeat; in table_layout.cpp.

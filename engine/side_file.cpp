@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <span>
 
-#include "csv_reader.h"
+#include "csv_text.h"
 #include "engine_code.h"
 #include "words.h"
 
@@ -232,7 +232,8 @@ void Obey(Dataset& dataset, Variable*& current, Words words) {
 void ReadSideFile(const std::string& path, Dataset& dataset) {
   std::error_code error;
   if (!std::filesystem::exists(path, error) && !error) return;
-  const std::string text = ReadFile(path);
+  const FileText bytes = ReadFile(path);
+  const std::string_view text(bytes.data(), bytes.size());
   Variable* current = nullptr;
   std::size_t line_number = 0;
   for (std::size_t position = 0; position < text.size();) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 namespace {
 
@@ -43,16 +44,26 @@ std::optional<std::vector<Word>> SplitWords(std::string_view line) {
 
 std::optional<double> ParseNumber(std::string_view text) {
   text = Trimmed(text);
+  double plain = 0;
+  const char* const behind = TakePlainNumber(text.data(), text.data() + text.size(), plain);
+  if (behind != nullptr && behind == text.data() + text.size()) return plain;
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
   double value = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, failure] = std::from_chars(text.data(), end, value);
+  // One that is nearer to zero than the smallest is zero; one beyond the largest stays none.
+  if (failure == std::errc::result_out_of_range && stop == end) {
+    value = std::strtod(std::string(text).c_str(), nullptr);
+    return std::isfinite(value) ? std::optional(value) : std::nullopt;
+  }
   // from_chars also reads "inf" and "nan": words, not numbers.
   if (failure != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
   return value;
 }
 
 std::string_view Trimmed(std::string_view text) {
+  const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+  if (!text.empty() && !is_blank(text.front()) && !is_blank(text.back())) return text;
   const std::size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);

@@ -1,5 +1,16 @@
 // The staged engine asked by a driver that is not the library: every action with whatever a request may lack
 // or carry too much of, steps that no client takes, faults in the side file, and shortage of all kinds.
+<<<<<<< HEAD
+=======
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <climits>
+#include <filesystem>
+#include <random>
+#include <sstream>
+>>>>>>> refs/heads/engine
 
 #include "support/raw_driver.h"
 
@@ -17,6 +28,11 @@ constexpr const char* kCsv = "a,b,t\n1,2,one\n3,,two\n5,6,three\n";
 
 std::string Data(const Sandbox& files, const std::string& csv = kCsv) {
   return "-data \"" + files.Write("d.csv", csv) + "\"";
+}
+
+void Limit(decltype(RLIMIT_AS) what, rlim_t most) {
+  const rlimit limit = {most, most};
+  setrlimit(what, &limit);
 }
 
 // A reply without the reason of its code, which it must have: one text, but beside an answer.
@@ -315,11 +331,6 @@ TEST_F(EngineRequests, ABlockThatFailsTellsWhyAndIsHeardAndLogged) {
   EXPECT_NE(ReadFile(log).find(" Submit (0): 3001 " + reason), std::string::npos) << ReadFile(log);
 }
 
-void Limit(decltype(RLIMIT_AS) what, rlim_t most) {
-  const rlimit limit = {most, most};
-  setrlimit(what, &limit);
-}
-
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define NEEDS_LIMITED_MEMORY() GTEST_SKIP() << "Sanitizers reserve more address space than any limit allows."
 #else
@@ -363,6 +374,161 @@ TEST_F(EngineRequests, RowsPutAsideStayWhereNoMoreCanBe) {
   EXPECT_EQ(driver.Ask(kSaved).longs, Ints{3});
   EXPECT_EQ(driver.Ask(kLoad, Strings{"*"}, Longs{1, 2}).error, 0);
   EXPECT_EQ(driver.Ask(180, Strings{"*"}).longs, Ints{5});
+}
+
+// Names, widths and cells of the data.
+std::string Dump(const RawDriver& driver) {
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings{"*"}, Longs{0, 0});
+  const Image batch = driver.Ask(221, Strings{"*"}, Longs{0, 0});
+  std::ostringstream dump;
+  const auto columns = static_cast<std::size_t>(batch.longs[1]);
+  for (std::size_t i = 0; i < columns; ++i)
+    dump << driver.Ask(kName, Longs{static_cast<int>(i)}).strings[0] << ':' << batch.longs[2 + i] << ' ';
+  for (std::size_t cell = 0; cell < batch.long_lists[0].size(); ++cell) {
+    dump << (cell % columns == 0 ? "/ " : "");
+    if (batch.longs[2 + cell % columns] > 0) {
+      dump << '\'' << batch.string_lists[0][cell] << "' ";
+    } else if (batch.long_lists[0][cell] == 2) {
+      dump << ". ";
+    } else {
+      dump << batch.double_lists[0][cell] << ' ';
+    }
+  }
+  return dump.str();
+}
+
+TEST_F(EngineRequests, FilesOfAllKindsAreReadOrRefusedAndWarnedOf) {
+  const std::string little = std::string("a\0,\0b\0\n\0\x31\0,\0\xE4\0\x3D\xD8\x00\xDE", 18);
+  std::string big = little;
+  for (std::size_t i = 0; i + 1 < big.size(); i += 2) std::swap(big[i], big[i + 1]);
+  const auto instead = [](const char* name, int column, const char* mended) {
+    return "the name \"" + std::string(name) + "\" of column " + std::to_string(column) +
+           " is no name of a variable: " + mended + " takes its place\n";
+  };
+  const struct {
+    const char* options;
+    std::string csv, dump;
+    std::vector<std::string> told;
+  } cases[] = {
+      {"", "a;b\n1,5;x,y\n-2.5;\n", "a:0 b:3 / 1.5 'x,y' / -2.5 '   ' ", {}},
+      {"", "a\tb\r\n1\t2;3\r\n\r\n", "a:0 b:3 / 1 '2;3' ", {}},
+      {"", "\xFF\xFE" + little, "a:0 b:6 / 1 'ä😀' ", {}},
+      {"", little, "a:0 b:6 / 1 'ä😀' ", {}},
+      {"", big, "a:0 b:6 / 1 'ä😀' ", {}},
+      {"", little.substr(0, 16), "", {"it begins as UTF-16 and is none\n"}},
+      {"", "a\n1e-400\n-1e-400\n 007.50 \n+1\n", "a:0 / 0 / -0 / 7.5 / 1 ", {}},
+      {"", "a\n1e400\n1\n2\n", "a:5 / '1e400' / '1    ' / '2    ' ", {"beside 2 numbers"}},
+      {"-missing NA -missing 999", "a,b\nNA,NA\n999,x\n3,yy\n", "a:0 b:2 / . '  ' / . 'x ' / 3 'yy' ", {}},
+      {"",
+       "a,b\n1,x\nNA,NA\n2,1\n",
+       "a:2 b:2 / '1 ' 'x ' / 'NA' 'NA' / '2 ' '1 ' ",
+       {"a is a text, since \"NA\" stands in it (1 times) beside 2 numbers; the option -missing NA makes it "
+        "a "
+        "number that is missing there\n"}},
+      {"",
+       "Solar.R.,1st,,a b,A_B\n1,2,3,4,5\n",
+       "Solar.R_:0 _1st:0 V3:0 a_b_2:0 A_B:0 / 1 2 3 4 5 ",
+       {instead("Solar.R.", 1, "Solar.R_"), instead("1st", 2, "_1st"), instead("", 3, "V3"),
+        instead("a b", 4, "a_b_2")}},
+      {"", "a,b\x01\n1,2\n", "", {"d.csv:1: the name of column 2 has a control character\n"}},
+      {"", "a,b\n1,2,3,4\n", "", {"d.csv:2: 4 fields, where the header has 2\n"}},
+      {"", "a,b\n\n1\n", "", {"d.csv:3: 1 fields, where the header has 2\n"}},
+  };
+  for (const auto& c : cases) {
+    const RawDriver driver(Data(files, c.csv) + " " + c.options);
+    EXPECT_EQ(driver.first.error, c.dump.empty() ? 2003 : 0) << c.csv;
+    EXPECT_EQ(driver.first.error == 0 ? Dump(driver) : "", c.dump) << c.csv;
+    const std::string errors = ReadFile(driver.files.path() + "/errors");
+    for (const std::string& what : c.told) EXPECT_NE(errors.find(what), std::string::npos) << errors;
+    EXPECT_EQ(errors.empty(), c.told.empty()) << errors;
+  }
+}
+
+TEST_F(EngineRequests, AFileIsReplacedByAWholeOneOrNotAtAll) {
+  namespace fs = std::filesystem;
+  std::string csv = "n,t\n100000,a\n0.0001,b\n1e30,c\n";
+  const std::string path = files.Write("saved/old.csv", "old"), link = files.path() + "/link";
+  fs::permissions(path, fs::perms(0640));
+  fs::create_symlink(path, link);
+  const auto save = [&](const RawDriver& driver) {
+    return driver.Ask(kSubmit, Strings{"SAVE /TYPE=CSV /FILE=\"" + link + "\"."});
+  };
+  const RawDriver limited(Data(files, csv + "1," + std::string(9000, 'x') + "\n"),
+                          [](auto&) { Limit(RLIMIT_FSIZE, 8192); });
+  EXPECT_EQ(save(limited).strings, Texts{path + ": File too large"});
+  EXPECT_EQ(ReadFile(path), "old");
+  EXPECT_EQ(save(RawDriver(Data(files, csv))).error, 0);
+  EXPECT_EQ(ReadFile(path), "n,t\n100000,a\n0.0001,b\n1e+30,c\n");
+  EXPECT_TRUE(fs::is_symlink(link) && fs::status(path).permissions() == fs::perms(0640));
+  EXPECT_EQ(std::distance(fs::directory_iterator(files.path() + "/saved"), {}), 1);
+  EXPECT_EQ(RawDriver(Data(files, csv)).Ask(kSubmit, Strings{"SAVE /TYPE=CSV /FILE=\"/dev/full\"."}).strings,
+            Texts{"/dev/full: No space left on device"});
+}
+
+// Rows are told apart by their first number, columns by what is added to it.
+TEST_F(EngineRequests, RowsAndVariablesComeGoAndMoveAsInAModel) {
+  const int kInsertRow = 178, kDeleteRow = 179, kDeleteVariable = 147, kMove = 245, kWrite = 228,
+            kFetch = 221;
+  const double kMissing = -1.7976931348623157e+308;
+  const RawDriver driver(Data(files, "n\n0\n1\n2\n3\n4\n"));
+  const Texts name = {"*"};
+  std::vector<std::vector<double>> model = {{0}, {1}, {2}, {3}, {4}};
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings(name), Longs{0, 0});
+  std::minstd_rand random(7);
+  const auto below = [&](std::size_t end) { return static_cast<int>(random() % end); };
+  for (int step = 0; step < 12000; ++step) {
+    const int columns = static_cast<int>(model[0].size()), what = below(step < 9000 ? 35 : 40);
+    const int row = below(model.size()), column = below(model[0].size());
+    if (what < 22) {
+      EXPECT_EQ(driver.Ask(kInsertRow, Strings(name), Longs{row}).error, 0);
+      model.insert(model.begin() + row, std::vector<double>(model[0].size(), kMissing));
+    } else if (what < 32 && model.size() > 1) {
+      EXPECT_EQ(driver.Ask(kDeleteRow, Strings(name), Longs{row}).error, 0);
+      model.erase(model.begin() + row);
+    } else if (what == 36 && columns < 9) {
+      EXPECT_EQ(driver.Ask(kInsert, Strings{"*", "v" + std::to_string(step)}, Longs{column, 0}).error, 0);
+      for (auto& values : model) values.insert(values.begin() + column, kMissing);
+    } else if (what == 37 && columns > 1) {
+      EXPECT_EQ(driver.Ask(kDeleteVariable, Strings(name), Longs{column}).error, 0);
+      for (auto& values : model) values.erase(values.begin() + column);
+    } else if (what > 37) {
+      EXPECT_EQ(driver.Ask(kMove, Strings(name), Longs{column, 0}).error, 0);
+      for (auto& values : model)
+        std::rotate(values.begin(), values.begin() + column, values.begin() + column + 1);
+    } else {
+      EXPECT_EQ(driver.Ask(kWrite, Records{{"*", row, column, 0, step + 0.5, ""}}).error, 0);
+      model[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)] = step + 0.5;
+    }
+    if (what != 35 && what != 32 && step + 1 < 12000) continue;
+    const Image batch = driver.Ask(kFetch, Strings(name), Longs{0, below(model.size())});
+    ASSERT_EQ(batch.longs.back(), static_cast<int>(model.size())) << step;
+    std::vector<double> wanted;
+    for (int at = batch.longs[0]; at <= *(batch.longs.end() - 2); ++at) {
+      const auto& values = model[static_cast<std::size_t>(at)];
+      wanted.insert(wanted.end(), values.begin(), values.end());
+    }
+    ASSERT_EQ(batch.double_lists[0], wanted) << step;
+  }
+}
+
+TEST_F(EngineRequests, ABatchGrowsForWhoReadsOnInEitherDirection) {
+  const int kLast = 39999;
+  std::string csv = "n\n";
+  for (int row = 0; row <= kLast; ++row) csv += "1\n";
+  const RawDriver driver(Data(files, csv));
+  driver.Ask(kStartStep);
+  driver.Ask(kCreate, Strings{"*"}, Longs{0, 0});
+  for (const bool forward : {true, false}) {
+    int fetches = 0;
+    for (int row = forward ? 0 : kLast; row >= 0 && row <= kLast; ++fetches) {
+      const Ints longs = driver.Ask(221, Strings{"*"}, Longs{0, row}).longs;
+      ASSERT_TRUE(longs[0] <= row && row <= *(longs.end() - 2)) << row;
+      row = forward ? *(longs.end() - 2) + 1 : longs[0] - 1;
+    }
+    EXPECT_LT(fetches, 12) << forward;
+  }
 }
 
 TEST_F(EngineRequests, ManyColumnsAreReadInTime) {

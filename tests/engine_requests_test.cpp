@@ -1,8 +1,5 @@
 // The staged engine asked by a driver that is not the library: every action with whatever a request may lack
 // or carry too much of, steps that no client takes, faults in the side file, and shortage of all kinds.
-<<<<<<< HEAD
-=======
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -10,7 +7,6 @@
 #include <filesystem>
 #include <random>
 #include <sstream>
->>>>>>> refs/heads/engine
 
 #include "support/raw_driver.h"
 

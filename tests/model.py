@@ -622,7 +622,7 @@ class Model:
             self.call(*((56, v.GetNCellValue) if variable.width else (57, v.GetCCellValue)), d.name, row, column)
         if d.variables:
             first, last, count = v.GetRowList(d.name, row, 0)
-            self.expect("batch", (first <= row, last, count), (True, len(d.rows) - 1, len(d.rows)))
+            self.expect("batch", (first <= row <= last < count, count), (True, len(d.rows)))
 
     def check_variable(self, d, at):
         variable = d.variables[at]

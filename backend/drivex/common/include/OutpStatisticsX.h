@@ -107,8 +107,9 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   int ExecuteJava();
   int ExecuteLines(const std::string& lines);
   int ExecuteBlock(const char* lines);
-  int ReceiveAnswer(CleXDSmb& answer);
-  void CloseRun();
+  // On the pipes of the run: once its block has gone out, the current level may be that of a run within it.
+  int ReceiveAnswer(XPipes& pipes, CleXDSmb& answer);
+  void CloseRun(XPipes& pipes);
 
   int Tell(const std::string& text);
   bool AwaitR();

@@ -152,7 +152,7 @@ int OutpStatisticsX::setup_x_run() {
   if (code != 0) return code;
   if (!result_pipe->IsWritePipeConnected()) result_pipe->ConnectPipe();
   CleXDSmb listens;
-  code = ReceiveAnswer(listens);
+  code = ReceiveAnswer(*pipes, listens);
   if (code != CleXDErrorCode::kPeerClosed) return code;
   if (!StaysActive()) return first ? CleXDErrorCode::kProcessNotAlive : code;
   SendCommand(DXCmdDispatcher::kExitDxRun);  // the run has failed, and left its level open
@@ -201,12 +201,12 @@ int OutpStatisticsX::ExecuteBlock(const char* lines) {
   }
   DxTraceError("x_execute_x SendData syntaxPipe", code);
   if (code != 0) {
-    CloseRun();
+    CloseRun(*pipes);
     const bool run_failed = code == CleXDErrorCode::kProcessNotAlive && StaysActive();
     return run_failed ? CleXDErrorCode::kPeerClosed : code;
   }
   CleXDSmb answer;
-  code = ReceiveAnswer(answer);
+  code = ReceiveAnswer(*pipes, answer);
   DxTraceError("x_execute_x ReceiveData syntaxResultPipe", code);
   return code;
 }
@@ -222,10 +222,10 @@ bool OutpStatisticsX::StaysActive() {
 
 // The code is the one that the answer carries. A language that goes ahead of its first answer gives 99107,
 // and later 99103, whoever else may hold its end of the fifo; 99103 also stands for a run that has closed it.
-int OutpStatisticsX::ReceiveAnswer(CleXDSmb& answer) {
-  VexaPipe* const pipe = CurrentPipes()->GetSyntaxResultPipe();
-  const int code = ReceiveDataWhile(pipe, answer, [this] { return isXProcessActive(); });
-  if (CleXDErrorCode::IsPipeError(code)) CloseRun();
+int OutpStatisticsX::ReceiveAnswer(XPipes& pipes, CleXDSmb& answer) {
+  const int code =
+      ReceiveDataWhile(pipes.GetSyntaxResultPipe(), answer, [this] { return isXProcessActive(); });
+  if (CleXDErrorCode::IsPipeError(code)) CloseRun(pipes);
   const int told = code != 0 ? code : answer.GetErrorCode();
   StringData& words = answer.GetStringDataRef();
   if (told != 0 && words.Size() > 0) NoteReason(told, words[0]);
@@ -233,10 +233,9 @@ int OutpStatisticsX::ReceiveAnswer(CleXDSmb& answer) {
 }
 
 // The ends at a run that has failed are of no use to the next one, which opens its own.
-void OutpStatisticsX::CloseRun() {
-  XPipes* const pipes = CurrentPipes();
-  pipes->GetSyntaxPipe()->ClosePipe();
-  pipes->GetSyntaxResultPipe()->ClosePipe();
+void OutpStatisticsX::CloseRun(XPipes& pipes) {
+  pipes.GetSyntaxPipe()->ClosePipe();
+  pipes.GetSyntaxResultPipe()->ClosePipe();
 }
 
 int OutpStatisticsX::stat_stop_x() {

@@ -87,9 +87,10 @@ TEST_P(EveryCallTest, AsksAndGivesWhatTheTableSays) {
   GetRowCount(&code);   // opens the session, which the forks then share
   const CallRoom room;  // as well as its memory
   std::ifstream table(VEXA_SOURCE_DIR "/tests/calls.txt");
-  std::string wanted;
+  std::map<std::string, std::string, std::less<>> lines;  // by their functions
+  for (std::string line; std::getline(table, line);) lines[line.substr(0, line.find(':'))] = line;
+  EXPECT_EQ(lines.size(), EveryFunction().size());
   for (std::size_t i = 0; const EveryCall& call : EveryFunction()) {
-    EXPECT_TRUE(std::getline(table, wanted));
     if (i++ % 4 != GetParam()) continue;
     std::string line(call.name), before;
     for (const State each : {kFull, kRefusing, kEmpty, kNone}) {
@@ -101,9 +102,9 @@ TEST_P(EveryCallTest, AsksAndGivesWhatTheTableSays) {
       line += std::string(" |") + (state != kFull && asked != before ? "! " + asked + " |" : "") + outcome;
       before = asked;
     }
-    EXPECT_EQ(line, wanted);
+    std::replace(line.begin(), line.end(), '\0', '~');
+    EXPECT_EQ(line, lines[std::string(call.name)]);
   }
-  EXPECT_FALSE(std::getline(table, wanted)) << wanted;
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, EveryCallTest, testing::Range<std::size_t>(0, 4));

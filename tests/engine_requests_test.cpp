@@ -255,7 +255,8 @@ TEST_F(EngineRequests, FaultsInTheSideFileAreNamedByTheirLine) {
     const std::string csv = files.Write("d.csv", kCsv), side = files.Write("d.csv.vars", lines);
     const RawDriver driver("-data " + csv);
     EXPECT_EQ(driver.first.error, 2004) << fault;
-    EXPECT_EQ(driver.first.strings, Texts{side + ":" + std::to_string(line) + ": " + fault.substr(arrow + 4)});
+    EXPECT_EQ(driver.first.strings,
+              Texts{side + ":" + std::to_string(line) + ": " + fault.substr(arrow + 4)});
     EXPECT_EQ(ReadFile(driver.files.path() + "/errors"), "vexaengine: " + driver.first.strings[0] + "\n");
   }
   EXPECT_GT(count, 40);

@@ -36,6 +36,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>

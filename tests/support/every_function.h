@@ -203,10 +203,11 @@ EveryCall CallOf(std::string_view name, Result (*function)(Arguments...)) {
 
 // Those whose arguments are more than their types, or that begin and end sessions and threads.
 inline bool StandsApart(std::string_view name) {
-  static constexpr std::string_view kApart[] = {
-      "StartVexa",           "StopVexa",      "InitXProcess",         "SetXNameAndSHome",
-      "SetVexaRunning",      "SaveFileInDS",  "TransportData",        "SetRecordBrowserOutput",
-      "RecordBrowserOutput", "VexaLastError", "VexaSetInterruptCheck"};
+  static constexpr std::string_view kApart[] = {"StartVexa",           "StopVexa",
+                                                "InitXProcess",        "SetXNameAndSHome",
+                                                "SetVexaRunning",      "SaveFileInDS",
+                                                "TransportData",       "SetRecordBrowserOutput",
+                                                "RecordBrowserOutput", "VexaSetInterruptCheck"};
   return name.starts_with("Free") ||
          std::find(std::begin(kApart), std::end(kApart), name) != std::end(kApart);
 }

@@ -89,7 +89,7 @@ int XConsoleW::StartConsole() {
   PushCommand(arguments);
   PushEnvironment(environment);
   process_id = StartChild(platform::kTerminal, arguments.argv(), environment.argv());
-  PauseForStart(kStartMilliseconds);
+  Pause(kStartMilliseconds);
   if (!TerminalAlive()) return kEndedAtStart;
   // Without the helper the terminal shows a shell, which is never ready.
   const bool helped = access(HelperPath().c_str(), X_OK) == 0;

@@ -24,6 +24,7 @@ RawPingPong* raw;
 DXCmdDispatcher* client;
 
 void RawExchange(benchmark::State& state) {
+  const RawSide side;
   for (auto _ : state) {
     if (!raw->Exchange()) state.SkipWithError("the peer is gone");
   }
@@ -60,7 +61,7 @@ BENCHMARK(CriticalSection);
 
 int main(int argc, char** argv) {
   const BenchDirectory directory;
-  PinToOneCore();
+  PlaceOnCores();
   RawPingPong ping_pong(directory, kRequest, kReply);
   raw = &ping_pong;
 
@@ -80,10 +81,11 @@ int main(int argc, char** argv) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
-  const int result = RunRatioTable(
-      argc, argv,
-      {{"one command on the channel, one core / raw ping-pong", "Command", "RawExchange", 1.4},
-       {"section acquired and released, uncontended / plain mutex", "CriticalSection", "PlainMutex", 0}});
+  const int result =
+      RunRatioTable(argc, argv,
+                    {{"one command on the channel / raw ping-pong", "Command", "RawExchange", 1.4},
+                     {"section acquired and released, uncontended / plain mutex", "CriticalSection",
+                      "PlainMutex", 0, 0, false}});
   end.sendCmd(DXCmdDispatcher::kStopDX);
   waitpid(server, nullptr, 0);
   return result;

@@ -1,25 +1,20 @@
-// A block of 20 MiB fetched and every cell read through the cursor, against a raw stream of as many bytes
-// into a warm buffer and a plain loop over it; and one value read from the block in hand against a plain
-// function call.
+// A block of 20 MiB fetched from the practice engine and every cell read through the cursor, against a raw
+// stream of as many bytes into a warm buffer and a plain loop over it; and one value read from the block in
+// hand against a plain function call.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <fstream>
 #include <vector>
 
-#include "CleXDSmb.h"
+#include "peak_memory.h"
 #include "ratio_table.h"
 #include "raw_fifo.h"
 #include "vexaxd_p.h"
 
 namespace {
-
-using Action = CleXDSmb::CommandAction;
 
 constexpr int kBlock = 20 << 20;
 constexpr int kVariables = 10;
@@ -35,47 +30,6 @@ std::vector<double> Cells() {
   return cells;
 }
 
-std::string Image(CleXDSmb& block) {
-  int length = 0;
-  block.ContructSendData();
-  const char* image = block.GetSendBuf(length);
-  return std::string(image, static_cast<std::size_t>(length));
-}
-
-// Answers a cursor's questions, and each fetch with the same block.
-void ServeCursor(int request_fd, int reply_fd) {
-  CleXDSmb block;
-  block.SetLong(kCases);
-  block.AllocVoidData(kBlock);
-  block.SaveDataIntoVoidData(Cells().data(), kBlock);
-  const std::string block_image = Image(block);
-  for (;;) {
-    char frame[8192];
-    int length = 0;
-    if (!ReadAll(request_fd, frame, 4)) return;
-    std::memcpy(&length, frame, 4);
-    if (!ReadAll(request_fd, frame + 4, static_cast<std::size_t>(length) - 4)) return;
-    CleXDSmb request;
-    request.ParseBuf(frame);
-    CleXDSmb reply;
-    switch (request.GetCommandAction()) {
-      case Action::NextCaseBlock:
-        if (!WriteAll(reply_fd, block_image.data(), block_image.size())) return;
-        continue;
-      case Action::GetVariableCountInProcDS:
-        reply.SetLong(kVariables);
-        break;
-      case Action::GetVarNMissingValues:
-        for (int i = 0; i < 3; ++i) reply.SetDouble(0.0);
-        [[fallthrough]];
-      default:
-        reply.SetLong(0);
-    }
-    const std::string image = Image(reply);
-    if (!WriteAll(reply_fd, image.data(), image.size())) return;
-  }
-}
-
 void ServeStream(int request_fd, int reply_fd) {
   const std::vector<double> cells = Cells();
   char go;
@@ -88,6 +42,7 @@ void ServeStream(int request_fd, int reply_fd) {
 double sums[kVariables];
 
 void RawStream(benchmark::State& state) {
+  const RawSide side;
   std::vector<double> buffer(kCells, 1.0);
   for (auto _ : state) {
     if (!WriteAll(to_peer, "g", 1) || !ReadAll(from_peer, buffer.data(), kBlock))
@@ -106,6 +61,7 @@ void RawStream(benchmark::State& state) {
 }
 
 void RawStreamAndCalls(benchmark::State& state) {
+  const RawSide side;
   std::vector<double> buffer(kCells, 1.0);
   for (auto _ : state) {
     if (!WriteAll(to_peer, "g", 1) || !ReadAll(from_peer, buffer.data(), kBlock))
@@ -123,6 +79,7 @@ void RawStreamAndCalls(benchmark::State& state) {
 BENCHMARK(RawStreamAndCalls)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(RawStream)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// A pass over the data, which are one block.
 bool ReadBlock() {
   for (int row = 0; row < kCases; ++row) {
     if (NextCase() != 0) return false;
@@ -133,12 +90,14 @@ bool ReadBlock() {
       sums[column] += value;
     }
   }
-  return true;
+  return NextCase() == 23;
 }
+
+bool Fetch() { return MakeCaseCursor("r") == 0 && ReadBlock() && RemoveCaseCursor() == 0; }
 
 void CursorBlock(benchmark::State& state) {
   for (auto _ : state) {
-    if (!ReadBlock()) state.SkipWithError("the cursor failed");
+    if (!Fetch()) state.SkipWithError("the cursor failed");
     benchmark::DoNotOptimize(sums);
   }
 }
@@ -165,45 +124,43 @@ void ReadCells(benchmark::State& state) {
   benchmark::DoNotOptimize(sums);
 }
 void PlainCall(benchmark::State& state) { ReadCells<PlainRead>(state); }
-void CellOfBlock(benchmark::State& state) { ReadCells<GetNumericValue>(state); }
+void CellOfBlock(benchmark::State& state) {
+  if (MakeCaseCursor("r") != 0 || NextCase() != 0) state.SkipWithError("no block");
+  ReadCells<GetNumericValue>(state);
+  RemoveCaseCursor();
+}
 BENCHMARK(PlainCall);
 BENCHMARK(CellOfBlock);
 
-long PeakKilobytes() {
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;
+std::string WriteCsv(const BenchDirectory& directory) {
+  std::string path = directory.path() + "data.csv";
+  std::ofstream file(path);
+  for (int column = 0; column < kVariables; ++column) file << (column == 0 ? "v" : ",v") << column;
+  for (int cell = 0; cell < kCells; ++cell) file << (cell % kVariables == 0 ? '\n' : ',') << cell * 0.5;
+  return path;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const BenchDirectory directory;
-  char own_id[16];
-  std::snprintf(own_id, sizeof own_id, "%04x", static_cast<unsigned>(getpid()));
-  setenv("VEXADXTEMP", directory.path().c_str(), 1);
-  SetXNameAndSHome("BENCH", "");
-  SetVexaRunning(true);
-  const std::string prefix = directory.path() + own_id + "BENCH0";
-  const FifoPeer backend(prefix + "xdapi", prefix + "xdapiresult", ServeCursor);
+  PlaceOnCores();
   const FifoPeer stream(directory.path() + "request", directory.path() + "reply", ServeStream);
-  to_peer = open((directory.path() + "request").c_str(), O_WRONLY);
-  from_peer = open((directory.path() + "reply").c_str(), O_RDONLY);
+  to_peer = open((directory.path() + "request").c_str(), O_WRONLY | O_CLOEXEC);
+  from_peer = open((directory.path() + "reply").c_str(), O_RDONLY | O_CLOEXEC);
 
-  const long before = PeakKilobytes();
-  if (MakeCaseCursor("r") != 0 || !ReadBlock()) {
-    std::fprintf(stderr, "the cursor failed\n");
+  setenv("VEXADXTEMP", directory.path().c_str(), 1);
+  SetXNameAndSHome("BENCH", VEXA_STAGED_HOME);
+  if (const int code = StartVexa(("-data " + WriteCsv(directory)).c_str())) {
+    std::fprintf(stderr, "StartVexa: %d\n", code);
     return 1;
   }
-  const double peak = static_cast<double>(PeakKilobytes() - before) / 1024;
-
-  // The block in hand stands on its first case while single values are read.
-  if (NextCase() != 0) return 1;
-  const int result = RunRatioTable(
-      argc, argv,
-      {{"20 MiB block, every cell read / raw stream and plain loop", "CursorBlock", "RawStream", 1.5},
-       {"the same / raw stream and a plain function call per cell", "CursorBlock", "RawStreamAndCalls", 0},
-       {"one value from the block in hand / plain function call", "CellOfBlock", "PlainCall", 1.5}});
-  std::printf("Peak memory that the fetch of the first 20 MiB block added: %.1f MiB\n", peak);
-  return result;
+  const std::vector<RatioRow> rows = {
+      {"20 MiB from the engine, every cell read / raw stream and plain loop", "CursorBlock", "RawStream", 0},
+      {"the same / raw stream and a plain function call per cell", "CursorBlock", "RawStreamAndCalls", 1.1,
+       1.05},
+      {"one value from the block in hand / plain function call", "CellOfBlock", "PlainCall", 1.5, 0, false}};
+  const bool good = PrintPeak("the fetch of 20 MiB", Fetch) && RunRatioTable(argc, argv, rows) == 0;
+  StopVexa();
+  return good ? 0 : 1;
 }

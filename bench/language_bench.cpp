@@ -29,6 +29,7 @@ int Run(const std::string& lines, const std::string& language = "BENCH") {
 }
 
 void RawExchange(benchmark::State& state) {
+  const RawSide side;
   for (auto _ : state) {
     if (!raw->Exchange()) state.SkipWithError("the peer is gone");
   }
@@ -157,7 +158,7 @@ void MakeHome(const std::filesystem::path& home) {
 
 int main(int argc, char** argv) {
   const BenchDirectory directory;
-  PinToOneCore();
+  PlaceOnCores();
   RawPingPong ping_pong(directory, kRequest, kReply);
   raw = &ping_pong;
 
@@ -172,11 +173,11 @@ int main(int argc, char** argv) {
     return 1;
   }
   std::vector<RatioRow> rows = {
-      {"an empty block in startx, one core / one raw ping-pong", "EmptyBlock", "RawExchange", 0},
-      {"100,000 calls in a block / outside, one core", "CallsInABlock", "CallsOutside", 1.1}};
+      {"an empty block in startx / one raw ping-pong", "EmptyBlock", "RawExchange", 0},
+      {"100,000 calls in a block / outside", "CallsInABlock", "CallsOutside", 1.1}};
 #ifdef VEXA_BENCH_R_HOME
   if (Run("", "R") == 0)
-    rows.push_back({"1,000 lines of R in a block / piped, one core", "BlockOfR", "PipedIntoR", 1.5});
+    rows.push_back({"1,000 lines of R in a block / piped", "BlockOfR", "PipedIntoR", 1.5});
 #endif
   const int result = RunRatioTable(argc, argv, rows);
   StopVexa();

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <map>
 
+#include "raw_fifo.h"
+
 namespace {
 
 class MedianCollector : public benchmark::BenchmarkReporter {
@@ -54,10 +56,14 @@ int RunRatioTable(int argc, char** argv, const std::vector<RatioRow>& rows) {
   for (const RatioRow& row : rows) {
     const double measured = medians.nanoseconds[row.measured];
     const double limit = medians.nanoseconds[row.limit];
+    const double at_most = CoreEach() && row.at_most_each != 0 ? row.at_most_each : row.at_most;
+    const char* const place = !row.placed ? "" : CoreEach() ? ", a core each" : ", one core";
+    if (measured == 0 || limit == 0 || (!row.placed && CoreEach())) continue;
     char wanted[16] = "-";
-    if (row.at_most != 0) std::snprintf(wanted, sizeof wanted, "%.2f", row.at_most);
-    std::printf("| %-58s | %10s | %10s | %5.2f | %5s |\n", row.title.c_str(), Readable(measured).c_str(),
-                Readable(limit).c_str(), measured / limit, wanted);
+    if (at_most != 0) std::snprintf(wanted, sizeof wanted, "%.2f", at_most);
+    std::printf("| %-66s | %10s | %10s | %5.2f | %5s |\n", (row.title + place).c_str(),
+                Readable(measured).c_str(), Readable(limit).c_str(), measured / limit, wanted);
+    std::fflush(stdout);
   }
   return medians.failed ? 1 : 0;
 }

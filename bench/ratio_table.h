@@ -8,9 +8,11 @@
 
 struct RatioRow {
   std::string title;
-  std::string measured;  // name of a benchmark
-  std::string limit;     // name of the benchmark it is held against
-  double at_most;        // the ratio wanted; 0 where none is
+  std::string measured;     // name of a benchmark
+  std::string limit;        // name of the benchmark it is held against
+  double at_most;           // the ratio wanted; 0 where none is
+  double at_most_each = 0;  // the same with a core each, where it is another
+  bool placed = true;       // whether it matters where the two processes run
 };
 
 int RunRatioTable(int argc, char** argv, const std::vector<RatioRow>& rows);

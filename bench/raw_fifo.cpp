@@ -13,7 +13,19 @@
 
 namespace {
 constexpr std::size_t kPiece = 8192;
+
+cpu_set_t placed;  // the cores of this benchmark
+
+// To the core of that place, where each process has one.
+void PinToPlaced(int place) {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  for (int core = 0; core < CPU_SETSIZE; ++core) {
+    if (CPU_ISSET(core, &placed) && place-- == 0) CPU_SET(core, &one);
+  }
+  if (CoreEach()) sched_setaffinity(0, sizeof one, &one);
 }
+}  // namespace
 
 BenchDirectory::BenchDirectory() {
   char name[] = "/tmp/vexa-bench-XXXXXX";
@@ -31,6 +43,7 @@ FifoPeer::FifoPeer(const std::string& request, const std::string& reply, const S
   if (mkfifo(reply.c_str(), 0600) != 0) std::abort();
   child_ = fork();
   if (child_ == 0) {
+    PinToPlaced(1);
     signal(SIGPIPE, SIG_IGN);
     const int request_fd = open(request.c_str(), O_RDONLY);
     const int reply_fd = open(reply.c_str(), O_WRONLY);
@@ -85,9 +98,21 @@ bool RawPingPong::Exchange() {
          ReadAll(from_peer_, reply_.data(), reply_.size());
 }
 
-void PinToOneCore() {
-  cpu_set_t one;
-  CPU_ZERO(&one);
-  CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
-  sched_setaffinity(0, sizeof one, &one);
+bool CoreEach() {
+  const char* const cores = std::getenv("VEXA_BENCH_CORES");
+  return cores != nullptr && std::atoi(cores) == 2;
+}
+
+void PlaceOnCores() {
+  cpu_set_t allowed;
+  sched_getaffinity(0, sizeof allowed, &allowed);
+  for (int core = 0; core < CPU_SETSIZE; ++core) {
+    if (CPU_ISSET(core, &allowed) && CPU_COUNT(&placed) < (CoreEach() ? 2 : 1)) CPU_SET(core, &placed);
+  }
+  sched_setaffinity(0, sizeof placed, &placed);
+}
+
+RawSide::RawSide() { PinToPlaced(0); }
+RawSide::~RawSide() {
+  if (CoreEach()) sched_setaffinity(0, sizeof placed, &placed);
 }

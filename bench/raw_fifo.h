@@ -55,7 +55,20 @@ class RawPingPong {
   int from_peer_;
 };
 
-// This process, and those that it starts from now on, on one core.
-void PinToOneCore();
+// Where the two processes of an exchange run: VEXA_BENCH_CORES is 1, and they share a core, or 2, and each
+// can have one of its own. Then the raw side is pinned, a process to each, as it would wait on one core
+// otherwise; the bridge's is left to the system, as looking before blocking is for processes that are not
+// tied down. For this process and those that it starts from now on.
+void PlaceOnCores();
+bool CoreEach();
+
+// Around a raw exchange: this process is where its side of it belongs.
+class RawSide {
+ public:
+  RawSide();
+  RawSide(const RawSide&) = delete;
+  RawSide& operator=(const RawSide&) = delete;
+  ~RawSide();
+};
 
 #endif

@@ -30,6 +30,7 @@ int OnColumn(Call call, Own... own) {
 }
 
 void RawExchanges(benchmark::State& state) {
+  const RawSide side;
   for (auto _ : state) {
     for (int i = 0; i < kCells; ++i) {
       if (!raw->Exchange()) state.SkipWithError("the peer is gone");
@@ -63,7 +64,7 @@ BENCHMARK(CellsAndCategories)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
   const BenchDirectory directory;
-  PinToOneCore();
+  PlaceOnCores();
   RawPingPong ping_pong(directory, kRequest, kReply);
   raw = &ping_pong;
 
@@ -79,7 +80,7 @@ int main(int argc, char** argv) {
   }
   const int result = RunRatioTable(
       argc, argv,
-      {{"10,000 SetNumberCell, one core / raw ping-pongs", "NumberCells", "RawExchanges", 1.4},
+      {{"10,000 SetNumberCell / raw ping-pongs", "NumberCells", "RawExchanges", 1.4},
        {"5,000 categories and cells / raw ping-pongs", "CellsAndCategories", "RawExchanges", 0}});
   StopVexa();
   return result;

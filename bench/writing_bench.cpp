@@ -1,43 +1,55 @@
-// Writing to the practice engine, all on one core: 1,000,000 cells of a data step, queued here and committed
-// in one message, against the same bytes written ready-made through a raw fifo and acknowledged; one cell
-// queued against a plain record kept in a vector; and 1,000,000 cases read, changed and committed one by one
-// against as many raw exchanges of the same bytes.
+// Writing to the practice engine: 1,000,000 cells of a data step, queued here and committed in one message,
+// against the same bytes written ready-made through a raw fifo and acknowledged; one cell queued against a
+// plain append of the same bytes; and 1,000,000 cases read, changed and committed one by one against as many
+// raw exchanges of the same bytes.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "payloads.h"
+#include "peak_memory.h"
 #include "ratio_table.h"
 #include "raw_fifo.h"
 #include "vexaxd_p.h"
 
 namespace {
 
-constexpr int kCells = 1000000;  // and cases: one variable
-constexpr int kRunsOfCases = 5;  // of some seconds each
+constexpr int kCells = 1000000;  // and cases: a number and a text
+constexpr int kRunsOfCases = 3;  // of some seconds each
 constexpr char kVariable[] = "x";
+constexpr char kText[] = "a text";
 // The image of a block without payload; then a record for each cell: the dataset's name "*" and an empty text
 // with their lengths, three integers and a double.
 constexpr std::size_t kReply = 52;
-constexpr std::size_t kCellsRequest = kReply + std::size_t{kCells} * (4 + 1 + 4 + 3 * 4 + 8);
+constexpr std::size_t kRecord = 4 + 1 + 3 * 4 + 8 + 4;
+constexpr std::size_t kCellsRequest = kReply + std::size_t{kCells} * kRecord;
+constexpr std::size_t kTextsRequest = kCellsRequest + std::size_t{kCells} * (sizeof kText - 1);
 // A value, the name in a list of one and a list of none, the number of cases wanted and the size of a case;
 // the next case and the number of cases come back.
 constexpr std::size_t kCaseRequest = kReply + 8 + (4 + 4 + 1) + 4 + 2 * 4;
-constexpr std::size_t kCaseReply = kReply + 8 + 4;
+constexpr std::size_t kCaseReply = kReply + 2 * 8 + 4;
 
 RawPingPong* raw_cells;
+RawPingPong* raw_texts;
 RawPingPong* raw_cases;
 
-bool QueueAndCommit() {
+template <class Queue>
+bool QueueAndCommit(Queue queue) {
   if (StartDataStep() != 0 || CreateDataset("*", false, false) != 0) return false;
   for (int row = 0; row < kCells; ++row) {
-    if (SetNCellValue("*", row, 0, row * 0.5) != 0) return false;
+    if (queue(row) != 0) return false;
   }
   return CommitDataSet() == 0 && EndDataStep() == 0;
+}
+bool WriteNumbers() {
+  return QueueAndCommit([](int row) { return SetNCellValue("*", row, 0, row * 0.5); });
+}
+bool WriteTexts() {
+  return QueueAndCommit([](int row) { return SetCCellValue("*", row, 1, kText); });
 }
 
 bool ChangeEachCase() {
@@ -52,21 +64,31 @@ bool ChangeEachCase() {
   return NextCase() == 23 && RemoveCaseCursor() == 0;
 }
 
-void RawCells(benchmark::State& state) {
+template <RawPingPong*& raw>
+void Exchange(benchmark::State& state) {
+  const RawSide side;
   for (auto _ : state) {
-    if (!raw_cells->Exchange()) state.SkipWithError("the peer is gone");
+    if (!raw->Exchange()) state.SkipWithError("the peer is gone");
   }
 }
-BENCHMARK(RawCells)->Unit(benchmark::kMillisecond);
+void RawCells(benchmark::State& state) { Exchange<raw_cells>(state); }
+void RawTexts(benchmark::State& state) { Exchange<raw_texts>(state); }
 
-void CellsCommitted(benchmark::State& state) {
+template <bool (*Write)()>
+void Commit(benchmark::State& state) {
   for (auto _ : state) {
-    if (!QueueAndCommit()) state.SkipWithError("the cells failed");
+    if (!Write()) state.SkipWithError("the cells failed");
   }
 }
-BENCHMARK(CellsCommitted)->Unit(benchmark::kMillisecond);
+void CellsCommitted(benchmark::State& state) { Commit<WriteNumbers>(state); }
+void TextsCommitted(benchmark::State& state) { Commit<WriteTexts>(state); }
+BENCHMARK(RawCells)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(CellsCommitted)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(RawTexts)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(TextsCommitted)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void RawCases(benchmark::State& state) {
+  const RawSide side;
   for (auto _ : state) {
     for (int i = 0; i < kCells; ++i) {
       if (!raw_cases->Exchange()) state.SkipWithError("the peer is gone");
@@ -112,68 +134,39 @@ void CellQueued(benchmark::State& state) {
 }
 BENCHMARK(CellQueued);
 
-void RecordKept(benchmark::State& state) {
-  std::vector<dataSet> records;
-  records.reserve(kCells);
-  const char* volatile name = "*";
+void BytesAppended(benchmark::State& state) {
+  std::vector<char> bytes;
+  bytes.reserve(kCells * kRecord);
+  char record[kRecord] = {1, 0, 0, 0, '*'};
   Collect(
       state,
       [&](int row) {
-        records.push_back({name, row, 0, 0, row * 0.5, {}});
+        const double value = row * 0.5;
+        std::memcpy(record + 5, &row, sizeof row);
+        std::memcpy(record + 17, &value, sizeof value);
+        bytes.insert(bytes.end(), record, record + kRecord);
       },
-      [&] { records.clear(); });
-  benchmark::DoNotOptimize(records.data());
+      [&] { bytes.clear(); });
+  benchmark::DoNotOptimize(bytes.data());
 }
-BENCHMARK(RecordKept);
-
-// --- Peak memory of a process, as the system counts it ---
-
-using Pid = std::string;
-
-double Megabytes(const Pid& process, const std::string& what) {
-  std::ifstream status("/proc/" + process + "/status");
-  for (std::string word; status >> word;) {
-    long kilobytes = 0;
-    if (word == what + ":" && status >> kilobytes) return static_cast<double>(kilobytes) / 1024;
-  }
-  return 0;
-}
-
-// The child that was started last.
-Pid Engine() {
-  std::ifstream children("/proc/thread-self/children");
-  Pid last;
-  for (Pid child; children >> child;) last = child;
-  return last;
-}
-
-bool PrintPeak(const char* what, bool (*work)()) {
-  const Pid processes[] = {"self", Engine()};
-  double before[2] = {};
-  for (int i = 0; i < 2; ++i) {
-    std::ofstream("/proc/" + processes[i] + "/clear_refs") << "5\n";  // the peak counts from now on
-    before[i] = Megabytes(processes[i], "VmRSS");
-  }
-  if (!work()) return false;
-  std::printf("Peak memory that %s added: %.1f MiB here, %.1f MiB in the engine\n", what,
-              Megabytes(processes[0], "VmHWM") - before[0], Megabytes(processes[1], "VmHWM") - before[1]);
-  return true;
-}
+BENCHMARK(BytesAppended);
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const BenchDirectory directory, second_directory;
-  PinToOneCore();
+  const BenchDirectory directory, second_directory, third_directory;
+  PlaceOnCores();
   RawPingPong cells(directory, kCellsRequest, kReply);
+  RawPingPong texts(third_directory, kTextsRequest, kReply);
   RawPingPong cases(second_directory, kCaseRequest, kCaseReply);
   raw_cells = &cells;
+  raw_texts = &texts;
   raw_cases = &cases;
 
   const std::string data = directory.path() + "data.csv";
   std::ofstream file(data);
-  file << kVariable << '\n';
-  for (int row = 0; row < kCells; ++row) file << "1\n";
+  file << kVariable << ",t\n";
+  for (int row = 0; row < kCells; ++row) file << "1,any text\n";
   file.close();
   setenv("VEXADXTEMP", directory.path().c_str(), 1);
   SetXNameAndSHome("BENCH", VEXA_STAGED_HOME);
@@ -181,14 +174,13 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "StartVexa: %d\n", code);
     return 1;
   }
-  bool good = PrintPeak("1,000,000 cells", QueueAndCommit) && PrintPeak("1,000,000 cases", ChangeEachCase);
-  if (good) {
-    good =
-        RunRatioTable(argc, argv,
-                      {{"1,000,000 SetNCellValue and commit / raw fifo", "CellsCommitted", "RawCells", 4},
-                       {"one SetNCellValue / a record in a vector", "CellQueued", "RecordKept", 0},
-                       {"1,000,000 cases changed / raw ping-pongs", "CasesChanged", "RawCases", 1.5}}) == 0;
-  }
+  const std::vector<RatioRow> rows = {
+      {"1,000,000 SetNCellValue and commit / raw fifo", "CellsCommitted", "RawCells", 2},
+      {"1,000,000 SetCCellValue and commit / raw fifo", "TextsCommitted", "RawTexts", 2},
+      {"one SetNCellValue / a plain append of its bytes", "CellQueued", "BytesAppended", 2, 0, false},
+      {"1,000,000 cases changed / raw ping-pongs", "CasesChanged", "RawCases", 1.15}};
+  const bool good = PrintPeak("1,000,000 cells", WriteNumbers) &&
+                    PrintPeak("1,000,000 cases", ChangeEachCase) && RunRatioTable(argc, argv, rows) == 0;
   StopVexa();
   return good ? 0 : 1;
 }

@@ -40,7 +40,7 @@ bool ApiChannel::AwaitRequest(std::span<const int> ends, int milliseconds) {
   pollfd looks[1 + kMostRuns] = {{pipes.GetXDAPIPipe()->Descriptor(), POLLIN, 0}};
   pollfd* last = looks;
   for (const int end : ends) *++last = {end, POLLIN, 0};
-  if (reader.Pending()) milliseconds = 0;
+  if (reader.Pending() || (peer_came && pipes.GetXDAPIPipe()->ReadableSoon())) milliseconds = 0;
   while (poll(looks, ends.size() + 1, milliseconds) == -1) {
     if (errno != EINTR) return false;
   }

@@ -51,11 +51,23 @@ int NextCase(Session& session, CleXDSmb&, CleXDSmb&) {
   return 0;
 }
 
+// Cases from where they lie, or the front parts of longer ones.
+void PutCases(Dataset& data, const Cursor& cursor, std::size_t count, CleXDSmb& reply) {
+  const std::size_t case_bytes = cursor.case_units * kUnitBytes;
+  if (cursor.case_units == data.CaseUnits() || count == 1) {
+    return reply.LendVoidData(data.Lend(cursor.delivered, count * case_bytes));
+  }
+  AllocateBlock(reply, count * case_bytes);
+  for (std::size_t i = 0; i < count; ++i) {
+    reply.SaveDataIntoVoidData(data.Case(cursor.delivered + i), static_cast<int>(case_bytes));
+  }
+}
+
 // The block that reaches the last case says so at once, and the driver asks no further.
 int NextBlock(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   if (!session.cursor) return engine_code::kNoCursor;
   Cursor& cursor = *session.cursor;
-  const Dataset& data = session.Data();
+  Dataset& data = session.Data();
   const std::size_t case_bytes = cursor.case_units * kUnitBytes;
   const int wanted = LongArgument(request, 0).value_or(0);
   if (wanted < 1 || static_cast<std::size_t>(LongArgument(request, 1).value_or(0)) != case_bytes) {
@@ -64,14 +76,7 @@ int NextBlock(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   const std::size_t room = std::max<std::size_t>(kMaxBlockBytes / case_bytes, 1);
   const std::size_t count =
       std::min({static_cast<std::size_t>(wanted), room, cursor.cases - cursor.delivered});
-  if (count > 0) {
-    AllocateBlock(reply, count * case_bytes);
-    const std::size_t cases_at_once = cursor.case_units == data.CaseUnits() ? count : 1;
-    for (std::size_t i = 0; i < count; i += cases_at_once) {
-      reply.SaveDataIntoVoidData(data.Case(cursor.delivered + i),
-                                 static_cast<int>(cases_at_once * case_bytes));
-    }
-  }
+  if (count > 0) PutCases(data, cursor, count, reply);
   reply.SetLong(static_cast<long>(count));
   cursor.delivered += count;
   return cursor.delivered == cursor.cases ? CleXDErrorCode::kEndOfData : 0;

@@ -16,6 +16,7 @@ Unit* Cases::Find(std::size_t row) {
 }
 
 void Cases::Replace(Units rows, std::size_t units, std::size_t rows_count) {
+  lender.BytesMayGo();
   cells = std::move(rows);
   row_units = units;
   count = rows_count;
@@ -37,6 +38,7 @@ std::size_t Cases::CutAt(std::size_t row) {
 void Cases::Insert(std::size_t at, std::size_t rows, std::span<const Unit> row) {
   if (rows == 0) return;
   const bool behind_all = at == count && runs.empty();
+  lender.BytesMayGo();
   if (runs.size() >= kMostRuns) Settle();
   if (!behind_all) runs.reserve(runs.size() + 3);
   const std::size_t lies = row_units == 0 ? count : cells.size() / row_units;

@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "loan.h"
+
 using Unit = std::uint64_t;
 
 // Does not clear what is about to be written.
@@ -43,6 +45,10 @@ class Cases {
   // Valid until the next change.
   Unit* At(std::size_t row) { return (runs.empty() ? cells.data() + row * row_units : Find(row)); }
 
+  // So many bytes from a row on, to be sent from here; of more than one row once they are settled. Meanwhile
+  // the rows may change, and not move.
+  Loan Lend(std::size_t row, std::size_t bytes) { return lender.Lend(At(row), bytes); }
+
   // Rows of that many units in place of all that was there.
   void Replace(Units rows, std::size_t units, std::size_t rows_count);
   // Each a copy of the row that is given.
@@ -62,6 +68,7 @@ class Cases {
   std::size_t count = 0;
   std::size_t row_units = 0;
   Units cells;
+  Lender lender;
   std::vector<Run> runs;                      // empty: the rows lie in their order
   std::size_t near_run = 0, near_begins = 0;  // a run that was found last, and its first row
 };

@@ -28,7 +28,7 @@ Cell CellAt(Dataset& dataset, int row, int column) {
 
 Cell FindCell(Dataset& dataset, int row, int column) {
   if (!IsRow(dataset, row)) RefuseRow(dataset, row);
-  VariableAt(dataset, column);
+  if (column < 0 || static_cast<std::size_t>(column) >= dataset.variables.size()) VariableAt(dataset, column);
   return CellAt(dataset, row, column);
 }
 
@@ -103,9 +103,7 @@ int WholeCase(Dataset& dataset, Arguments& arguments, CleXDSmb& reply) {
   const std::optional<int> row = arguments.TakeLong();
   if (!row) return engine_code::kBadRequest;
   if (!IsRow(dataset, *row)) RefuseRow(dataset, *row);
-  AllocateBlock(reply, dataset.CaseBytes());
-  reply.SaveDataIntoVoidData(dataset.Case(static_cast<std::size_t>(*row)),
-                             static_cast<int>(dataset.CaseBytes()));
+  reply.LendVoidData(dataset.Lend(static_cast<std::size_t>(*row), dataset.CaseBytes()));
   return 0;
 }
 
@@ -152,37 +150,43 @@ int StoreCase(Session& session, CleXDSmb& request, CleXDSmb&) {
 
 // Changes side by side that are about one dataset: as a rule all of them.
 struct Run {
-  const std::string* name;
+  std::string_view name;
   Dataset* dataset;
   std::size_t length;
 };
 
-// All changes or, when one of them cannot be, none.
+Run StartRun(Session& session, std::string_view name) {
+  Dataset* const dataset = session.datasets.FindInStep(name);
+  if (dataset == nullptr)
+    throw Refusal(CleXDErrorCode::kUnknownDataset, std::string(name) + " is not in the data step");
+  return {name, dataset, 0};
+}
+
+// All changes or, when one of them cannot be, none: they are walked twice where they came in.
 int StoreCells(Session& session, CleXDSmb& request, CleXDSmb&) {
   if (!session.datasets.StepOpen()) return CleXDErrorCode::kNoStepOpen;
-  const std::vector<dataSet>& changes = request.GetStructDataRef().Values();
   std::vector<Run> runs;
-  for (const dataSet& change : changes) {
-    if (runs.empty() || *runs.back().name != change.datasetName) {
-      runs.push_back({&change.datasetName, session.datasets.FindInStep(change.datasetName), 0});
+  CellRecord change;
+  for (CellRecords walk = request.Records(); walk.Next(change);) {
+    if (runs.empty() || runs.back().name != change.datasetName) {
+      runs.push_back(StartRun(session, change.datasetName));
     }
     Run& run = runs.back();
-    if (run.dataset == nullptr)
-      throw Refusal(CleXDErrorCode::kUnknownDataset, change.datasetName + " is not in the data step");
     const Variable& variable = *FindCell(*run.dataset, change.caseIndex, change.varIndex).variable;
-    if ((change.valueType == 1) != variable.IsText()) RefuseType(variable);
-    if (change.valueType == 1 && change.stringValue.size() > static_cast<std::size_t>(variable.width))
+    const bool is_text = change.valueType == 1;
+    if (is_text != variable.IsText()) RefuseType(variable);
+    if (is_text && change.stringValue.size() > static_cast<std::size_t>(variable.width))
       RefuseWidth(variable, change.stringValue.size());
     ++run.length;
   }
-  const dataSet* change = changes.data();
+  CellRecords walk = request.Records();
   for (const Run& run : runs) {
-    for (const dataSet* const end = change + run.length; change != end; ++change) {
-      const Cell place = CellAt(*run.dataset, change->caseIndex, change->varIndex);
-      if (change->valueType == 1) {
-        StoreText(*place.variable, place.value, change->stringValue);
+    for (std::size_t left = run.length; left != 0 && walk.Next(change); --left) {
+      const Cell place = CellAt(*run.dataset, change.caseIndex, change.varIndex);
+      if (change.valueType == 1) {
+        StoreText(*place.variable, place.value, change.stringValue);
       } else {
-        *place.value = UnitOf(change->numericValue);
+        *place.value = UnitOf(change.numericValue);
       }
     }
   }

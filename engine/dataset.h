@@ -171,6 +171,12 @@ class Dataset {
   }
   const Unit* Case(std::size_t index) const { return const_cast<Dataset*>(this)->Case(index); }
 
+  // So many bytes from the front of a case on, to be sent from here: see cases.h.
+  Loan Lend(std::size_t first_case, std::size_t bytes) {
+    if (pending) MoveValues();
+    return cases.Lend(first_case, bytes);
+  }
+
   // Null when there is none of the name; case does not count.
   Variable* Find(std::string_view variable_name);
 

@@ -6,6 +6,7 @@
 bool Serve(Session& session, ApiChannel& channel) {
   CleXDSmb request;
   CleXDSmb reply;
+  request.ReadRecordsInPlace();
   const bool first_level = session.run_ends.empty();
   while (!session.ended) {
     request.CleanUp();

@@ -126,10 +126,9 @@ int CommitCase(Session& session, CleXDSmb& request, CleXDSmb& reply) {
   Dataset& data = session.Data();
   const bool gets_next =
       wants_next && cursor.delivered < cursor.cases;  // else the driver hears of the end later
-  if (gets_next) AllocateBlock(reply, bytes);
   const int code = StoreValues(data, request, [&] { return data.Case(cursor.delivered - 1); });
   if (code != 0 || !gets_next) return code;
-  reply.SaveDataIntoVoidData(data.Case(cursor.delivered++), static_cast<int>(bytes));
+  reply.LendVoidData(data.Lend(cursor.delivered++, bytes));
   reply.SetLong(1);
   return 0;
 }

@@ -216,7 +216,7 @@ class Session {
     SetCursor(nullptr);
   }
   static void DropStep() {
-    dataVec.clear();
+    dataVec.Clear();
     dsNameVec.clear();
     casecountVec.clear();
     varcountVec.clear();

@@ -71,6 +71,7 @@ void Read(Bytes& bytes, CleXDSmb& request) {
   const int action = bytes.Byte();
   if (action == 255) {
     const std::string frame = bytes.Take(bytes.Byte() * 8u);
+    request.ReadRecordsInPlace();
     request.ParseFrame(frame.data(), frame.size());
     return;
   }

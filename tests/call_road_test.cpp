@@ -25,7 +25,7 @@ class CallRoad : public ProcessTest {
     writer = open(replies.GetPipeName().c_str(), O_WRONLY | O_CLOEXEC);
   }
   ~CallRoad() override {
-    close(reader);
+    if (reader != -1) close(reader);
     HangUp();
   }
   void Put(const std::string& bytes) const {
@@ -66,11 +66,17 @@ TEST_F(CallRoad, AReplyThatNobodyWaitedForIsNobodyElses) {
 
 TEST_F(CallRoad, TheRestOfARequestGoesAheadOfTheNext) {
   const std::string text(3 << 18, 't');
-  const std::string image = Encode(MakeImage(0, Strings{text}));
+  const std::string image = Encode(MakeImage(0, Strings{text}, Void{text}));
   CleXDSmb request, reply;
   request.SetCommandAction(CleXDSmb::CommandAction::Submit);
   request.SetString(text.c_str());
-  EXPECT_EQ(SendOnRoad(requests, request, kNone), Code::kInterrupted);
+  {
+    const std::string bytes = text;  // which the rest does not need any more
+    const Lender lender;
+    request.LendVoidData(lender.Lend(bytes.data(), bytes.size()));
+    EXPECT_EQ(SendOnRoad(requests, request, kNone), Code::kInterrupted);
+    request.CleanUp();
+  }
   std::string seen = Taken();
   EXPECT_LT(seen.size(), image.size());
   std::thread backend([&] {
@@ -81,6 +87,54 @@ TEST_F(CallRoad, TheRestOfARequestGoesAheadOfTheNext) {
   backend.join();
   EXPECT_EQ(seen, image);
   EXPECT_FALSE(requests.Debt().Any() || replies.Debt().Any());
+}
+
+TEST_F(CallRoad, APeerThatGoesInTheMiddleOfABlockEndsTheSession) {
+  const std::string bytes(1 << 20, 'v');
+  const Lender lender;
+  CleXDSmb request;
+  request.LendVoidData(lender.Lend(bytes.data(), bytes.size()));
+  std::thread backend([&] {
+    while (Taken().empty()) poll(nullptr, 0, 1);
+    close(std::exchange(reader, -1));
+  });
+  EXPECT_EQ(SendOnRoad(requests, request, {}), Code::kPeerClosed);
+  backend.join();
+  EXPECT_EQ(SettleDebts(requests, replies, {}), Code::kPeerClosed);
+}
+
+// --- Looks ahead of a wait ---
+
+double ProcessorSeconds() {
+  timespec used = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+}
+
+TEST_F(CallRoad, ALookFindsWhatIsThereAndADeathAndCostsLittle) {
+  setenv("VEXA_SPIN", "1", 1);
+  cpu_set_t cores;
+  ASSERT_EQ(sched_getaffinity(0, sizeof cores, &cores), 0);
+  if (CPU_COUNT(&cores) == 1) GTEST_SKIP() << "one core: nobody looks";
+  constexpr int kWaits = 1000;
+  ShortLook silent;
+  const double before = ProcessorSeconds();
+  for (int wait = 0; wait < kWaits; ++wait) EXPECT_FALSE(silent.Finds(replies.Descriptor()));
+  EXPECT_LT(ProcessorSeconds() - before, 50e-6 * 30) << "where nothing came it looks again ever later";
+
+  ShortLook look;
+  Put("x");
+  EXPECT_TRUE(look.Finds(replies.Descriptor()));
+  std::thread backend([&] { HangUp(); });
+  CleXDSmb reply;
+  EXPECT_EQ(ReceiveOnRoad(replies, reply, {}), Code::kPeerClosed) << "a frame of one byte";
+  backend.join();
+  EXPECT_TRUE(ShortLook().Finds(replies.Descriptor())) << "the writer has gone";
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+  EXPECT_FALSE(ShortLook().Finds(replies.Descriptor())) << "where only one core is allowed";
 }
 
 TEST_F(CallRoad, ACutFrameEndsTheSessionAndIsNoSuccess) {
@@ -94,6 +148,12 @@ TEST_F(CallRoad, ACutFrameEndsTheSessionAndIsNoSuccess) {
   EXPECT_EQ(SettleDebts(requests, replies, {}), Code::kPeerClosed) << "whose bytes these are cannot be told";
   replies.ClosePipe();
   EXPECT_EQ(SettleDebts(requests, replies, {}), 0);
+}
+
+TEST_F(CallRoad, NobodyLooksWhereThatIsSwitchedOff) {
+  setenv("VEXA_SPIN", "0", 1);
+  Put("x");
+  EXPECT_FALSE(ShortLook().Finds(replies.Descriptor()));
 }
 
 // --- Whole calls ---

@@ -269,17 +269,18 @@ TEST_F(CaseCommit, OfManyCasesTakesTheBlockAndDropsTheGatheredValues) {
 }
 
 TEST_F(CaseCommit, OfPendingCellsDropsThemWhateverTheCode) {
-  dataVec = {{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}};
+  dataVec.Append({"d", 1, 2, 0, 1.5, ""});
+  dataVec.Append({"e", 3, 4, 1, 0.0, "x"});
   SetVexaRunning(false);
   EXPECT_EQ(CommitDataSet(), kDown);
   SetVexaRunning(true);
   peer.Expects(228, Records{{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}}).Answers(Error{kRefused});
   EXPECT_EQ(CommitDataSet(), kRefused);
-  EXPECT_TRUE(dataVec.empty());
+  EXPECT_EQ(dataVec.Count(), 0u);
   peer.Finish();
-  dataVec = {{"d", 1, 2, 0, 1.5, ""}};
+  dataVec.Append({"d", 1, 2, 0, 1.5, ""});
   EXPECT_EQ(CommitDataSet(), CleXDErrorCode::kPeerClosed) << "it did not go out";
-  EXPECT_TRUE(dataVec.empty());
+  EXPECT_EQ(dataVec.Count(), 0u);
 }
 
 TEST_F(CaseCommit, GathersNothingWithoutABackendOrPastTheCursorsEnd) {

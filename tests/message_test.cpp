@@ -202,4 +202,62 @@ TEST(Frame, ItsVoidBlockIsAlignedWhateverStandsInFront) {
   }
 }
 
+// --- Lent bytes ---
+
+TEST(Message, LentBytesGoOutAsOwnOnesDo) {
+  for (const std::size_t size : {0u, 1u, 5000u}) {
+    const std::string bytes(size, 'v');
+    GatheredRecords records;
+    const Lender lender;
+    const Image image =
+        MakeImage(228, Longs{3}, Records{{"ds", 7, 8, 0, 1.5, ""}, {"a longer name", 7, 8, 1, 0.0, bytes}},
+                  Wide{U"w"}, Void{bytes});
+    ASSERT_TRUE(records.Append({"ds", 7, 8, 0, 1.5, ""}));
+    ASSERT_TRUE(records.Append({"a longer name", 7, 8, 1, 0.0, bytes}));
+    CleXDSmb block;
+    block.SetCommandAction(static_cast<Action>(image.action));
+    block.SetLong(3);
+    block.SetwString(L"w");
+    block.LendRecords(records.Lend(), records.Count());
+    block.LendVoidData(lender.Lend(bytes.data(), bytes.size()));
+    EXPECT_EQ(Decode(ImageOf(block)), image);
+    std::string sent;
+    for (const std::string_view run : block.BuildRuns()) sent += run;
+    EXPECT_EQ(Decode(sent), image);
+    EXPECT_EQ(block.Runs().size(), size == 5000 ? 4u : 1u);
+  }
+}
+
+TEST(Message, NobodyFreesOrMovesWhatIsLent) {
+  CleXDSmb block;
+  GatheredRecords records;
+  records.Append({"d", 1, 2, 0, 1.5, ""});
+  block.LendRecords(records.Lend(), records.Count());
+  const char* const kStops = "bytes that are lent were to go";
+  EXPECT_DEATH(records.Clear(), kStops);
+  EXPECT_DEATH(while (records.Append({"d", 1, 2, 0, 1.5, ""})) continue, kStops);
+  EXPECT_DEATH(GatheredRecords moved(std::move(records)), kStops);
+  EXPECT_DEATH(records = GatheredRecords(), kStops);
+  EXPECT_DEATH(records.~GatheredRecords(), kStops);
+  block.CleanUp();
+  records.ClearWithRoom();
+}
+
+TEST(Message, RecordsAreWalkedWhereTheyCameInOrUpToTheEnd) {
+  const std::string frame =
+      Encode(MakeImage(228, Records{{"ds", 7, 8, 0, 1.5, ""}, {"", -1, 2, 1, 0.0, "text"}}));
+  for (const std::size_t cut : {0u, 30u, 60u, 90u}) {
+    CleXDSmb block;
+    block.ReadRecordsInPlace();
+    ParseExactly(block, frame.substr(0, frame.size() - cut));
+    EXPECT_TRUE(block.GetStructDataRef().Empty());
+    std::vector<int> rows;
+    CellRecord record;
+    for (CellRecords walk = block.Records(); walk.Next(record);) rows.push_back(record.caseIndex);
+    EXPECT_EQ(rows, cut == 0 ? (std::vector{7, -1}) : cut < 90 ? std::vector{7} : std::vector<int>()) << cut;
+    block.CleanUp();
+    EXPECT_FALSE(block.Records().Next(record));
+  }
+}
+
 }  // namespace

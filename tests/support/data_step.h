@@ -20,7 +20,7 @@ inline std::string Numbers(std::initializer_list<double> values) {
 class DataStepTest : public ClientTest {
  protected:
   ~DataStepTest() override {
-    dataVec.clear();
+    dataVec.Clear();
     Close();
   }
   void Start() {

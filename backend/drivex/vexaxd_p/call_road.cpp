@@ -38,11 +38,22 @@ int Ask() {
   return BackendHasEnded() ? gone : 0;
 }
 
+std::string BehindFirst(std::size_t sent, std::span<const std::string_view> runs) {
+  std::string rest;
+  for (const std::string_view run : runs) {
+    const std::size_t passed = std::min(sent, run.size());
+    sent -= passed;
+    rest.append(run.substr(passed));
+  }
+  return rest;
+}
+
 // What is left of a request that was given up goes first: the backend is in the middle of reading it.
 int SendRest(VexaPipe& requests, const Patience& patience) {
   std::string& rest = requests.Debt().unsent;
   std::size_t sent = 0;
-  const int code = requests.Send(rest.data(), rest.size(), sent, patience);
+  const std::string_view run = rest;
+  const int code = requests.Send({&run, 1}, sent, patience);
   rest.erase(0, sent);
   return code;
 }
@@ -141,16 +152,13 @@ int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience) 
   std::size_t sent = 0;
   const int code = SendData(&requests, request, sent, patience);
   if (code == 0 || sent == 0) return code;
-  if (code == Code::kInterrupted) {
-    int length = 0;
-    const char* const image = request.GetSendBuf(length);
-    requests.Debt().owner = pthread_self();
-    ever_owed = true;
-    requests.Debt().unsent.assign(image + sent, static_cast<std::size_t>(length) - sent);
-    return code;
-  }
-  requests.Debt().broken = true;
-  return Code::kPeerClosed;
+  requests.Debt().broken = true;  // as it is where there is no memory for the rest
+  if (code != Code::kInterrupted) return Code::kPeerClosed;
+  requests.Debt().unsent = BehindFirst(sent, request.Runs());
+  requests.Debt().owner = pthread_self();
+  requests.Debt().broken = false;
+  ever_owed = true;
+  return code;
 }
 
 XPipes* LevelOwed(XPipeSuit& suit) {

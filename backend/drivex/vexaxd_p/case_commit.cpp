@@ -173,14 +173,15 @@ int CommitManyCases(char** names, int* types, void* data, int numOfVar, int data
   return code;
 }
 
-// The records are handed over and gone, whatever comes of it; the room for them is kept for the next ones.
+// The records are gone, whatever comes of it; the room for them is kept for the next ones.
 int CommitDataSet() {
   if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
-  CleXDSmb request;
-  Reply reply;
-  request.SetStruct(std::move(dataVec));
-  const int code = Failed(Exchange(Action::CommitDataSet, request, reply));
-  dataVec = request.GetStructDataRef().TakeValues();
-  dataVec.clear();
+  const int code = Failed(CodeOf([] {
+    CleXDSmb request;
+    Reply reply;
+    request.LendRecords(dataVec.Lend(), dataVec.Count());
+    return Exchange(Action::CommitDataSet, request, reply);
+  }));
+  dataVec.Clear();
   return code;
 }

@@ -11,41 +11,34 @@
 namespace {
 
 constexpr std::size_t kMostPendingWrites = 1048576;
+constexpr std::int32_t kNumber = 0, kText = 1;  // what a pending write holds
 
-// 0 when the cell is one of the dataset's, as far as the catalogue knows.
-int CheckCell(std::string_view name, long row, int column, const char* function = __builtin_FUNCTION()) {
-  if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning, function);
-  if (!isProcedure) return Failed(CleXDErrorCode::kNoStepOpen, function);
-  const int entry = FindInCatalogue(name);
-  if (entry < 0) return Failed(CleXDErrorCode::kUnknownDataset, function);
-  if (row < 0 || row >= casecountVec[static_cast<std::size_t>(entry)] || !FitsWire(row))
-    return Failed(CleXDErrorCode::kRowOutOfRange, function);
-  const bool there = column >= 0 && column < varcountVec[static_cast<std::size_t>(entry)];
-  return there ? 0 : Failed(CleXDErrorCode::kIndexOutOfRange, function);
+// 0 when the cell is one of the dataset's, as far as the catalogue knows, and its entry there.
+[[gnu::always_inline]] inline int FindCell(const char* name, long row, int column, std::size_t& entry) {
+  if (!isVexaRunning) return CleXDErrorCode::kBackendNotRunning;
+  if (!isProcedure) return CleXDErrorCode::kNoStepOpen;
+  const int found = FindInCatalogue(name);
+  if (found < 0) return CleXDErrorCode::kUnknownDataset;
+  entry = static_cast<std::size_t>(found);
+  if (row < 0 || row >= casecountVec[entry] || !FitsWire(row)) return CleXDErrorCode::kRowOutOfRange;
+  return column >= 0 && column < varcountVec[entry] ? 0 : CleXDErrorCode::kIndexOutOfRange;
 }
 
 // Queues the cell whatever becomes of the commit that makes room for it; the commit's code is the call's.
-int QueueCell(std::string_view name, long row, int column, int type, double number, const char* text) {
-  const int code = dataVec.size() >= kMostPendingWrites ? CommitDataSet() : 0;
-  const std::size_t before = dataVec.size();
-  const int queued = CodeOf([&] {
-    dataSet& cell = dataVec.emplace_back();
-    cell.datasetName = name;
-    cell.caseIndex = static_cast<std::int32_t>(row);
-    cell.varIndex = column;
-    cell.valueType = type;
-    cell.numericValue = number;
-    if (text != nullptr) cell.stringValue = text;
-    return 0;
-  });
-  if (queued == 0) return code;
-  dataVec.resize(before);
-  return queued;
+[[gnu::always_inline]] inline int QueueCell(const char* name, long row, int column, std::int32_t type,
+                                            double number, std::string_view text) {
+  std::size_t entry = 0;
+  int code = FindCell(name, row, column, entry);
+  if (code != 0) return code;
+  if (dataVec.Count() >= kMostPendingWrites) [[unlikely]]
+    code = CommitDataSet();
+  const CellRecord cell = {dsNameVec[entry], static_cast<std::int32_t>(row), column, type, number, text};
+  return dataVec.Append(cell) ? code : CleXDErrorCode::kTooLarge;
 }
 
 // Adds to the case count of the dataset's first entry.
 int ChangeCaseCount(int code, const char* name, int change) {
-  const int entry = code == 0 ? FindInCatalogue(OrEmpty(name)) : -1;
+  const int entry = code == 0 ? FindInCatalogue(name) : -1;
   if (entry >= 0) casecountVec[static_cast<std::size_t>(entry)] += change;
   return code;
 }
@@ -88,17 +81,11 @@ const char* GetCCellValue(const char* name, long row, int column, int* missing, 
 }
 
 int SetNCellValue(const char* name, long row, int column, double value) {
-  const std::string_view dataset = OrEmpty(name);
-  const int code = CheckCell(dataset, row, column);
-  if (code != 0) return code;
-  return QueueCell(dataset, row, column, 0, value, nullptr);
+  return Failed(QueueCell(name, row, column, kNumber, value, {}));
 }
 
 int SetCCellValue(const char* name, long row, int column, const char* value) {
-  const std::string_view dataset = OrEmpty(name);
-  const int code = CheckCell(dataset, row, column);
-  if (code != 0) return code;
-  return QueueCell(dataset, row, column, 1, 0.0, value);
+  return Failed(QueueCell(name, row, column, kText, 0.0, OrEmpty(value)));
 }
 
 int InsertCase(const char* name, long row) {

@@ -32,11 +32,6 @@ DatastepDataSmb* RecordAt(int index) {
 
 }  // namespace
 
-int FindInCatalogue(std::string_view name) {
-  const auto found = std::find(dsNameVec.begin(), dsNameVec.end(), name);
-  return found != dsNameVec.end() ? static_cast<int>(found - dsNameVec.begin()) : -1;
-}
-
 DatastepDataSmb* FindRecord(const char* name) {
   const char* wanted = name != nullptr ? name : "";
   if (activeDatasetName != wanted) {
@@ -52,7 +47,7 @@ DatastepDataSmb* FindRecord(const char* name) {
 }
 
 void FlushPendingWrites() {
-  if (!dataVec.empty()) CommitDataSet();
+  if (dataVec.Count() != 0) CommitDataSet();
 }
 
 int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
@@ -77,7 +72,7 @@ int EndDataStep() {
   DropBatch();
   if (code != 0) return code;
   isProcedure = false;
-  std::vector<dataSet>().swap(dataVec);  // with its room
+  dataVec.ClearWithRoom();
   dsNameVec.clear();
   casecountVec.clear();
   varcountVec.clear();
@@ -177,7 +172,7 @@ int CloseDataset(const char* name) {
   if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   FlushPendingWrites();
   const int code = Call(Action::CloseDataset, name);
-  const int entry = code == 0 ? FindInCatalogue(OrEmpty(name)) : -1;
+  const int entry = code == 0 ? FindInCatalogue(name) : -1;
   if (entry >= 0) {
     dsNameVec.erase(dsNameVec.begin() + entry);
     casecountVec.erase(casecountVec.begin() + entry);

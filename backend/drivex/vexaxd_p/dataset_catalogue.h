@@ -4,11 +4,13 @@
 #ifndef DATASET_CATALOGUE_H
 #define DATASET_CATALOGUE_H
 
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "datastep_data_smb.h"
+#include "session.h"
 
 struct MultiDatastepData {
   std::vector<std::string> datasetNames;
@@ -19,7 +21,13 @@ struct MultiDatastepData {
 inline std::string_view OrEmpty(const char* name) { return name != nullptr ? name : std::string_view(); }
 
 // The first entry of the catalogue with that name, -1 for none.
-int FindInCatalogue(std::string_view name);
+inline int FindInCatalogue(const char* name) {
+  if (name == nullptr) name = "";
+  for (std::size_t i = 0; i < dsNameVec.size(); ++i) {
+    if (std::strcmp(dsNameVec[i].c_str(), name) == 0) return static_cast<int>(i);
+  }
+  return -1;
+}
 
 // The record of a dataset, null for none. The name looked up last is remembered, unknown or not, and answers
 // without a search.

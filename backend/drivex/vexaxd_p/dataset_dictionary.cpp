@@ -16,7 +16,7 @@ namespace {
 template <class Change>
 int KeepInStep(int code, const char* name, int count_change, Change change) {
   if (code != 0) return code;
-  const int entry = FindInCatalogue(OrEmpty(name));
+  const int entry = FindInCatalogue(name);
   if (entry >= 0) varcountVec[static_cast<std::size_t>(entry)] += count_change;
   return CodeOf([&] {
     DatastepDataSmb* record = FindRecord(name);

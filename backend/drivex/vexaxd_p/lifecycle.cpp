@@ -103,8 +103,9 @@ XCmdArgument& FillEnvironment(XCmdArgument& environment, const std::string& home
                                                  "/ext/bin/vexa.common:" + home + "/JRE/lib"));
   environment.pushArgument(PrependedVariable("PATH", home + "/bin"));
   environment.pushArgument("TERM=");
-  if (const char* quick = std::getenv("VEXA_QUICK"))
-    environment.pushArgument(std::string("VEXA_QUICK=") + quick);
+  for (const char* name : {"VEXA_QUICK", "VEXA_SPIN"}) {
+    if (const char* value = std::getenv(name)) environment.pushArgument(std::string(name) + "=" + value);
+  }
   if (const char* temp = std::getenv("VEXATMPDIR")) environment.pushArgument(std::string("TMPDIR=") + temp);
   environment.pushArgument("HOME=" + EnvironmentValue("HOME"));
   return environment;

@@ -41,7 +41,7 @@ MultiDatastepData* dataSteps = nullptr;
 std::int32_t datasetCount = 0;
 std::string activeDatasetName;
 std::int32_t activeDatasetIndex = -1;
-std::vector<dataSet> dataVec;
+GatheredRecords dataVec;
 DatastepSmb* DatastepBatch = nullptr;
 char* DSNameBatch = nullptr;
 

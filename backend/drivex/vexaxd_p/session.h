@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "payloads.h"
+#include "cell_records.h"
 
 class CmdReceiveThread;
 class CursorDataSmb;
@@ -79,8 +79,8 @@ extern std::int32_t datasetCount;
 // FindRecord and IntiDataStepData.
 extern std::string activeDatasetName;
 extern std::int32_t activeDatasetIndex;
-// The pending cell writes. Written by SetNCellValue and SetCCellValue, handed over by CommitDataSet.
-extern std::vector<dataSet> dataVec;
+// The pending cell writes. Written by SetNCellValue and SetCCellValue, sent from there by CommitDataSet.
+extern GatheredRecords dataVec;
 // The batch of rows and the name of its dataset, from new[], both owned. Written by FetchDatastep; deleted by
 // ClearDatastepBatch (the batch alone) and DropBatch.
 extern DatastepSmb* DatastepBatch;

@@ -23,10 +23,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "cell_records.h"
 #include "frame_buffer.h"
+#include "loan.h"
 #include "payloads.h"
 #include "vexa_api.h"
 
@@ -355,7 +359,21 @@ class VEXA_API CleXDSmb {
   void CleanUpwStringData() {}
   void CleanUpLongData() { longData.CleanUp(); }
   void CleanUpDoubleData() { doubleData.CleanUp(); }
-  void CleanUpStructData() { structData.CleanUp(); }
+  void CleanUpStructData();
+
+  // --- Sending from where the bytes lie ---
+
+  // Sends these bytes in the place of a void block of its own, these records in the place of its own list.
+  // They stay their owner's, who may not free or move them while the block has them: until SendData has sent
+  // it, or it is cleaned up or gone. More than a block holds (2 GiB) is found when the image is built.
+  void LendVoidData(Loan bytes);
+  void LendRecords(Loan image, std::size_t count);
+  // The image as runs of bytes in the order of the wire: what is large stays where it lies. None where there
+  // is no image, as with ContructSendData. Valid until the block is touched. GetSendBuf gives an image that
+  // is one run.
+  std::span<const std::string_view> BuildRuns();
+  // As they were built last.
+  std::span<const std::string_view> Runs() const { return {runs, run_count}; }
 
   // --- Receiving, for the transport and the case cursor ---
 
@@ -373,6 +391,10 @@ class VEXA_API CleXDSmb {
   // The data of the result is null when there is no memory.
   void OfferFrame(FrameBuffer buffer) { offered = std::move(buffer); }
   FrameBuffer ReserveFrame(std::size_t size);
+  // From now on the records of a frame are left in it, for Records to walk, and make no list. Valid until the
+  // lists are cleared.
+  void ReadRecordsInPlace() { records_in_place = true; }
+  CellRecords Records() const { return cellRecords; }
   // Moves the void block out: `data` lies inside the buffer that comes with it. A block of length 0 has null.
   struct VoidBlock {
     FrameBuffer buffer;
@@ -382,11 +404,19 @@ class VEXA_API CleXDSmb {
   VoidBlock TakeVoidBlock();
 
  private:
+  static constexpr std::size_t kRuns = 4;  // head, records, tail, void block
+
+  std::string_view VoidBytes() const;
+  // Void blocks and lent records of that many bytes or more are not copied into it, and are runs of their
+  // own.
+  void Build(std::size_t apart);
   // Parses all sections and returns where the void block's bytes stand in the image; null without one.
   const char* ParseSections(ImageReader& reader);
   bool ParseBinaryString(ImageReader& reader);
   bool ParseWideString(ImageReader& reader);
   void FreeImage();
+  bool ParseRecords(ImageReader& reader);
+  bool KeepRecords(FrameBuffer& buffer);
   bool CopyVoidData(const char* bytes);
   void FreeVoidData();
 
@@ -408,6 +438,14 @@ class VEXA_API CleXDSmb {
   StructData structData;
   FrameBuffer frame;  // when it holds a buffer, voidData lies inside it
   FrameBuffer offered;
+  Loan lent_void;
+  Loan lent_records;
+  std::size_t lent_record_count = 0;
+  bool records_in_place = false;
+  CellRecords cellRecords;
+  FrameBuffer records_frame;  // where they lie
+  std::string_view runs[kRuns];
+  std::size_t run_count = 0;
   char small_image[128];  // room for the image of an ordinary request
 };
 

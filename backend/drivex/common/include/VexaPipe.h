@@ -17,10 +17,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "frame_progress.h"
 #include "patience.h"
+#include "short_look.h"
 #include "vexa_api.h"
 
 class WakeUp;
@@ -83,12 +86,15 @@ class VEXA_API VexaPipe {
   // or for the writer's end. The end does not block from here on.
   int OpenToWrite(const Patience& patience);
   int OpenToRead(const Patience& patience);
-  // Sends all of it. `sent` takes how far it came: where that is more than 0 and less than `length`, the
-  // frame is broken.
-  int Send(const char* data, std::size_t length, std::size_t& sent, const Patience& patience);
+  // Sends all runs of a frame, four at the most. `sent` takes how far it came: where that is more than 0 and
+  // less than all, the frame is broken.
+  int Send(std::span<const std::string_view> runs, std::size_t& sent, const Patience& patience);
   // What is there, at most `room` bytes, as soon as there is something; 0 bytes when all writers are gone. In
   // the middle of a frame more is likely to be there already.
   int Receive(char* to, std::size_t room, unsigned long& got, bool within_frame, const Patience& patience);
+
+  // Whether there is something to read already, or soon (see short_look.h).
+  bool ReadableSoon();
 
   // What the user of this end has left unfinished on it.
   FrameDebt& Debt() { return debt; }
@@ -128,6 +134,7 @@ class VEXA_API VexaPipe {
   bool enlarged = false;
   bool blocks = true;  // a system call on the open end may wait
   const WakeUp* reads_end = nullptr;
+  ShortLook short_look;
   FrameDebt debt;
   pid_t owner;  // the process that made this object
 };

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform.h"
+
 class FrameBuffer {
  public:
   FrameBuffer() = default;
@@ -31,7 +33,16 @@ class FrameBuffer {
     std::free(data_);
     data_ = static_cast<char*>(std::malloc(size != 0 ? size : 1));
     capacity_ = data_ != nullptr ? size : 0;
+    platform::WantLargePages(data_, capacity_);
     return data_ != nullptr;
+  }
+  // Room for `size` bytes with contents kept. False, and what is in hand stays, when there is no memory.
+  bool Grow(std::size_t size) {
+    void* const grown = std::realloc(data_, size);
+    if (grown == nullptr) return false;
+    data_ = static_cast<char*>(grown);
+    capacity_ = size;
+    return true;
   }
   char* data() const { return data_; }
   std::size_t capacity() const { return capacity_; }

@@ -120,7 +120,6 @@ class VEXA_API StructData final : public TypedPayload<dataSet> {
  public:
   void SetValue(dataSet value) { values.push_back(std::move(value)); }
   void AssignValue(std::vector<dataSet> replacement) { values = std::move(replacement); }
-  std::vector<dataSet> TakeValues() { return std::move(values); }
 };
 
 #endif

@@ -5,9 +5,13 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 #include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
 #ifdef __APPLE__
 #include <crt_externs.h>
 #else
@@ -86,6 +90,20 @@ inline char** Environment() {
   return *_NSGetEnviron();
 #else
   return environ;
+#endif
+}
+
+// Memory that is about to be filled from end to end comes in large pages, where the system has them to give:
+// most of what a fresh block of many megabytes costs is its small ones.
+inline void WantLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
+  constexpr std::size_t kWorthIt = 4 * kPage;
+  if (size < kWorthIt) return;
+  const auto at = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uintptr_t begin = (at + kPage - 1) & ~(kPage - 1);
+  const std::uintptr_t end = (at + size) & ~(kPage - 1);
+  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 #endif
 }
 

@@ -139,31 +139,78 @@ void CleXDSmb::SaveDataIntoVoidData(const void* data, int length) {
   voidDataLength += length;
 }
 
+void CleXDSmb::LendVoidData(Loan bytes) {
+  FreeVoidData();
+  lent_void = std::move(bytes);
+}
+
+void CleXDSmb::LendRecords(Loan image, std::size_t count) {
+  lent_records = std::move(image);
+  lent_record_count = count;
+}
+
+std::string_view CleXDSmb::VoidBytes() const {
+  if (voidData == nullptr) return lent_void.Bytes();
+  return {voidData, static_cast<std::size_t>(voidDataLength)};
+}
+
 int CleXDSmb::ContructSendData() {
+  Build(SIZE_MAX);
+  return 0;
+}
+
+std::span<const std::string_view> CleXDSmb::BuildRuns() {
+  constexpr std::size_t kApart = 4096;  // less is copied faster than it is gathered
+  Build(kApart);
+  return Runs();
+}
+
+void CleXDSmb::Build(std::size_t apart) {
   FreeImage();
   if (voidData == nullptr || voidDataLength <= 0) voidDataLength = 0;
   const std::size_t binary_bytes =
       binaryData != nullptr && binaryLength > 0 ? static_cast<std::size_t>(binaryLength) : 0;
   const std::size_t wide_count = wstringData != nullptr ? std::wcslen(wstringData) : 0;
-  const std::size_t void_bytes = static_cast<std::size_t>(voidDataLength);
+  const std::string_view void_bytes = VoidBytes();
+  const std::string_view records_lent = lent_records.Bytes();
 
-  const std::size_t length = kHeader + longData.ImageLength() + doubleData.ImageLength() +
-                             stringData.ImageLength() + structData.ImageLength() + ListsLength(longArray) +
-                             ListsLength(doubleArray) + ListsLength(stringArray) + kWord + binary_bytes +
-                             kWord + wide_count * sizeof(wchar_t) + kWord + void_bytes;
-  if (length > INT_MAX) return 0;
-  sendBuffer = length <= sizeof small_image ? small_image : static_cast<char*>(std::malloc(length));
-  if (sendBuffer == nullptr) return 0;
+  const std::size_t length =
+      kHeader + longData.ImageLength() + doubleData.ImageLength() + stringData.ImageLength() +
+      (records_lent.empty() ? structData.ImageLength() : kWord + records_lent.size()) +
+      ListsLength(longArray) + ListsLength(doubleArray) + ListsLength(stringArray) + kWord + binary_bytes +
+      kWord + wide_count * sizeof(wchar_t) + kWord + void_bytes.size();
+  if (length > INT_MAX) return;
+  const bool records_apart = records_lent.size() >= apart;
+  const bool void_apart = void_bytes.size() >= apart;
+  const std::size_t copied =
+      length - (records_apart ? records_lent.size() : 0) - (void_apart ? void_bytes.size() : 0);
+  sendBuffer = copied <= sizeof small_image ? small_image : static_cast<char*>(std::malloc(copied));
+  if (sendBuffer == nullptr) return;
   sendLength = static_cast<std::int32_t>(length);
 
+  const char* run = sendBuffer;
   ImageWriter writer(sendBuffer);
-  writer.Value(sendLength);
+  const auto end_run = [&](std::string_view bytes_apart) {
+    runs[run_count++] = {run, static_cast<std::size_t>(writer.position() - run)};
+    if (!bytes_apart.empty()) runs[run_count++] = bytes_apart;
+    run = writer.position();
+  };
+  writer.Word(length);
   writer.Value(commandAction);
   writer.Value(errorCode);
   WriteList(writer, longData);
   WriteList(writer, doubleData);
   WriteList(writer, stringData);
-  WriteList(writer, structData);
+  if (records_lent.empty()) {
+    WriteList(writer, structData);
+  } else {
+    writer.Word(lent_record_count);
+    if (records_apart) {
+      end_run(records_lent);
+    } else {
+      writer.Bytes(records_lent.data(), records_lent.size());
+    }
+  }
   WriteLists(writer, longArray);
   WriteLists(writer, doubleArray);
   WriteLists(writer, stringArray);
@@ -171,26 +218,30 @@ int CleXDSmb::ContructSendData() {
   writer.Bytes(binaryData, binary_bytes);
   writer.Word(wide_count);
   writer.Bytes(wstringData, wide_count * sizeof(wchar_t));
-  writer.Word(void_bytes);
-  writer.Bytes(voidData, void_bytes);
-  return 0;
+  writer.Word(void_bytes.size());
+  if (!void_apart) writer.Bytes(void_bytes.data(), void_bytes.size());
+  end_run(void_apart ? void_bytes : std::string_view());
 }
 
 void CleXDSmb::FreeImage() {
   if (sendBuffer != nullptr && sendBuffer != small_image) std::free(sendBuffer);
   sendBuffer = nullptr;
   sendLength = 0;
+  run_count = 0;
 }
 
 char* CleXDSmb::GetSendBuf(int& length) const {
-  length = sendLength;
-  return sendBuffer;
+  length = run_count == 1 ? sendLength : 0;
+  return run_count == 1 ? sendBuffer : nullptr;
 }
 
 int CleXDSmb::ParseBuf(void* image) {
   if (image == nullptr) return 0;
   ImageReader reader(static_cast<const char*>(image), ImageReader::kTrusted);
-  if (const char* bytes = ParseSections(reader)) CopyVoidData(bytes);
+  const char* const bytes = ParseSections(reader);
+  FrameBuffer of_the_caller;
+  KeepRecords(of_the_caller);
+  if (bytes != nullptr) CopyVoidData(bytes);
   return 0;
 }
 
@@ -203,9 +254,10 @@ bool CleXDSmb::ParseFrame(FrameBuffer buffer, const char* image, std::size_t len
   try {
     ImageReader reader(image, length);
     const char* bytes = ParseSections(reader);
-    if (bytes == nullptr) return true;
+    const bool kept = KeepRecords(buffer);
+    if (kept && bytes == nullptr) return true;
     if (buffer.data() == nullptr || Misalignment(bytes) != 0) {
-      if (CopyVoidData(bytes)) return true;
+      if (kept && CopyVoidData(bytes)) return true;
     } else {
       voidData = const_cast<char*>(bytes);
       frame = std::move(buffer);
@@ -253,9 +305,9 @@ const char* CleXDSmb::ParseSections(ImageReader& reader) {
   if (voidData != nullptr) FreeVoidData();
   if (!reader.Value(sendLength) || !reader.Value(commandAction) || !reader.Value(errorCode)) return nullptr;
   const bool whole = ParseList(reader, longData) && ParseList(reader, doubleData) &&
-                     ParseList(reader, stringData) && ParseList(reader, structData) &&
-                     ParseLists(reader, longArray) && ParseLists(reader, doubleArray) &&
-                     ParseLists(reader, stringArray) && ParseBinaryString(reader) && ParseWideString(reader);
+                     ParseList(reader, stringData) && ParseRecords(reader) && ParseLists(reader, longArray) &&
+                     ParseLists(reader, doubleArray) && ParseLists(reader, stringArray) &&
+                     ParseBinaryString(reader) && ParseWideString(reader);
   std::int32_t length = 0;
   if (!whole || !reader.Value(length)) return nullptr;
   if (length < 1) {
@@ -265,6 +317,35 @@ const char* CleXDSmb::ParseSections(ImageReader& reader) {
   const char* bytes = reader.Bytes(static_cast<std::size_t>(length));
   if (bytes != nullptr) voidDataLength = length;
   return bytes;
+}
+
+bool CleXDSmb::ParseRecords(ImageReader& reader) {
+  if (!records_in_place) return ParseList(reader, structData);
+  std::size_t count = 0;
+  if (!reader.Count(CellRecord::kFixedBytes, count)) return false;
+  const char* const begin = reader.position();
+  const char* end = begin;
+  std::size_t whole = 0;
+  for (CellRecord record; whole < count && record.Read(reader); ++whole) end = reader.position();
+  cellRecords = {{begin, static_cast<std::size_t>(end - begin)}, whole};
+  return whole == count;
+}
+
+// In the frame that they came in, or else in a copy of their own.
+bool CleXDSmb::KeepRecords(FrameBuffer& buffer) {
+  const std::string_view image = cellRecords.Image();
+  if (image.empty()) return true;
+  if (buffer.data() != nullptr) {
+    records_frame = FrameBuffer(std::move(buffer));
+    return true;
+  }
+  if (!records_frame.Reserve(image.size())) {
+    cellRecords = {};
+    return false;
+  }
+  std::memcpy(records_frame.data(), image.data(), image.size());
+  cellRecords.MoveTo(records_frame.data());
+  return true;
 }
 
 bool CleXDSmb::ParseBinaryString(ImageReader& reader) {
@@ -307,6 +388,7 @@ bool CleXDSmb::CopyVoidData(const char* bytes) {
 }
 
 void CleXDSmb::FreeVoidData() {
+  lent_void.End();
   if (frame.data() != nullptr) {
     frame = FrameBuffer();
   } else {
@@ -328,10 +410,17 @@ void CleXDSmb::CleanUpAllData() {
   stringData.CleanUp();
   longData.CleanUp();
   doubleData.CleanUp();
-  structData.CleanUp();
+  CleanUpStructData();
   stringArray.clear();
   doubleArray.clear();
   longArray.clear();
   FreeVoidData();
   binaryData = nullptr;
+}
+
+void CleXDSmb::CleanUpStructData() {
+  structData.CleanUp();
+  lent_records.End();
+  cellRecords = {};
+  if (records_frame.data() != nullptr) records_frame = FrameBuffer();
 }

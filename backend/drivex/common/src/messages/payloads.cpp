@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cell_records.h"
 #include "image.h"
 
 namespace {
@@ -14,45 +15,38 @@ std::size_t ElementLength(std::int32_t) { return sizeof(std::int32_t); }
 std::size_t ElementLength(double) { return sizeof(double); }
 std::size_t ElementLength(const std::string& text) { return kWord + text.size(); }
 std::size_t ElementLength(const dataSet& record) {
-  return ElementLength(record.datasetName) + 3 * kWord + sizeof(double) + ElementLength(record.stringValue);
+  return CellRecord::kFixedBytes + record.datasetName.size() + record.stringValue.size();
 }
 
-void WriteElement(ImageWriter& writer, const std::string& text) {
-  writer.Word(text.size());
-  writer.Bytes(text.data(), text.size());
-}
+void WriteElement(ImageWriter& writer, const std::string& text) { writer.Text(text); }
 void WriteElement(ImageWriter& writer, const dataSet& record) {
-  WriteElement(writer, record.datasetName);
-  writer.Value(record.caseIndex);
-  writer.Value(record.varIndex);
-  writer.Value(record.valueType);
-  writer.Value(record.numericValue);
-  WriteElement(writer, record.stringValue);
+  CellRecord{record.datasetName, record.caseIndex,    record.varIndex,
+             record.valueType,   record.numericValue, record.stringValue}
+      .Write(writer);
 }
 
 // Into a new element.
 bool ReadElement(ImageReader& reader, std::string& text) {
-  std::int32_t length = 0;
-  if (!reader.Value(length) || length < 0) return false;
-  const char* bytes = reader.Bytes(static_cast<std::size_t>(length));
-  if (bytes == nullptr) return false;
-  if (length != 0) text.assign(bytes, static_cast<std::size_t>(length));
+  std::string_view bytes;
+  if (!reader.Text(bytes)) return false;
+  if (!bytes.empty()) text.assign(bytes);
   return true;
 }
 bool ReadElement(ImageReader& reader, dataSet& record) {
-  return ReadElement(reader, record.datasetName) && reader.Value(record.caseIndex) &&
-         reader.Value(record.varIndex) && reader.Value(record.valueType) &&
-         reader.Value(record.numericValue) && ReadElement(reader, record.stringValue);
+  CellRecord read;
+  const bool whole = read.Read(reader);
+  record = {std::string(read.datasetName), read.caseIndex, read.varIndex, read.valueType, read.numericValue,
+            std::string(read.stringValue)};
+  return whole;
 }
 
 bool SkipElement(ImageReader& reader, const std::string*) {
-  std::int32_t length = 0;
-  return reader.Value(length) && length >= 0 && reader.Bytes(static_cast<std::size_t>(length)) != nullptr;
+  std::string_view text;
+  return reader.Text(text);
 }
 bool SkipElement(ImageReader& reader, const dataSet*) {
-  const std::string* const text = nullptr;
-  return SkipElement(reader, text) && reader.Bytes(3 * kWord + sizeof(double)) != nullptr &&
-         SkipElement(reader, text);
+  CellRecord record;
+  return record.Read(reader);
 }
 
 // A text takes four bytes of an image or more, and eight times that of memory.

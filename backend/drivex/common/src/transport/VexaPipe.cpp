@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -75,6 +76,22 @@ bool IsPrivateFifo(int fd) {
   if (fstat(fd, &file) != 0 || !IsOwnFifo(file)) return false;
   if (PeerMayBeAnotherUser()) return true;
   return (file.st_mode & kFifoMode & ~kOwnersAlone) == 0 || fchmod(fd, kOwnersAlone) == 0;
+}
+
+// One piece of what is left behind the first `done` bytes.
+ssize_t WriteFrom(int fd, std::span<const std::string_view> runs, std::size_t done) {
+  constexpr std::size_t kMostRuns = 4;
+  iovec parts[kMostRuns];
+  int count = 0;
+  std::size_t room = XPipes::PIPE_BUF_SIZE;
+  for (const std::string_view run : runs) {
+    const std::size_t passed = std::min(done, run.size());
+    const std::size_t taken = std::min(run.size() - passed, room);
+    done -= passed;
+    room -= taken;
+    if (taken != 0) parts[count++] = {const_cast<char*>(run.data()) + passed, taken};
+  }
+  return count == 1 ? write(fd, parts[0].iov_base, parts[0].iov_len) : writev(fd, parts, count);
 }
 
 }  // namespace
@@ -259,14 +276,15 @@ void VexaPipe::PrepareFor(std::size_t bytes) {
   enlarged = true;
 }
 
-int VexaPipe::Send(const char* data, std::size_t length, std::size_t& sent, const Patience& patience) {
+int VexaPipe::Send(std::span<const std::string_view> runs, std::size_t& sent, const Patience& patience) {
   sent = 0;
   if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
   if (blocks && patience.ask && MakeUnblocking() != 0) return CleXDErrorCode::kPipeFailed;
+  std::size_t length = 0;
+  for (const std::string_view run : runs) length += run.size();
   PrepareFor(length);
   do {
-    const std::size_t chunk = std::min<std::size_t>(length - sent, XPipes::PIPE_BUF_SIZE);
-    const ssize_t count = write(pipeFd, data + sent, chunk);
+    const ssize_t count = WriteFrom(pipeFd, runs, sent);
     if (count >= 0) {
       sent += static_cast<std::size_t>(count);
     } else if (errno == EAGAIN) {
@@ -279,13 +297,16 @@ int VexaPipe::Send(const char* data, std::size_t length, std::size_t& sent, cons
   return 0;
 }
 
+bool VexaPipe::ReadableSoon() { return short_look.Finds(pipeFd); }
+
 int VexaPipe::Receive(char* to, std::size_t room, unsigned long& got, bool within_frame,
                       const Patience& patience) {
   if (!HasPipe()) return CleXDErrorCode::kPipeFailed;
   if (within_frame) PrepareFor(room);
   // A read that blocks, and that nothing else may end, is a wait as good as any.
   const bool plain = blocks && !patience.ask && reads_end == nullptr;
-  for (bool look = !within_frame || blocks;; look = true) {
+  const bool there = !within_frame && ReadableSoon();
+  for (bool look = !there && (!within_frame || blocks);; look = true) {
     if (look && !plain) {
       const int code = AwaitReadable(patience);
       if (code != 0) return code;

@@ -9,11 +9,9 @@ using Code = CleXDErrorCode;
 
 int SendData(VexaPipe* pipe, CleXDSmb& block, std::size_t& sent, const Patience& patience) {
   sent = 0;
-  block.ContructSendData();
-  int length = 0;
-  const char* image = block.GetSendBuf(length);
-  if (image == nullptr) return Code::kTooLarge;
-  const int code = pipe->Send(image, static_cast<std::size_t>(length), sent, patience);
+  const auto runs = block.BuildRuns();
+  if (runs.empty()) return Code::kTooLarge;
+  const int code = pipe->Send(runs, sent, patience);
   if (code == 0) block.CleanUp();
   return code;
 }

@@ -1,5 +1,6 @@
 // End to end: the staged home's practice engine, started by StartVexa in the real way.
 
+#include "session.h"
 #include "support/block_run.h"
 
 namespace {
@@ -46,6 +47,28 @@ TEST_F(EngineTest, RefusesWhatItCannotReadWithItsOwnCodeAndCanBeTriedAgain) {
   EXPECT_EQ(StartWith(files.Write("side.csv", "a,b\n1,2\n")), 2004);
   EXPECT_EQ(StartVexa("-dat x"), 2001);
   EXPECT_EQ(StartWith(kAirQuality), 0);
+}
+
+TEST_F(EngineTest, StopsInTheMiddleOfABlockOnlyDelayIt) {
+  constexpr int kRows = 100000;
+  std::string rows = "v\n";
+  for (int row = 0; row < kRows; ++row) rows += std::to_string(row) + "\n";
+  ASSERT_EQ(StartWith(files.Write("rows.csv", rows)), 0);
+  const pid_t engine = processId;
+  ASSERT_GT(engine, 1);
+  std::atomic<bool> over = false;
+  std::thread stops([&] {
+    while (!over) kill(engine, SIGSTOP), poll(nullptr, 0, 1), kill(engine, SIGCONT), poll(nullptr, 0, 1);
+  });
+  for (int pass = 0; pass < 5; ++pass) {
+    double value = 0, sum = 0;
+    EXPECT_EQ(MakeCaseCursor("r"), 0);
+    while ((code = NextCase()) == 0 && GetNumericValue(0, &value, &count) == 0) sum += value;
+    EXPECT_EQ(std::make_pair(code, sum), std::make_pair(23, kRows * (kRows - 1.0) / 2));
+    EXPECT_EQ(RemoveCaseCursor(), 0);
+  }
+  over = true;
+  stops.join();
 }
 
 // R's: v <- airquality$Ozone; v <- v[!is.na(v) & v < 120]; length(v); mean(v); sd(v); range(v), and so on.

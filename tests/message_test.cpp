@@ -246,7 +246,7 @@ TEST(Message, NobodyFreesOrMovesWhatIsLent) {
 TEST(Message, RecordsAreWalkedWhereTheyCameInOrUpToTheEnd) {
   const std::string frame =
       Encode(MakeImage(228, Records{{"ds", 7, 8, 0, 1.5, ""}, {"", -1, 2, 1, 0.0, "text"}}));
-  for (const std::size_t cut : {0u, 30u, 60u, 90u}) {
+  for (const std::size_t cut : {0u, 30u, 31u}) {
     CleXDSmb block;
     block.ReadRecordsInPlace();
     ParseExactly(block, frame.substr(0, frame.size() - cut));
@@ -254,7 +254,7 @@ TEST(Message, RecordsAreWalkedWhereTheyCameInOrUpToTheEnd) {
     std::vector<int> rows;
     CellRecord record;
     for (CellRecords walk = block.Records(); walk.Next(record);) rows.push_back(record.caseIndex);
-    EXPECT_EQ(rows, cut == 0 ? (std::vector{7, -1}) : cut < 90 ? std::vector{7} : std::vector<int>()) << cut;
+    EXPECT_EQ(rows, cut == 0 ? (std::vector{7, -1}) : cut == 30 ? std::vector{7} : std::vector<int>()) << cut;
     block.CleanUp();
     EXPECT_FALSE(block.Records().Next(record));
   }

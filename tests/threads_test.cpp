@@ -212,6 +212,7 @@ TEST_F(Threads, AreSignalledAsLongAsTheyLive) {
   EXPECT_EQ(Process([&] { return worker.Start() && worker.Terminate(); }).Result(), -SIGKILL);
   EXPECT_TRUE(worker.Start() && !worker.Signal(-1) && worker.Signal(SIGUSR1));
   EXPECT_EQ(worker.Result(), SIGUSR1);
+  EXPECT_TRUE(Await([&] { return !worker.Signal(0); })) << "it may still be on its way out";
   EXPECT_FALSE(worker.Signal(SIGUSR1) || worker.Terminate());
 }
 

@@ -100,11 +100,10 @@ int PlayJava(char** arguments) {
   _exit(0);
 }
 
-// Once the command's own answer has come, as the library traces after what it traced of earlier languages.
-[[noreturn]] void DieBehindTheCommand() {
+// Until the command's own answer has come, as the library traces after what it traced of earlier languages.
+void AwaitAnswered() {
   const std::string answered = "setup_x_run cmdDispatcher sendCmd error code : 0.";
   while (Read("trace").find(answered, traced_ahead) == std::string::npos) Pause(1);
-  Die();
 }
 
 // One run: says that it listens, takes a block, answers with the number in the script.
@@ -112,20 +111,20 @@ void Run(const std::string& prefix) {
   static XPipes& pipes = *new XPipes(prefix + "0");
   CleXDSmb listens, request, answer;
   pipes.GetSyntaxPipe()->CreatePipe();
-  if (script == "dies ahead of its answer") DieBehindTheCommand();
+  if (script == "dies ahead of its answer") AwaitAnswered(), Die();
   if (script == "fails its run at once") {
     pipes.GetSyntaxResultPipe()->OpenPipeToWrite();
     pipes.GetSyntaxResultPipe()->ClosePipe();
     return;
   }
   SendData(pipes.GetSyntaxResultPipe(), listens, false);
-  if (script == "dies ahead of the block") DieBehindTheCommand();
+  if (script == "dies ahead of the block") AwaitAnswered(), Die();
   if (script == "fails its run") {
     pipes.GetSyntaxResultPipe()->ClosePipe();
     return;
   }
   if (script == "leaves the block to another" && pipes.GetSyntaxPipe()->OpenPipeToUnBlockRead() == 0)
-    LeaveEnds(prefix);
+    AwaitAnswered(), LeaveEnds(prefix);
   ReceiveData(pipes.GetSyntaxPipe(), request, true);
   Note("block", request.GetSingleString());
   if (script == "dies in the block") Die();

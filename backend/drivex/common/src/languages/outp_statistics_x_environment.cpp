@@ -76,7 +76,8 @@ void OutpStatisticsX::pushEnv(XCmdArgument& env) {
     if (text.substr(0, text.find('=')) != kSearchVariable) env.pushArgument(text);
   }
   if (name != "JAVAEXTENSION")
-    push_unless_configured(kSearchVariable, xhome + "/lib:" + Environment(kSearchVariable));
+    push_unless_configured(kSearchVariable,
+                           (xhome.empty() ? "" : xhome + "/lib:") + Environment(kSearchVariable));
 }
 
 void OutpStatisticsX::PushREnv(XCmdArgument& env, const std::string& xhome) {

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <climits>
 #include <filesystem>
-#include <random>
 #include <sstream>
 
 #include "support/raw_driver.h"
@@ -461,53 +460,6 @@ TEST_F(EngineRequests, AFileIsReplacedByAWholeOneOrNotAtAll) {
   EXPECT_EQ(std::distance(fs::directory_iterator(files.path() + "/saved"), {}), 1);
   EXPECT_EQ(RawDriver(Data(files, csv)).Ask(kSubmit, Strings{"SAVE /TYPE=CSV /FILE=\"/dev/full\"."}).strings,
             Texts{"/dev/full: No space left on device"});
-}
-
-// Rows are told apart by their first number, columns by what is added to it.
-TEST_F(EngineRequests, RowsAndVariablesComeGoAndMoveAsInAModel) {
-  const int kInsertRow = 178, kDeleteRow = 179, kDeleteVariable = 147, kMove = 245, kWrite = 228,
-            kFetch = 221;
-  const double kMissing = -1.7976931348623157e+308;
-  const RawDriver driver(Data(files, "n\n0\n1\n2\n3\n4\n"));
-  const Texts name = {"*"};
-  std::vector<std::vector<double>> model = {{0}, {1}, {2}, {3}, {4}};
-  driver.Ask(kStartStep);
-  driver.Ask(kCreate, Strings(name), Longs{0, 0});
-  std::minstd_rand random(7);
-  const auto below = [&](std::size_t end) { return static_cast<int>(random() % end); };
-  for (int step = 0; step < 12000; ++step) {
-    const int columns = static_cast<int>(model[0].size()), what = below(step < 9000 ? 35 : 40);
-    const int row = below(model.size()), column = below(model[0].size());
-    if (what < 22) {
-      EXPECT_EQ(driver.Ask(kInsertRow, Strings(name), Longs{row}).error, 0);
-      model.insert(model.begin() + row, std::vector<double>(model[0].size(), kMissing));
-    } else if (what < 32 && model.size() > 1) {
-      EXPECT_EQ(driver.Ask(kDeleteRow, Strings(name), Longs{row}).error, 0);
-      model.erase(model.begin() + row);
-    } else if (what == 36 && columns < 9) {
-      EXPECT_EQ(driver.Ask(kInsert, Strings{"*", "v" + std::to_string(step)}, Longs{column, 0}).error, 0);
-      for (auto& values : model) values.insert(values.begin() + column, kMissing);
-    } else if (what == 37 && columns > 1) {
-      EXPECT_EQ(driver.Ask(kDeleteVariable, Strings(name), Longs{column}).error, 0);
-      for (auto& values : model) values.erase(values.begin() + column);
-    } else if (what > 37) {
-      EXPECT_EQ(driver.Ask(kMove, Strings(name), Longs{column, 0}).error, 0);
-      for (auto& values : model)
-        std::rotate(values.begin(), values.begin() + column, values.begin() + column + 1);
-    } else {
-      EXPECT_EQ(driver.Ask(kWrite, Records{{"*", row, column, 0, step + 0.5, ""}}).error, 0);
-      model[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)] = step + 0.5;
-    }
-    if (what != 35 && what != 32 && step + 1 < 12000) continue;
-    const Image batch = driver.Ask(kFetch, Strings(name), Longs{0, below(model.size())});
-    ASSERT_EQ(batch.longs.back(), static_cast<int>(model.size())) << step;
-    std::vector<double> wanted;
-    for (int at = batch.longs[0]; at <= *(batch.longs.end() - 2); ++at) {
-      const auto& values = model[static_cast<std::size_t>(at)];
-      wanted.insert(wanted.end(), values.begin(), values.end());
-    }
-    ASSERT_EQ(batch.double_lists[0], wanted) << step;
-  }
 }
 
 TEST_F(EngineRequests, ABatchGrowsForWhoReadsOnInEitherDirection) {

@@ -1,9 +1,7 @@
 #include "csv_writer.h"
 
-#include <charconv>
-#include <cmath>
-
 #include "replaced_file.h"
+#include "words.h"
 
 namespace {
 
@@ -19,14 +17,9 @@ void AppendText(std::string_view text, std::string& row) {
   row += '"';
 }
 
-// The shortest form that is read back as the same, with an exponent only where a person would write one, too.
 void AppendNumber(double value, std::string& row) {
-  const double size = std::abs(value);
-  const bool plain = size == 0 || (size >= 1e-6 && size < 1e21);
-  char number[32];
-  row.append(number, std::to_chars(number, number + sizeof(number), value,
-                                   plain ? std::chars_format::fixed : std::chars_format::scientific)
-                         .ptr);
+  char number[kNumberBytes];
+  row.append(number, WriteNumber(value, number));
 }
 
 void AppendValue(const Variable& variable, const Unit* value, std::string& row) {

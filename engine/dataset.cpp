@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cstring>
 
 #include "words.h"
@@ -35,12 +34,6 @@ bool MayStartName(unsigned char c) {
 }
 bool MayContinueName(unsigned char c) { return MayStartName(c) || std::isdigit(c) || c == '.' || c == '$'; }
 
-std::string ShortestText(double value) {
-  char text[32];
-  const auto [end, failure] = std::to_chars(text, text + sizeof(text), value);
-  return {text, end};
-}
-
 // The same value for another type. What cannot be said in it is missing: a text that is no number, a number
 // that does not fit into the width. A text is cut.
 void Convert(const Variable& from, const Unit* value, const Variable& to, Unit* place) {
@@ -52,7 +45,8 @@ void Convert(const Variable& from, const Unit* value, const Variable& to, Unit* 
   } else if (!to.IsText()) {
     *place = *value;
   } else if (*value != kSystemMissing) {
-    const std::string text = ShortestText(NumberOf(*value));
+    char number[kNumberBytes];
+    const std::string_view text(number, WriteNumber(NumberOf(*value), number));
     if (text.size() <= static_cast<std::size_t>(to.width)) StoreText(to, place, text);
   }
 }

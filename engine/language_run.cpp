@@ -32,7 +32,7 @@ constexpr std::chrono::seconds kEndTime{1};
 constexpr std::chrono::milliseconds kEndPause(10);
 // What a run that nobody waits for any more may take to notice that: three within each other have ended
 // within a second.
-constexpr std::chrono::milliseconds kAbandonedGrace{200};
+constexpr std::chrono::milliseconds kAbandonedGrace{400};
 // What a run needs at most until its process is there: the bell, the pipes of the level, the command channel,
 // a socket or the pipes of R, and both ends of what goes to the process.
 constexpr int kDescriptorsOfRun = 16;

@@ -42,6 +42,13 @@ std::optional<std::vector<Word>> SplitWords(std::string_view line) {
   }
 }
 
+char* WriteNumber(double value, char* text) {
+  const double size = std::abs(value);
+  const bool plain = size == 0 || (size >= 1e-6 && size < 1e21);
+  const auto form = plain ? std::chars_format::fixed : std::chars_format::scientific;
+  return std::to_chars(text, text + kNumberBytes, value, form).ptr;
+}
+
 std::optional<double> ParseNumber(std::string_view text) {
   text = Trimmed(text);
   double plain = 0;

@@ -26,6 +26,11 @@ std::optional<std::vector<Word>> SplitWords(std::string_view line);
 // in front.
 std::optional<double> ParseNumber(std::string_view text);
 
+// Writes the shortest form that is read back as the same, with an exponent only where a person would write
+// one, too; at most kNumberBytes. Its end.
+inline constexpr std::size_t kNumberBytes = 32;
+char* WriteNumber(double value, char* text);
+
 // Takes up to 15 digits with at most a period among them and a "-" in front: the quotient of two numbers that
 // a double holds exactly is the nearest there is, so that most numbers are read in a few steps. Where they
 // end; null for others.

@@ -136,8 +136,11 @@ int GetNewDatasetName(char* name) {
   if (call.code() != 0) return call.code();
   const int size = call.reply().GetStringDataRef().Size();
   VEXA_ASSERT(size > 0);
-  std::strcpy(name, call.Text(0).c_str());
-  return 0;
+  return CodeOf([&] {
+    const std::string text = UpToZero(call.Text(0));
+    std::memcpy(name, text.c_str(), text.size() + 1);
+    return 0;
+  });
 }
 
 const char* GetActive(int* errCode) {

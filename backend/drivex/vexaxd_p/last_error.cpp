@@ -26,11 +26,11 @@ void BeginCall() noexcept {
 
 int NoteFailure(int code, const char* function) noexcept try {
   const bool handed_on = last.of_this_call && last.code == code;
-  std::string reason = TakeReason(code);
-  if (!handed_on || !reason.empty()) last.reason = std::move(reason);
   last.code = code;
   last.function = function;
   last.of_this_call = true;
+  std::string reason = TakeReason(code);
+  if (!handed_on || !reason.empty()) last.reason = std::move(reason);
   return code;
 } catch (...) {
   last.reason.clear();

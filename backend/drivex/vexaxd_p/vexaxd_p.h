@@ -47,12 +47,12 @@ VEXA_API void SetXNameAndSHome(const char* xname, const char* home);
  * beginning it may hold "-vexahome=DIR," and "-language=NAME,", each up to the comma or the end; anywhere
  * "-temppath DIR": these are taken out. The language and the temp path have no effect (SetXNameAndSHome sets
  * the one, the environment the other). The backend's environment is made anew: SHELL, VEXA_HOME, the library
- * search path, PATH, TERM, VEXA_QUICK, TMPDIR and HOME, and nothing else of this process's. The fifos are
- * made in the first of VEXADXTEMP, TEMP, TMP, tmp that the environment has, else in /tmp/: under names that
- * others can compute, so the directory should belong to the user alone (mode 0700). Returns 0, also when a
- * backend is ready already; 17 when there is no `bin/StartXD` (said on standard output); 99107 when the
- * process ended within its first second or before its first message; else the code of that message, or 99103,
- * 99104 from its pipe, with the process ended. No time limit while the process lives.
+ * search path, PATH, TERM, VEXA_QUICK, VEXA_SPIN, TMPDIR and HOME, and nothing else of this process's. The
+ * fifos are made in the first of VEXADXTEMP, TEMP, TMP, tmp that the environment has, else in /tmp/: under
+ * names that others can compute, so the directory should belong to the user alone (mode 0700). Returns 0,
+ * also when a backend is ready already; 17 when there is no `bin/StartXD` (said on standard output); 99107
+ * when the process ended within its first second or before its first message; else the code of that message,
+ * or 99103, 99104 from its pipe, with the process ended. No time limit while the process lives.
  */
 VEXA_API int StartVexa(const char* commandLine);
 

@@ -72,16 +72,22 @@ TEST_F(RunTest, StopCommandIsAnsweredAlthoughTheHostFails) {
 
 class RunSession : public RunTest {
  protected:
+  // Opens the channel once it is there: a shell would make a file of that name.
+  static constexpr const char* kOpenChannel =
+      "until [ -p \"$1$2${3}_s\" ]; do sleep 0.01; done\nexec 4<> \"$1$2${3}_s\"\n";
   // A backend that reports well, does that with the channel, and ends by itself some time.
   void Start(const std::string& channel) {
+    const std::string done = home.path() + "/done";
+    unlink(done.c_str());
     const std::string script =
         home.Write("bin/StartXD",
                    "#!/bin/sh\necho $$ > \"$VEXA_HOME/id\"\nexec 3> \"$1$2${3}0xdapiresult\"\n"
                    "printf '\\064\\0\\0\\0\\377\\377\\377\\377' >&3\nhead -c 44 /dev/zero >&3\n" +
-                       channel + "\nexec sleep 30\n");
+                       channel + "\n: > \"$VEXA_HOME/done\"\nexec sleep 30\n");
     chmod(script.c_str(), 0755);
     SetXNameAndSHome("T", home.path().c_str());
     EXPECT_EQ(StartVexa(nullptr), 0);
+    EXPECT_TRUE(Await([&] { return access(done.c_str(), F_OK) == 0; }));
   }
   // What StopVexa asks, and its time in milliseconds.
   long Stop(ScriptedPeer& peer) {
@@ -119,17 +125,16 @@ TEST_F(RunSession, ServesEachBackendUntilItIsTold) {
 
 TEST_F(RunSession, EndsACommandThreadThatNobodyStops) {
   ScriptedPeer peer(Channel() + "0");
-  Start("exec 4<> \"$1$2${3}_s\"");
+  Start(kOpenChannel);
   EXPECT_GE(Stop(peer), 5000);
   EXPECT_TRUE(Traced("Cmd Dispatcher thread can't exit timely.") && cmdThread == nullptr);
 }
 
 TEST_F(RunSession, ThatIsLeftWithoutAStopDoesNotHoldTheProcess) {
-  SetEnvironment("VEXA_QUICK", nullptr);  // the peer has opened the channel when the start is over
   for (const char* sent : {"", "printf a >&4"}) {
     const auto start = Clock::now();
     Process session([&] {
-      Start(std::string("exec 4<> \"$1$2${3}_s\"\n") + sent);
+      Start(kOpenChannel + std::string(sent));
       std::exit(HasFailure() ? 1 : 0);
       return 1;
     });

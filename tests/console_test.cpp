@@ -10,9 +10,11 @@
 #include "dxcallback.h"
 #include "dxglobals.h"
 #include "platform.h"
+#include "reasons.h"
 #include "sendreceive.h"
 #include "support/scripted_peer.h"
 #include "support/worker.h"
+#include "vexaxd_p.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -211,13 +213,21 @@ TEST_F(Console, OfALanguageIsOpenedTypedInAndClosedThroughItsTable) {
 }
 
 TEST_F(Console, FailsToOpenWithoutADisplayOrAProgramAndOpensWithBoth) {
+  peer.Expects(203).Answers(Strings{"Esperanto"});
+  peer.Expects(185).Answers(Longs{1});
+  EXPECT_EQ(Entry<int()>(8)(), XConsoleW::kEndedAtStart);
+  EXPECT_STREQ(VexaLastError(), "StartConsole: the console did not open (2): DISPLAY is not set");
+  EXPECT_EQ(Entry<int(const char*, int)>(10)("a", 1), XConsoleW::kNotStarted);
+  EXPECT_EQ(Entry<int()>(9)(), 0);
+  SetEnvironment("DISPLAY", ":none");
   EXPECT_EQ(Start(), XConsoleW::kEndedAtStart);
-  EXPECT_EQ(console->WriteToConsole("a", 1), XConsoleW::kNotStarted);
+  EXPECT_NE(TakeReason(XConsoleW::kEndedAtStart).find("on the display :none; it wrote: "), std::string::npos);
   display.emplace();
   const Sandbox incomplete;
   incomplete.Write("bin/RConsole", "no program");
   SetVEXAHOME(incomplete.path().c_str());
   EXPECT_EQ(Start(), XConsoleW::kEndedAtStart) << "in a home without the program";
+  EXPECT_NE(TakeReason(XConsoleW::kEndedAtStart).find("bin/RConsole is not there"), std::string::npos);
   SetVEXAHOME(kHome.c_str());
   EXPECT_EQ(Start(), 0) << "at the third level";
   EXPECT_EQ(console->WriteToConsole("a", 1), 0);

@@ -46,6 +46,18 @@ def configure(old, new):
     return change
 
 
+def speak(path, line):
+    """A program of that name, in the home that the configuration then has for R."""
+
+    def change(home):
+        (home / path).parent.mkdir(parents=True)
+        (home / path).write_text("#!/bin/sh\n" + line + "\n")
+        (home / path).chmod(0o755)
+        configure("/usr/lib/R\n", str((home / path).parent.parent) + "\n")(home)
+
+    return change
+
+
 def nothing(home):
     pass
 
@@ -79,6 +91,8 @@ class Reasons(unittest.TestCase):
             (configure("[PYTHON]\n", "[PYTHON]\nPYTHON_LIBRARY=none.so\n"), RUN_PYTHON, {}, "(3003): ", "loaded: none.so:"),
             (configure("X=PYTHON", "X=COBOL"), RUN_PYTHON, {}, "not among the languages of ~/bin/vexadxcfg.ini"),
             (configure("/usr/lib/R\n", "/none\n"), RUN_R, {}, "R: /none/bin/R is not there"),
+            (speak("lib/R/bin/R", "echo no libR >&2; exit 3"), RUN_R, {}, "bin/R ended with status 3; it wrote: no libR"),
+            (remove("bin/vexajavaplugin.jar"), RUN_JAVA, {}, "it wrote: Error: Could not find or load main class"),
             (remove("JRE"), RUN_JAVA, {}, "(99123): JAVAEXTENSION: ~/JRE/bin/java is not there"),
             (nothing, RUN_PYTHON, {}, "(3001): PYTHON: Traceback", "ZeroDivisionError"),
             (nothing, RUN_PYTHON, {"language": "PYTHON"}, "(3001): PYTHON: Traceback", "ZeroDivisionError"),

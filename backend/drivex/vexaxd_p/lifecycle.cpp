@@ -288,6 +288,8 @@ int BringUp(const StartOptions& options) {
 
 }  // namespace
 
+const char* VexaLastError() { return LastFailure(); }
+
 int StartVexa(const char* commandLine) {
   const Answer ready = AskWhetherReady();
   if (ready.yes) return 0;

@@ -21,6 +21,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -30,6 +31,7 @@
 #include "vexa_api.h"
 
 class CleXDSmb;
+class ErrorRelay;
 class VexaPipe;
 class XCmdArgument;
 class XConfigOptions;
@@ -90,8 +92,9 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   XPipeSuit* Suit() const;
   XPipes* CurrentPipes() const;
 
-  void StartProcess(const std::string& program, XCmdArgument& arguments,
-                    const ChildStreams* streams = nullptr);
+  void StartProcess(const std::string& program, XCmdArgument& arguments, const ChildStreams& streams);
+  void StartHeard(const std::string& program, XCmdArgument& arguments, ChildStreams streams);
+  std::string HowItEnded(const std::string& program, pid_t started, const std::string& said = {});
   bool ProcessAlive();
   bool MayAnswer();
   bool StaysActive();
@@ -126,9 +129,10 @@ class VEXA_API OutpStatisticsX : public StatisticsX {
   std::optional<std::chrono::steady_clock::time_point> patience_ends;
   // Where R keeps its files while it lives, as it says at its start. One that is killed leaves them behind.
   std::string session_directory;
-  std::string* heard = nullptr;  // takes what R says, if somebody wants it
-  Descriptor to_language;        // R's standard input
-  Descriptor from_language;      // R's standard output
+  std::string* heard = nullptr;        // takes what R says, if somebody wants it
+  Descriptor to_language;              // R's standard input
+  Descriptor from_language;            // R's standard output
+  std::unique_ptr<ErrorRelay> errors;  // of R and Java
   std::int32_t mode;
   std::atomic<bool> given_up = false;
   bool java = false;

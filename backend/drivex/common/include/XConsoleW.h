@@ -16,11 +16,13 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "vexa_api.h"
 
 class CleXDSmb;
+class ErrorRelay;
 class VexaPipe;
 class XCmdArgument;
 
@@ -32,6 +34,8 @@ class VEXA_API XConsoleW {
       2;  // no display, no terminal, no bin/RConsole, a window closed at once
   static constexpr int kNoResultPipe = 3;
   static constexpr int kGone = 4;  // during a read
+  // In words; null for any other code.
+  static const char* MeaningOf(int code);
 
   static constexpr int kReadRequest = 773366;
   static constexpr int kStopRequest = 998800;
@@ -44,7 +48,7 @@ class VEXA_API XConsoleW {
   ~XConsoleW();
 
   // Opens the window; one that is open stays as it is. Lasts a second or more. Asks the backend for its
-  // output language and its encoding.
+  // output language and its encoding. The reason of a failure is noted.
   int StartConsole();
   // Closes the window, waits for it to end, and kills it if it has not within some seconds. The code is that
   // of the console's answer. 0 when it is not started.
@@ -57,6 +61,7 @@ class VEXA_API XConsoleW {
   int ReadFromConsole(char* buffer, int size);
 
  private:
+  int WhyItEnded(pid_t terminal);
   void PushCommand(XCmdArgument& arguments) const;
   void PushEnvironment(XCmdArgument& environment) const;
   void ForgetConsoleOfParent();
@@ -71,8 +76,9 @@ class VEXA_API XConsoleW {
   std::string console_name;         // also the name of its suit of pipes
   VexaPipe* syntax_pipe = nullptr;  // the suit's; null when closed
   VexaPipe* result_pipe = nullptr;
-  pid_t process_id = -1;  // the terminal, a child of ours, or -1
-  pid_t owner;            // whose child it is
+  pid_t process_id = -1;               // the terminal, a child of ours, or -1
+  pid_t owner;                         // whose child it is
+  std::unique_ptr<ErrorRelay> errors;  // of the terminal
 };
 
 // The console of the callback table: made by the language's first use, null before and after a stop.

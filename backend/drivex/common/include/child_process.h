@@ -8,18 +8,19 @@
 
 #include <string>
 
-// What a child has in the place of the parent's standard input and output. Descriptors of the parent's.
+// What a child has in the place of the parent's standard streams. Descriptors of the parent's; it inherits
+// where there is none.
 struct ChildStreams {
-  int input;
-  int output;
+  int input = -1;
+  int output = -1;
+  int errors = -1;
 };
 
 // Forks and executes `program` under the real user id, with the vectors as they stand. In the child only
 // async-signal-safe calls run. A program that cannot be executed writes the reason to standard output and
 // ends with status 255; one whose user cannot be set says so and ends with 1. Returns fork's result. A child
-// with streams of its own also has the default handling of SIGCHLD.
-pid_t StartChild(const char* program, char* const* argv, char* const* envp,
-                 const ChildStreams* streams = nullptr);
+// with an input of its own also has the default handling of SIGCHLD.
+pid_t StartChild(const char* program, char* const* argv, char* const* envp, const ChildStreams& streams = {});
 
 // Whether the process runs. A child is reaped first: an ended child that nobody has waited for would still
 // answer a signal. In a fork of the process that started it, where it is no child, the signal is all there

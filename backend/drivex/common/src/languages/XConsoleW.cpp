@@ -14,8 +14,10 @@
 #include "XCmdArgument.h"
 #include "child_process.h"
 #include "dxglobals.h"
+#include "error_relay.h"
 #include "patience.h"
 #include "platform.h"
+#include "reasons.h"
 #include "sendreceive.h"
 #include "sigpipe.h"
 #include "text.h"
@@ -88,9 +90,13 @@ int XConsoleW::StartConsole() {
   XCmdArgument arguments, environment;
   PushCommand(arguments);
   PushEnvironment(environment);
-  process_id = StartChild(platform::kTerminal, arguments.argv(), environment.argv());
+  errors = std::make_unique<ErrorRelay>();
+  process_id =
+      StartChild(platform::kTerminal, arguments.argv(), environment.argv(), {.errors = errors->ChildsEnd()});
+  errors->LetGo();
+  const pid_t terminal = process_id;
   Pause(kStartMilliseconds);
-  if (!TerminalAlive()) return kEndedAtStart;
+  if (!TerminalAlive()) return WhyItEnded(terminal);
   // Without the helper the terminal shows a shell, which is never ready.
   const bool helped = access(HelperPath().c_str(), X_OK) == 0;
   const auto end = std::chrono::steady_clock::now() + kGrace;
@@ -103,7 +109,32 @@ int XConsoleW::StartConsole() {
     KillChild(process_id);
     process_id = -1;
   }
-  return code == CleXDErrorCode::kProcessNotAlive ? kEndedAtStart : code;
+  return code == CleXDErrorCode::kProcessNotAlive ? WhyItEnded(terminal) : code;
+}
+
+const char* XConsoleW::MeaningOf(int code) {
+  switch (code) {
+    case kNotStarted:
+      return "the console is not open";
+    case kEndedAtStart:
+      return "the console did not open";
+    case kNoResultPipe:
+      return "the console has no fifo";
+    case kGone:
+      return "the console is gone";
+    default:
+      return nullptr;
+  }
+}
+
+int XConsoleW::WhyItEnded(pid_t terminal) {
+  const std::string display = Variable("DISPLAY");
+  if (display.empty()) return Because(kEndedAtStart, "DISPLAY is not set");
+  if (access(HelperPath().c_str(), X_OK) != 0)
+    return Because(kEndedAtStart, HelperPath(), " is not there, or may not be executed");
+  const std::string words = errors->LastWords();
+  return Because(kEndedAtStart, HowChildEnded(platform::kTerminal, terminal), " on the display ", display,
+                 words.empty() ? "" : "; it wrote: ", words);
 }
 
 void XConsoleW::PushCommand(XCmdArgument& arguments) const {

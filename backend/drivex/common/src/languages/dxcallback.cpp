@@ -12,6 +12,7 @@
 #include "VexaDXConfigReader.h"
 #include "XConsoleW.h"
 #include "dxglobals.h"
+#include "last_error.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
@@ -126,9 +127,13 @@ int DX_SetSyntax(const char* lines) {
   return 0;
 }
 
+int ConsoleFailed(int code, const char* function) {
+  return code == XConsoleW::kGood ? code : NoteFailure(code, function, XConsoleW::MeaningOf(code));
+}
+
 int DX_StartConsole() {
   if (gConsole == nullptr) gConsole = new XConsoleW(false);
-  return gConsole->StartConsole();
+  return ConsoleFailed(gConsole->StartConsole(), "StartConsole");
 }
 
 int DX_StopConsole() {
@@ -144,11 +149,12 @@ int DX_WriteToConsole(const char* text, int length) {
     const int code = DX_StartConsole();
     if (code != XConsoleW::kGood) return code;
   }
-  return gConsole->WriteToConsole(text, length);
+  return ConsoleFailed(gConsole->WriteToConsole(text, length), "WriteToConsole");
 }
 
 int DX_ReadFromConsole(char* buffer, int size) {
-  return gConsole != nullptr ? gConsole->ReadFromConsole(buffer, size) : XConsoleW::kNotStarted;
+  const int code = gConsole != nullptr ? gConsole->ReadFromConsole(buffer, size) : XConsoleW::kNotStarted;
+  return ConsoleFailed(code, "ReadFromConsole");
 }
 
 void DX_RecordBrowserOutput(const char* text, unsigned long length,

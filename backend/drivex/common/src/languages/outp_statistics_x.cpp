@@ -16,6 +16,7 @@
 #include "XPipes.h"
 #include "child_process.h"
 #include "dxglobals.h"
+#include "error_relay.h"
 #include "patience.h"
 #include "reasons.h"
 #include "sendreceive.h"
@@ -99,6 +100,7 @@ void OutpStatisticsX::EndProcess() {
   }
   KillProcess();
   from_language.Close();
+  errors.reset();
   RemoveSessionDirectory();
 }
 

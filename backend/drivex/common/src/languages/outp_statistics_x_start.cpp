@@ -16,6 +16,7 @@
 #include "XConfigOptions.h"
 #include "child_process.h"
 #include "dxglobals.h"
+#include "error_relay.h"
 #include "patience.h"
 #include "platform.h"
 #include "reasons.h"
@@ -97,13 +98,27 @@ int OutpStatisticsX::x_init_embedded_x(int argc, char** argv) {
 }
 
 void OutpStatisticsX::StartProcess(const std::string& program, XCmdArgument& arguments,
-                                   const ChildStreams* streams) {
+                                   const ChildStreams& streams) {
   XCmdArgument environment;
   pushEnv(environment);
   char* no_arguments[] = {nullptr};
   char** const argv = arguments.argv();
   owner = getpid();
   process = StartChild(program.c_str(), argv != nullptr ? argv : no_arguments, environment.argv(), streams);
+}
+
+void OutpStatisticsX::StartHeard(const std::string& program, XCmdArgument& arguments, ChildStreams streams) {
+  errors = std::make_unique<ErrorRelay>();
+  streams.errors = errors->ChildsEnd();
+  StartProcess(program, arguments, streams);
+  errors->LetGo();
+}
+
+// With what it wrote: `said` to its standard output, the rest to its standard error.
+std::string OutpStatisticsX::HowItEnded(const std::string& program, pid_t started, const std::string& said) {
+  std::string words = said;
+  if (errors != nullptr) words += errors->LastWords();
+  return HowChildEnded(program, started) + (words.empty() ? "" : "; it wrote: " + words);
 }
 
 int OutpStatisticsX::stat_start_x() {
@@ -120,7 +135,7 @@ int OutpStatisticsX::stat_start_x() {
   EndProcess();
   XPipeSuit* const suit = Suit();
   ForgetEarlierProcess(*suit);
-  StartProcess(program, arguments);
+  StartProcess(program, arguments, {});
   const pid_t started = process;
   PauseForStart(kStartMilliseconds);
   int code = isXProcessActive() ? 0 : CleXDErrorCode::kProcessNotAlive;
@@ -154,13 +169,13 @@ int OutpStatisticsX::stat_start_java() {
   if (socket == nullptr || socket->CreateSocket() != 0) return CleXDErrorCode::kSocketFailed;
   arguments.pushArgument(std::to_string(socket->GetSocketPort()));
   arguments.pushArgument(JavaExtensionSmb().GetCommandName());
-  StartProcess(program, arguments);
+  StartHeard(program, arguments, {});
   const pid_t started = process;
   const auto end = std::chrono::steady_clock::now() + kJavaPatience;
   int code = socket->AcceptSocketOf(process,
                                     [&] { return ProcessAlive() && std::chrono::steady_clock::now() < end; });
   PauseForStart(kStartMilliseconds);
-  if (!isXProcessActive()) code = Because(CleXDErrorCode::kJavaNotAlive, HowChildEnded(program, started));
+  if (!isXProcessActive()) code = Because(CleXDErrorCode::kJavaNotAlive, HowItEnded(program, started));
   if (code != 0) KillProcess();
   DxTraceError("stat_start_java result", code);
   return code;
@@ -175,8 +190,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
   {
     Ends input = MakePipe();
     Ends output = MakePipe();
-    const ChildStreams streams = {input.reading.Number(), output.writing.Number()};
-    StartProcess(program, arguments, &streams);
+    StartHeard(program, arguments, {.input = input.reading.Number(), .output = output.writing.Number()});
     to_language = std::move(input.writing);
     fcntl(to_language.Number(), F_SETFL, O_NONBLOCK);  // writing to R waits in poll
     from_language = std::move(output.reading);
@@ -187,7 +201,7 @@ int OutpStatisticsX::start_x_process(int argc, char** argv) {
   std::string said;
   if (IsR()) code = InitialiseR(said);
   if (code == CleXDErrorCode::kProcessNotAlive && !StaysActive())
-    Because(code, HowChildEnded(program, started), said.empty() ? "" : "; it wrote: ", said);
+    Because(code, HowItEnded(program, started, said));
   DxTraceError("start_x_process result", code);
   return code;
 }

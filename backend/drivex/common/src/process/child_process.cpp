@@ -53,6 +53,7 @@ void DefaultHandlingOf(int signal_number) {
 }
 
 void Redirect(int from, int to) {
+  if (from == -1) return;
   if (from == to) {
     fcntl(to, F_SETFD, 0);  // dup2 would leave it to be closed by execve
   } else {
@@ -61,18 +62,17 @@ void Redirect(int from, int to) {
 }
 
 [[noreturn]] void RunChild(const char* program, char* const* argv, char* const* envp,
-                           const ChildStreams* streams) {
-  if (streams != nullptr) DefaultHandlingOf(SIGCHLD);
+                           const ChildStreams& streams) {
+  if (streams.input != -1) DefaultHandlingOf(SIGCHLD);
   const uid_t effective_user = geteuid();
   const gid_t effective_group = getegid();
   if (seteuid(getuid()) != 0 || setgid(effective_group) != 0 || setuid(effective_user) != 0) {
     WriteLine("Failed to change user in some way");
     _exit(1);
   }
-  if (streams != nullptr) {
-    Redirect(streams->input, STDIN_FILENO);
-    Redirect(streams->output, STDOUT_FILENO);
-  }
+  Redirect(streams.input, STDIN_FILENO);
+  Redirect(streams.output, STDOUT_FILENO);
+  Redirect(streams.errors, STDERR_FILENO);
   execve(program, argv, envp);
   WriteLine(platform::ErrorText(errno));
   _exit(kNotExecuted);
@@ -80,7 +80,7 @@ void Redirect(int from, int to) {
 
 }  // namespace
 
-pid_t StartChild(const char* program, char* const* argv, char* const* envp, const ChildStreams* streams) {
+pid_t StartChild(const char* program, char* const* argv, char* const* envp, const ChildStreams& streams) {
   const pid_t child = fork();
   if (child == 0) RunChild(program, argv, envp, streams);
   return child;

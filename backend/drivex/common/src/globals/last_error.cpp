@@ -4,13 +4,13 @@
 
 #include "CleXDErrorCode.h"
 #include "reasons.h"
-#include "vexaxd_p.h"
 
 namespace {
 
 struct Failure {
   int code = 0;
-  const char* function = "";  // a literal
+  const char* function = "";      // a literal
+  const char* meaning = nullptr;  // likewise
   bool of_this_call = false;
   std::string reason;
   std::string told;
@@ -24,10 +24,11 @@ void BeginCall() noexcept {
   ForgetReasons();
 }
 
-int NoteFailure(int code, const char* function) noexcept try {
+int NoteFailure(int code, const char* function, const char* meaning) noexcept try {
   const bool handed_on = last.of_this_call && last.code == code;
   last.code = code;
   last.function = function;
+  last.meaning = meaning != nullptr ? meaning : CleXDErrorCode::MeaningOf(code);
   last.of_this_call = true;
   std::string reason = TakeReason(code);
   if (!handed_on || !reason.empty()) last.reason = std::move(reason);
@@ -37,11 +38,11 @@ int NoteFailure(int code, const char* function) noexcept try {
   return code;
 }
 
-const char* VexaLastError() try {
+const char* LastFailure() noexcept try {
   if (last.code == 0) return "";
-  const char* const meaning = CleXDErrorCode::MeaningOf(last.code);
-  last.told = std::string(last.function) + ": " + (meaning != nullptr ? meaning : "the backend refused") +
-              " (" + std::to_string(last.code) + ")";
+  last.told = std::string(last.function) + ": " +
+              (last.meaning != nullptr ? last.meaning : "the backend refused") + " (" +
+              std::to_string(last.code) + ")";
   if (!last.reason.empty()) last.told += ": " + last.reason;
   return last.told.c_str();
 } catch (...) {

@@ -1,11 +1,14 @@
-// The last failure of each thread, for VexaLastError.
+// The last failure of each thread, in words: what VexaLastError tells.
 #ifndef LAST_ERROR_H
 #define LAST_ERROR_H
 
 // A call begins: what was noted before it is no reason for what it may meet.
 void BeginCall() noexcept;
 
-int NoteFailure(int code, const char* function) noexcept;
+// What the code means is the error table's word, unless the caller knows better: a text that stays.
+int NoteFailure(int code, const char* function, const char* meaning = nullptr) noexcept;
+// Never null, valid until the thread's next call.
+const char* LastFailure() noexcept;
 
 // Notes the code, unless it is 0, as the failure of that function of the interface, with the reason that was
 // noted for it. A function that hands on the code of another one that it called takes the failure over, words

@@ -42,6 +42,7 @@ class FrameBuffer {
     if (grown == nullptr) return false;
     data_ = static_cast<char*>(grown);
     capacity_ = size;
+    platform::WantLargePages(data_, capacity_);
     return true;
   }
   char* data() const { return data_; }

@@ -98,8 +98,11 @@ bool InterruptAsked() {
   const auto now = std::chrono::steady_clock::now();
   if (now - asked < kAtMostEach) return false;
   asked = now;
+  const HostFunction runs;
   return check(interrupt_context) != 0;
 }
+
+thread_local int HostFunction::depth = 0;
 
 bool PauseUnlessInterrupted(int milliseconds) {
   for (int left = milliseconds; left > 0; left -= kAskMilliseconds) {

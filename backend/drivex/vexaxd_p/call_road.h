@@ -44,6 +44,19 @@ XPipes* LevelOwed(XPipeSuit& suit);
 int SendOnRoad(VexaPipe& requests, CleXDSmb& request, const Patience& patience);
 int ReceiveOnRoad(VexaPipe& replies, CleXDSmb& reply, const Patience& patience);
 
+// While it lives, a function that the host set runs on this thread, in the midst of a call.
+class HostFunction {
+ public:
+  HostFunction() { ++depth; }
+  HostFunction(const HostFunction&) = delete;
+  HostFunction& operator=(const HostFunction&) = delete;
+  ~HostFunction() { --depth; }
+  static bool Runs() { return depth != 0; }
+
+ private:
+  static thread_local int depth;
+};
+
 // While it lives, calls of this thread do not ask the interrupt check: their callers cannot be told.
 class NotInterrupted {
  public:

@@ -9,10 +9,10 @@
  * steps tell, 99103 the backend is gone, 99104 a pipe failed, 99106 an endpoint
  * without a name, 99107 the process just started has ended, 99124 the wait was given up
  * (VexaSetInterruptCheck), 99125 a block of an earlier session is still running in this process, 99126 a
- * message would be over 2 GiB or larger than memory. Any other code is the backend's own and handed on as it
- * is; 23 and 67 say that the data, or a split of it, ended. "Guarded" functions return 17 at once, and send
- * nothing, while no backend runs; the others go to the pipes, and in a process that has no backend at all
- * they wait there for one.
+ * message would be over 2 GiB or larger than memory, 99127 a column cannot be taken as it is
+ * (vexaxd_columns.h). Any other code is the backend's own and handed on as it is; 23 and 67 say that the
+ * data, or a split of it, ended. "Guarded" functions return 17 at once, and send nothing, while no backend
+ * runs; the others go to the pipes, and in a process that has no backend at all they wait there for one.
  *
  * A write to a backend that has died raises SIGPIPE: programs that want a code instead ignore that signal.
  *

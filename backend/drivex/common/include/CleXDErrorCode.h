@@ -42,6 +42,7 @@ class VEXA_API CleXDErrorCode {
   static constexpr int kRunUnderWay =
       99125;                               // a block of the session before is still running in this process
   static constexpr int kTooLarge = 99126;  // a message over 2 GiB, or one that memory does not hold
+  static constexpr int kColumnRefused = 99127;  // a column that cannot be taken as it is, or cannot be made
 
   static constexpr int kPythonRefuses = 999988;  // in the place of a 1 with which PYTHON's pre_action refuses
 

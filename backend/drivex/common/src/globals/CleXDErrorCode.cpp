@@ -45,6 +45,7 @@ const char* CleXDErrorCode::MeaningOf(int code) {
       {kInterrupted, "the wait was given up, as the interrupt check asked"},
       {kRunUnderWay, "a block of the session before is still running in this process"},
       {kTooLarge, "a message over 2 GiB, or one that memory does not hold"},
+      {kColumnRefused, "a column cannot be taken as it is"},
       {kPythonRefuses, "Python refused to begin the block"},
   };
   const auto* const found = std::find_if(std::begin(kMeanings), std::end(kMeanings),

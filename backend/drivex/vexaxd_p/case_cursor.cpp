@@ -4,7 +4,9 @@
 #include <cstring>
 
 #include "call_frame.h"
+#include "case_blocks.h"
 #include "cursor_data_smb.h"
+#include "reasons.h"
 #include "vexaxd_p.h"
 
 namespace {
@@ -148,6 +150,24 @@ void IntializeCursorData(const char* accessType) { MakeCursor(accessType); }
 int MakeCaseCursor(const char* accessType) {
   const int code = GuardedCall(Action::MakeCaseCursor, accessType);
   return code != 0 ? code : Failed(MakeCursor(accessType));
+}
+
+int NextCaseBlock(CaseBlock& block) {
+  block = {};
+  if (isVexaRunning && curCaseData != nullptr && curCaseData->HasData())
+    curCaseData->SetCurCasePos(curCaseData->ReceivedCases() - 1);
+  const int code = Failed(LeaveCase(), "NextCase");
+  if (code != 0 || curCaseData == nullptr) return code;
+  const std::size_t case_size = static_cast<std::size_t>(curCaseData->GetOneCaseSize());
+  const std::size_t count = static_cast<std::size_t>(std::max(curCaseData->ReceivedCases(), 0));
+  const std::size_t bytes = static_cast<std::size_t>(std::max(curCaseData->Block().length, 0));
+  if (count == 0 || count * case_size > bytes) {
+    return Failed(Because(CleXDErrorCode::kPipeFailed, "a block of ", std::to_string(count), " cases of ",
+                          std::to_string(case_size), " bytes came with ", std::to_string(bytes)),
+                  "NextCase");
+  }
+  block = {curCaseData->Block().data, count};
+  return 0;
 }
 
 // An ordinary step and an ordinary cell are straight lines; everything else, the guard included, is asked

@@ -42,6 +42,7 @@ void CursorDataSmb::SetCasePtr(const void* block, int length) {
 }
 
 void CursorDataSmb::TakeBlock(CleXDSmb::VoidBlock block) {
+  ++block_number;
   caseBuffer = std::move(block);
   curCasePos = caseBuffer.data != nullptr ? 0 : -1;
   PointAtCase(0);

@@ -72,6 +72,13 @@ class CursorDataSmb {
     return true;
   }
   bool HasData() const { return receivedCases >= 1; }
+  // The bytes of the block in hand and the cases that its sender told of, and how many blocks there were: who
+  // reads whole blocks knows by this whether it is the same still.
+  const CleXDSmb::VoidBlock& Block() const { return caseBuffer; }
+  int ReceivedCases() const { return receivedCases; }
+  std::uint64_t BlockNumber() const { return block_number; }
+  // The unit of each variable, and what is known of it.
+  const std::vector<VarInfo*>& VarInfos() const { return varInfos; }
   // Whether there is a case in hand that lies whole in the block, or one of no variables, which takes no
   // room.
   bool HasCase() const { return casePtr != nullptr || oneCaseSize <= 0; }
@@ -116,6 +123,7 @@ class CursorDataSmb {
   std::int32_t accessType = kOther;
   std::int32_t oneCaseSize = 0;
   std::int32_t receivedCases = -1;
+  std::uint64_t block_number = 0;
   bool lost = false;
   std::vector<std::int32_t> obsIndex;
   std::int32_t lastError = 0;

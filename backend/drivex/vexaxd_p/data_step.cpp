@@ -61,7 +61,7 @@ int RebuildVarObsIndex(const char* name, DatastepDataSmb& record) {
 int StartDataStep() {
   if (!isVexaRunning) return Failed(CleXDErrorCode::kBackendNotRunning);
   const int code = Call(Action::StartDataStep);
-  if (code == 0) isProcedure = true;
+  if (code == 0) isProcedure = isDataStep = true;
   return code;
 }
 
@@ -71,7 +71,7 @@ int EndDataStep() {
   const int code = Call(Action::EndDataStep);
   DropBatch();
   if (code != 0) return code;
-  isProcedure = false;
+  isProcedure = isDataStep = false;
   dataVec.ClearWithRoom();
   dsNameVec.clear();
   casecountVec.clear();

@@ -227,6 +227,8 @@ namespace {
 
 // Makes the fifos, starts the program and hears its report. Whatever fails, what was begun is there still.
 int BringUp(const StartOptions& options) {
+  ++sessionNumber;
+  isDataStep = false;
   const int stale = DropStaleEnds();
   if (stale != 0) return stale;
   ForgetBackend();

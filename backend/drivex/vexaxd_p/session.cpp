@@ -28,10 +28,13 @@ std::string vexa_home;
 CursorDataSmb* curCaseData = nullptr;
 static CursorDataSmb no_cursor;
 CursorDataSmb* readableCursor = &no_cursor;
+std::uint64_t cursorNumber = 0;
+std::uint64_t sessionNumber = 0;
 CacheCommitCaseData* curCommitCaseData = nullptr;
 char* stringResult = nullptr;
 wchar_t* wstringResult = nullptr;
 bool isProcedure = false;
+bool isDataStep = false;
 std::FILE* outputFile = nullptr;
 std::string rTempDir;
 std::vector<std::string> dsNameVec;
@@ -73,6 +76,7 @@ void LetCommandThreadGo() {
 // The exit hook. Constructed behind the session's state, so that it is destroyed ahead of it.
 struct InitializeData {
   ~InitializeData() {
+    ++sessionNumber;
     if (getpid() == session_owner) {
       if (isVexaRunning && isxdriven) SayGoodbye();
       LetCommandThreadGo();
@@ -93,6 +97,7 @@ void SetRunning(bool running) {
 
 void SetCursor(CursorDataSmb* cursor) {
   curCaseData = cursor;
+  ++cursorNumber;
   SetRunning(isVexaRunning);
 }
 
@@ -133,8 +138,11 @@ void DropBatch() {
 }
 
 void NoteSessionOwner() { session_owner = getpid(); }
+bool IsSessionOwner() { return session_owner == getpid(); }
 
 void ResetStaticVars() {
+  ++sessionNumber;
+  isDataStep = false;
   delete curCaseData;
   SetCursor(nullptr);
   SetRunning(false);

@@ -51,6 +51,10 @@ extern CursorDataSmb* curCaseData;
 // The cursor while the backend can be talked to, otherwise one without variables: never null, so that reading
 // a value, done for every cell of a walk, has one question to ask. Follows isVexaRunning and curCaseData.
 extern CursorDataSmb* readableCursor;
+// How many cursors and how many sessions there have been: what belongs to one of them knows by these whether
+// it is there still. Written by SetCursor; by StartVexa, ResetStaticVars and the exit of the process.
+extern std::uint64_t cursorNumber;
+extern std::uint64_t sessionNumber;
 // The values of the case being built, owned; null between cases. Written by SetValueNumeric and SetValueChar,
 // deleted by DropCaseBeingBuilt.
 extern CacheCommitCaseData* curCommitCaseData;
@@ -60,6 +64,8 @@ extern char* stringResult;
 extern wchar_t* wstringResult;
 // A procedure or a data step is open. Written by StartProcedure and EndProcedure.
 extern bool isProcedure;
+// A data step is open. Written by StartDataStep, EndDataStep, StartVexa and ResetStaticVars.
+extern bool isDataStep;
 // The file that RecordBrowserOutput writes to, owned; null while nothing is recorded. Written by
 // SetRecordBrowserOutput, closed by CloseRecord.
 extern std::FILE* outputFile;
@@ -108,5 +114,6 @@ void ResetStaticVars();
 
 // Notes that this process opened a session, so that a fork of it does not end the session when it exits.
 void NoteSessionOwner();
+bool IsSessionOwner();
 
 #endif

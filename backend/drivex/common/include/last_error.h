@@ -2,6 +2,8 @@
 #ifndef LAST_ERROR_H
 #define LAST_ERROR_H
 
+#include <string>
+
 // A call begins: what was noted before it is no reason for what it may meet.
 void BeginCall() noexcept;
 
@@ -16,5 +18,21 @@ const char* LastFailure() noexcept;
 inline int Failed(int code, const char* function = __builtin_FUNCTION()) noexcept {
   return code == 0 ? 0 : NoteFailure(code, function);
 }
+
+// What failed last stays what failed last, whatever is called while this lives: for what cleans up.
+class KeptFailure {
+ public:
+  KeptFailure() noexcept;
+  KeptFailure(const KeptFailure&) = delete;
+  KeptFailure& operator=(const KeptFailure&) = delete;
+  ~KeptFailure();
+
+ private:
+  int code;
+  const char* function;
+  const char* meaning;
+  bool of_this_call;
+  std::string reason;
+};
 
 #endif

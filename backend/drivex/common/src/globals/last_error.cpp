@@ -38,6 +38,21 @@ int NoteFailure(int code, const char* function, const char* meaning) noexcept tr
   return code;
 }
 
+KeptFailure::KeptFailure() noexcept
+    : code(last.code),
+      function(last.function),
+      meaning(last.meaning),
+      of_this_call(last.of_this_call),
+      reason(std::move(last.reason)) {}
+
+KeptFailure::~KeptFailure() {
+  last.code = code;
+  last.function = function;
+  last.meaning = meaning;
+  last.of_this_call = of_this_call;
+  last.reason = std::move(reason);
+}
+
 const char* LastFailure() noexcept try {
   if (last.code == 0) return "";
   last.told = std::string(last.function) + ": " +

@@ -22,6 +22,7 @@
 #include "support/every_function.h"
 #include "support/wire.h"
 #include "vexa_assert.h"
+#include "vexaxd_columns.h"
 #include "vexaxd_p.h"
 #include "xpipemanager.h"
 
@@ -140,6 +141,43 @@ std::string NextReply(Input& input) {
   return frame;
 }
 
+// Reads all that an array says is there; the sum is of no use.
+unsigned Touch(const void* bytes, std::size_t size) {
+  unsigned sum = 0;
+  for (std::size_t i = 0; i < size; ++i) sum += static_cast<const unsigned char*>(bytes)[i];
+  return sum;
+}
+template <class Offset>
+unsigned TouchTexts(const ArrowArray& array) {
+  const auto* const ends = static_cast<const Offset*>(array.buffers[1]);
+  for (std::int64_t row = 0; row < array.length; ++row) VEXA_ASSERT(ends[row] <= ends[row + 1]);
+  return Touch(array.buffers[2], static_cast<std::size_t>(ends[array.length]));
+}
+unsigned TouchArray(const ArrowSchema& schema, const ArrowArray& array) {
+  const auto rows = static_cast<std::size_t>(array.length);
+  unsigned sum = array.buffers[0] != nullptr ? Touch(array.buffers[0], (rows + 7) / 8) : 0;
+  switch (schema.format[0]) {
+    case 'g':
+      return sum + Touch(array.buffers[1], rows * sizeof(double));
+    case 'b':
+      return sum + Touch(array.buffers[1], (rows + 7) / 8);
+    case 'i':
+      for (std::size_t row = 0; row < rows; ++row)
+        VEXA_ASSERT(static_cast<const std::uint32_t*>(array.buffers[1])[row] < array.dictionary->length);
+      return sum + TouchArray(*schema.dictionary, *array.dictionary);
+    case 'u':
+    case 'z':
+      return sum + TouchTexts<std::int32_t>(array);
+    case 'U':
+    case 'Z':
+      return sum + TouchTexts<std::int64_t>(array);
+    default:
+      for (std::int64_t i = 0; i < array.n_children; ++i)
+        sum += TouchArray(*schema.children[i], *array.children[i]);
+      return sum;
+  }
+}
+
 // The session lives as long as the process; what calls have left in it goes with each input.
 class Session {
  public:
@@ -170,6 +208,30 @@ class Session {
       call.make(room);
     });
     if (call.name == "MakeCaseCursor") Walk();
+  }
+  // All batches of a stream over the active dataset, or over the one whose name the peer has to tell.
+  void ReadColumns(Input& input) {
+    constexpr long kBatches[] = {0, 1, 3, VEXA_ALL_ROWS};
+    const std::uint32_t options = input.Byte();
+    const long batch_rows = kBatches[input.Byte() % std::size(kBatches)];
+    ArrowArrayStream stream = {};
+    DropCursor();
+    Protected([&] {
+      VexaReadColumns(options >= 128 ? "d" : nullptr, nullptr, 0, batch_rows, options & 15, &stream);
+    });
+    if (stream.release == nullptr) return;
+    ArrowSchema schema;
+    VEXA_ASSERT(stream.get_schema(&stream, &schema) == 0);
+    for (int step = 0; step < kMostSteps; ++step) {
+      ArrowArray batch = {};
+      Protected([&] { stream.get_next(&stream, &batch); });
+      if (batch.release == nullptr) break;
+      volatile unsigned sum = TouchArray(schema, batch);
+      static_cast<void>(sum);
+      batch.release(&batch);
+    }
+    schema.release(&schema);
+    Protected([&] { stream.release(&stream); });
   }
   void End() {
     peer->End();
@@ -238,9 +300,11 @@ class Session {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Session session;
   Input input(data, size);
-  std::vector<std::size_t> calls(input.Byte() % kMostCalls + 1);
+  const std::uint32_t head = input.Byte();
+  std::vector<std::size_t> calls(head % kMostCalls + 1);
   for (std::size_t& call : calls) call = input.Short() % EveryFunction().size();
   session.Begin(input);
+  if (head >= 128) session.ReadColumns(input);
   for (const std::size_t call : calls) session.Make(EveryFunction()[call]);
   session.End();
   return 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -35,11 +36,20 @@ void ReleaseSchema(ArrowSchema* schema) {
 
 }  // namespace
 
+// A first allocation that is large comes in whole large pages from its beginning: of a buffer that is filled
+// once, and never used again here, half the cost is its small pages otherwise.
 void GrowTo(FrameBuffer& buffer, std::size_t needed, std::size_t expected) {
-  constexpr std::size_t kAhead = 4;  // of what is there: the expectation is somebody else's word
+  constexpr std::size_t kAhead = 64;  // of what is there: the expectation is somebody else's word
+  constexpr std::size_t kLargePage = std::size_t{2} << 20, kLarge = 4 * kLargePage;
   if (needed <= buffer.capacity() && buffer.data() != nullptr) return;
   const std::size_t wanted = std::max({needed, std::min(expected, kAhead * needed), std::size_t{8}});
-  if (!buffer.Grow(wanted) && !buffer.Grow(needed)) throw std::bad_alloc();
+  const std::size_t in_pages = (wanted + kLargePage - 1) & ~(kLargePage - 1);
+  void* pages = nullptr;
+  if (buffer.data() == nullptr && in_pages >= kLarge && posix_memalign(&pages, kLargePage, in_pages) == 0) {
+    buffer = FrameBuffer(pages, in_pages);
+  } else if (!buffer.Grow(wanted) && !buffer.Grow(needed)) {
+    throw std::bad_alloc();
+  }
   platform::WantLargePages(buffer.data(), buffer.capacity());
 }
 

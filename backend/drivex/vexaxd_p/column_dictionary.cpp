@@ -134,7 +134,8 @@ int Dictionary::TypeOf(int index, VarInfo& info) const {
     if (info.varType == 0) {
       *values[i] = ObsOf(missing.Double(i));
     } else {
-      std::strncpy(values[i]->bytes, missing.Text(i).c_str(), sizeof values[i]->bytes);
+      const std::string& text = missing.Text(i);
+      text.copy(values[i]->bytes, std::min(sizeof(OBS), std::strlen(text.c_str())));
     }
   }
   return 0;

@@ -95,13 +95,15 @@ struct ArrowArrayStream {
 /* Options, added up. */
 enum VexaColumnOptions {
   /* User-missing values come as they are, and behind each variable that has a rule for them stands a column
-   * "NAME.missing" of booleans ("b"): true where the value is user-missing. Without the option they are null.
-   */
+   * "NAME.missing" of booleans ("b"): true where the value is user-missing, false where it is system-missing.
+   * Without the option they are null. */
   VEXA_USER_MISSING = 1,
   /* Texts come as the bytes that they are, blanks included ("z"). */
   VEXA_BINARY_TEXTS = 2,
   /* A variable with value labels is a dictionary of its labels with 32-bit indices: the labels in the order
-   * of the backend, then each value that has none, as a text, in the order in which they are met. */
+   * of the backend, then each value that has none, as a text, in the order in which they are met. A text
+   * stands there once: values with the same label have the same index. From batch to batch the dictionary
+   * grows at its end alone. */
   VEXA_LABELS = 4,
   /* Texts have 64-bit offsets ("U", "Z"), so that a batch may hold more than 2 GiB of one variable's. */
   VEXA_LARGE_TEXTS = 8
@@ -111,22 +113,26 @@ enum VexaColumnOptions {
 #define VEXA_ALL_ROWS (-1L)
 
 /* Opens a stream over variables of a dataset: those that `names` lists, `count` of them and in that order, or
- * all where `names` is null. `batchRows` is the number of cases of a batch; 0 takes what a block of the
- * cursor holds (20 MiB), which costs least; VEXA_ALL_ROWS makes one batch. A dataset without cases gives no
- * batch, with VEXA_ALL_ROWS one of no rows.
+ * all where `names` is null. A name that is not there as it is stands for the only one that differs in the
+ * case of ASCII letters alone; so it is with the dataset's. `batchRows` is the number of cases of a batch; 0
+ * takes what a block of the cursor holds (20 MiB), which costs least; VEXA_ALL_ROWS makes one batch. A
+ * dataset without cases gives no batch, with VEXA_ALL_ROWS one of no rows.
  *
  * The active dataset is read through the case cursor, which must not be open and is until the stream has
  * ended or is released. Any other dataset, and the active one within a data step, is read in the data step,
- * which is opened and closed around the reading of a batch where none is open.
+ * which is opened and closed around the reading of a batch where none is open; in one that is open the
+ * dataset stays until its end.
  *
  * On 0 `stream` is written, the caller's, and released with its `release`; else it stays unwritten. Codes:
- * those of the calls; 10 for a name that is not there; 99127 for what cannot be a column.
+ * those of the calls; 10 for a name that is not there, 87 for a dataset; 99127 for what cannot be a column,
+ * and for a number of rows or options that mean nothing.
  *
  * The stream belongs to the session. Behind its end, and once another cursor has taken its place, get_next
  * gives an error (ESTALE) and never old data; ECANCELED where the interrupt check said so, ENOMEM without
- * memory, else EIO. get_last_error tells why in words. The batches are the caller's own and outlive all.
- * `release` of stream, schemas and batches is safe at any time, in any order, from any thread, behind the
- * session, too. */
+ * memory, else EIO, also for texts of more than 2^31-1 bytes in a batch with 32-bit offsets. get_last_error
+ * tells why in words, and every further call tells the same. The batches are the caller's own and outlive
+ * all. `release` of stream, schemas and batches is safe at any time, in any order, from any thread, behind
+ * the session, too. */
 VEXA_API int VexaReadColumns(const char* dataset, const char* const* names, int count, long batchRows,
                              int options, struct ArrowArrayStream* stream);
 

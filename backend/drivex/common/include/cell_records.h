@@ -58,6 +58,7 @@ class GatheredRecords {
     return true;
   }
   std::size_t Count() const { return count; }
+  std::size_t Bytes() const { return used; }
   Loan Lend() const { return lender.Lend(buffer.data(), used); }
   // The room stays, for the next ones.
   void Clear() {

@@ -19,6 +19,10 @@ inline int Failed(int code, const char* function = __builtin_FUNCTION()) noexcep
   return code == 0 ? 0 : NoteFailure(code, function);
 }
 
+// The words that belong to this thread's last failure, where it had that code: for who does more before it
+// hands the failure on.
+std::string ReasonOf(int code);
+
 // What failed last stays what failed last, whatever is called while this lives: for what cleans up.
 class KeptFailure {
  public:

@@ -53,6 +53,8 @@ KeptFailure::~KeptFailure() {
   last.reason = std::move(reason);
 }
 
+std::string ReasonOf(int code) { return last.code == code ? last.reason : std::string(); }
+
 const char* LastFailure() noexcept try {
   if (last.code == 0) return "";
   last.told = std::string(last.function) + ": " +

@@ -28,6 +28,11 @@ void RefuseColumn(std::string_view name, std::string_view reason) {
   throw ColumnRefusal(kRefused, "column '" + std::string(name) + "': " + std::string(reason));
 }
 
+void RefuseRow(std::string_view name, std::size_t row, std::string_view reason) {
+  throw ColumnRefusal(kRefused, "column '" + std::string(name) + "', row " + std::to_string(row) + ": " +
+                                    std::string(reason));
+}
+
 std::string Folded(std::string_view name) {
   std::string folded(name);
   for (char& c : folded) {

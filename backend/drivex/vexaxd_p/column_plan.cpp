@@ -117,7 +117,7 @@ void ColumnPlan::Check() {
       try {
         CheckRows(first, count);
       } catch (const ValueRefusal& refusal) {
-        Refuse("row " + std::to_string(row + first + refusal.row) + ": " + refusal.reason);
+        RefuseRow(column.name, row + first + refusal.row, refusal.reason);
       }
     }
     row += rows;

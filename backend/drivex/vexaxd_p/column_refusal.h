@@ -14,8 +14,9 @@ struct ColumnRefusal : std::exception {
   std::string reason;
 };
 
-// 99127: "column 'age': ...".
+// 99127: "column 'age': ..." and "column 'age', row 12: ...".
 [[noreturn]] void RefuseColumn(std::string_view name, std::string_view reason);
+[[noreturn]] void RefuseRow(std::string_view name, std::size_t row, std::string_view reason);
 
 // A value that cannot be stored, at a row of the range that was asked for.
 struct ValueRefusal : std::exception {

@@ -1,4 +1,4 @@
-// Columns on their way to the backend, in blocks of about 20 MiB, after each of which progress is told. A
+// Columns on their way to the backend, in blocks of about 4 MiB, after each of which progress is told. A
 // block that fails throws ColumnRefusal.
 #ifndef COLUMN_BLOCKS_H
 #define COLUMN_BLOCKS_H

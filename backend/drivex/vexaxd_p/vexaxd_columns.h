@@ -26,8 +26,8 @@
  *                 are separated by tabs
  *   vexa.labels   the value labels, one line each: the value, a tab, the label
  *
- * Lines end in LF, but for the last. Within a field a backslash, a tab and a line feed are written \\, \t and
- * \n. Numbers are decimal, as short as gives the same number back.
+ * Lines end in LF, but for the last. Within a field of a line a backslash, a tab and a line feed are written
+ * \\, \t and \n; the label is as it is. Numbers are decimal, as short as gives the same number back.
  */
 #ifndef VEXAXD_COLUMNS_H
 #define VEXAXD_COLUMNS_H
@@ -145,32 +145,43 @@ VEXA_API int VexaReadColumns(const char* dataset, const char* const* names, int 
  * binary texts with 32-bit and 64-bit offsets, and as views; binary of a fixed width: texts. Dates and
  * timestamps: seconds since 1970-01-01T00:00:00, in UTC where they have a zone; times and durations: seconds.
  * Dictionaries of texts: a new variable is a number, from 1 in the order of the dictionary, with the texts as
- * its value labels; where the metadata or the existing variable has value labels, a text stands for the value
- * that it labels, and one that labels none for itself; for an existing text variable without any, for itself.
- * A column of nulls: a number, or whatever the existing variable is. Null and NaN become system-missing, of a
- * text blanks.
+ * its value labels, those that no row has, too. Where the metadata have value labels, or a width, which makes
+ * a new variable a text, and for an existing variable, a text stands for the value that it labels, first by
+ * the metadata and then by what the variable has, and one that labels none for itself. A column of nulls: a
+ * number, a text where the metadata have a width, or whatever the existing variable is. Null and NaN become
+ * system-missing, of a text blanks.
  *
- * Refused with 99127 are: other forms; a column of another kind than its variable; integers and decimals that
- * a double does not hold exactly; the value that stands for system-missing; a text that is longer than its
- * variable, or than 32,767 bytes, or that holds a zero byte; names that the backend does not allow. The
+ * Refused with 99127 are: other forms; a column of another kind than its variable; integers that a double
+ * does not hold exactly, and decimals whose digits it does not give back; the value that stands for
+ * system-missing; a text that is longer than its variable, or than 32,767 bytes, or that holds a zero byte;
+ * names that the backend does not allow, and names that stand twice; metadata that are not in the form. The
  * reason names the column, and the row, from 0.
  *
- * Metadata in the form above is applied to the variable, but for a width of an existing one. A new text
- * variable is as wide as vexa.width says, else as its longest text, at least 1 byte. */
+ * Metadata in the form above is applied to the variable, but for a width of an existing one; value labels
+ * come to those that it has. A new text variable is as wide as vexa.width says, else as its longest text, at
+ * least 1 byte. What the backend alone can judge, a role, say, or a format, it refuses when the variables are
+ * there and before their values are written: added variables and a dataset that was to be made are then taken
+ * away again, and so they are when it fails later, as far as it still answers. Cases that were appended and
+ * values that were replaced before a failure stay.
+ *
+ * Cells written by SetNCellValue and SetCCellValue before go first. What needs a data step (all but appending
+ * columns without metadata and dictionaries to the active dataset) uses the one that is open, in which the
+ * dataset then is, else one of its own: no cursor and no procedure may be open. */
 
 /* Appends the cases. Variables that are no column are missing in them; a column that is no variable is
- * refused (10). */
+ * refused (10). A dataset other than the active one is that for the time of the call, and an active one
+ * without a name is given one (GetNewDatasetName), so that SetActive finds it again. */
 VEXA_API int VexaAppendColumns(const char* dataset, struct ArrowArrayStream* cases);
 
 /* Adds the columns as new variables behind those that are there; the stream has as many rows as the dataset
- * has cases (97 otherwise). */
+ * has cases (97 otherwise). A name that the dataset has is refused (99127). */
 VEXA_API int VexaAddColumns(const char* dataset, struct ArrowArrayStream* variables);
 
 /* Overwrites the values of existing variables, in all cases (97, 10 otherwise). */
 VEXA_API int VexaReplaceColumns(const char* dataset, struct ArrowArrayStream* values);
 
 /* Makes a dataset of that name, which becomes the active one. One that was active without a name is given one
- * (GetNewDatasetName), so that SetActive finds it again. A name that is in use is refused (99127). */
+ * as above. A name that is in use, or is none, is refused (99127). */
 VEXA_API int VexaCreateColumns(const char* dataset, struct ArrowArrayStream* cases);
 
 /* --- Both --- */

@@ -174,14 +174,27 @@ struct Batch {
   }
 };
 
-// A stream of batches, the first of which tells the schema.
+// A stream of batches, the first of which tells the schema. All of it is made beforehand.
 class Stream {
  public:
-  explicit Stream(std::vector<Batch> batches)
-      : stream{Schema, Next, Error, End, new State{{}, std::move(batches)}} {}
+  explicit Stream(const std::vector<Batch>& batches) : stream{Schema, Next, Error, End, new State} {
+    State& state = Of(&stream);
+    auto* const holder = new Holder;
+    for (const Column& column : batches[0].columns) holder->schemas.push_back(column.Schema());
+    state.schema = {"+s",
+                    "",
+                    nullptr,
+                    0,
+                    static_cast<std::int64_t>(holder->schemas.size()),
+                    holder->schemas.data(),
+                    nullptr,
+                    Release,
+                    holder};
+    for (const Batch& batch : batches) batch.Write(&state.batches.emplace_back());
+  }
   explicit Stream(std::vector<Column> columns) : Stream(std::vector{Batch{std::move(columns)}}) {}
   Stream FailingWith(int error) && {
-    static_cast<State*>(stream.private_data)->error = error;
+    Of(&stream).error = error;
     return std::move(*this);
   }
   // For a function that takes it over.
@@ -190,37 +203,31 @@ class Stream {
 
  private:
   struct State {
-    Holder holder;
-    std::vector<Batch> batches;
-    std::size_t next = 0;
+    ArrowSchema schema = {};
+    std::deque<ArrowArray> batches;
     int error = 0;
   };
   static State& Of(ArrowArrayStream* self) { return *static_cast<State*>(self->private_data); }
   static int Schema(ArrowArrayStream* self, ArrowSchema* out) {
-    auto* const holder = new Holder;
-    for (const Column& column : Of(self).batches[0].columns) holder->schemas.push_back(column.Schema());
-    *out = {"+s",
-            "",
-            nullptr,
-            0,
-            static_cast<std::int64_t>(holder->schemas.size()),
-            holder->schemas.data(),
-            nullptr,
-            Release,
-            holder};
+    *out = std::exchange(Of(self).schema, {});
     return 0;
   }
   static int Next(ArrowArrayStream* self, ArrowArray* out) {
     State& state = Of(self);
     *out = {};
-    if (state.next < state.batches.size()) return state.batches[state.next++].Write(out), 0;
-    return state.error;
+    if (state.batches.empty()) return state.error;
+    *out = state.batches.front();
+    state.batches.pop_front();
+    return 0;
   }
   static const char* Error(ArrowArrayStream*) { return "the disk is gone"; }
   static void End(ArrowArrayStream* self) {
     if (self->release == nullptr) std::abort();
     self->release = nullptr;
-    delete &Of(self);
+    State& state = Of(self);
+    if (state.schema.release != nullptr) state.schema.release(&state.schema);
+    for (ArrowArray& batch : state.batches) batch.release(&batch);
+    delete &state;
   }
 };
 

@@ -1,0 +1,47 @@
+// Columns are written with the first allocation of the work failing, with the second, and so on, until it
+// goes through: each time there is a code, everything is released, and the data are as they were.
+
+#include "support/arrow_builder.h"
+#include "support/block_run.h"
+#include "support/failing_allocations.h"
+
+namespace {
+
+using namespace arrow;
+
+class ColumnAllocationTest : public SessionTest {};
+
+TEST_F(ColumnAllocationTest, EveryShortageOfMemoryTakesBackWhatWasBegun) {
+  ASSERT_EQ(StartVexa(("-data " + files.Write("data.csv", "x,t\n1,ab\n2,c\n3,\n")).c_str()), 0);
+  const Column n = Doubles({1, 2, 3}), words = Texts({"one", "a text that is long enough", ""}).Named("s");
+  const Column factor = Numbers<std::int8_t>("c", {1, 0, 1}).Of(Texts({"u", "v"})).Named("f");
+  const struct {
+    int (*function)(const char*, ArrowArrayStream*);
+    const char* dataset;
+    std::vector<Column> columns;
+  } rows[] = {{VexaAddColumns, "", {n, words, factor}},
+              {VexaReplaceColumns, "", {n.Named("x"), Texts({"x", "yz", ""}).Named("t")}},
+              {VexaAppendColumns, "", {n.Named("x")}},
+              {VexaCreateColumns, "made", {n, words, factor}}};
+  int code = 0;
+  for (const auto& [function, dataset, columns] : rows) {
+    bool failed = true;
+    for (long count = 1; failed && count < 10000; ++count) {
+      SCOPED_TRACE(count);
+      const int variables = GetVariableCount(&code);
+      const long cases = GetRowCount(&code);
+      Stream stream(columns);
+      FailAllocation(count);
+      const int result = function(dataset, stream);
+      failed = FailAllocation(0);
+      EXPECT_TRUE(stream.stream.release == nullptr && Left() == 0);
+      EXPECT_TRUE(result != 0 || count > 20) << count;
+      if (result == 0) break;
+      ASSERT_EQ(result, 99126) << VexaLastError();
+      ASSERT_TRUE(GetVariableCount(&code) == variables && GetRowCount(&code) == cases) << code;
+      ASSERT_EQ(StartDataStep() + EndDataStep(), 0) << "no step is left open";
+    }
+  }
+}
+
+}  // namespace

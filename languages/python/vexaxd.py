@@ -782,3 +782,7 @@ def cases(*names, user_missing=False):
         library.RemoveCaseCursor()  # what it gives is not the reason
         raise
     RemoveCaseCursor()
+
+
+# Data frames, which stand on all of the above.
+from vexaxd_columns import ALL_ROWS, Columns, add, append, create, read, replace  # noqa: E402, F401

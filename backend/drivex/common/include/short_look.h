@@ -8,7 +8,7 @@
 
 class ShortLook {
  public:
-  // Whether there is something to read, or the writers have gone. False says nothing.
+  // Whether there is something to read. False says nothing, neither that nor whether the writers have gone.
   bool Finds(int descriptor);
 
  private:

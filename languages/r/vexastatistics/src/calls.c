@@ -7,11 +7,9 @@
 #include "shim.h"
 #include "vexaxd_p.h"
 
-enum Code { kEndOfData = 23, kEndOfSplit = 67 };
-
 // --- What goes in and comes out ---
 
-static const char* Text(SEXP text) {
+const char* TextOf(SEXP text) {
   if (!Rf_isString(text) || Rf_length(text) != 1 || STRING_ELT(text, 0) == NA_STRING)
     Rf_error("a text is wanted here");
   return Rf_translateCharUTF8(STRING_ELT(text, 0));
@@ -37,8 +35,7 @@ static SEXP TakeList(void* handle) {
   return texts;
 }
 
-// Raises the package's own condition when the code is not 0.
-static void Check(const char* function, int code) {
+void Check(const char* function, int code) {
   if (code == 0) return;
   const SEXP package = PROTECT(Rf_mkString("vexastatistics"));
   const SEXP name = PROTECT(Rf_mkString(function));
@@ -87,7 +84,7 @@ static const struct Named* MustFind(const struct Named* table, const char* name)
 SEXP C_count(SEXP function) {
   int code = 0;
   PostPrinted();
-  if (strcmp(Text(function), "GetVariableCount") == 0) {
+  if (strcmp(TextOf(function), "GetVariableCount") == 0) {
     const int count = GetVariableCount(&code);
     Check("GetVariableCount", code);
     return Rf_ScalarInteger(count);
@@ -103,8 +100,8 @@ SEXP C_variable_text(SEXP function, SEXP index) {
                                         {ROW(variable_text, GetVariableFormat)},
                                         {NULL}};
   int code = 0;
-  const char* const text = MustFind(kTexts, Text(function))->variable_text(Number(index), &code);
-  Check(Text(function), code);
+  const char* const text = MustFind(kTexts, TextOf(function))->variable_text(Number(index), &code);
+  Check(TextOf(function), code);
   return TextOrNA(text);
 }
 
@@ -114,8 +111,8 @@ SEXP C_variable_number(SEXP function, SEXP index) {
                                           {ROW(variable_number, GetVariableRole)},
                                           {NULL}};
   int code = 0;
-  const int number = MustFind(kNumbers, Text(function))->variable_number(Number(index), &code);
-  Check(Text(function), code);
+  const int number = MustFind(kNumbers, TextOf(function))->variable_number(Number(index), &code);
+  Check(TextOf(function), code);
   return Rf_ScalarInteger(number);
 }
 
@@ -142,8 +139,8 @@ SEXP C_text(SEXP function, SEXP text) {
       {ROW(counted_text, Submit)}, {ROW(counted_text, PostVexaOutput)}, {NULL}};
   static const struct Named kHandles[] = {
       {ROW(text, CreateXPathDictionary)}, {ROW(text, RemoveXPathHandle)}, {NULL}};
-  const char* const name = Text(function);
-  const char* const argument = Text(text);
+  const char* const name = TextOf(function);
+  const char* const argument = TextOf(text);
   const struct Named* const counted = Find(kCounted, name);
   PostPrinted();
   const int code = counted != NULL ? counted->counted_text(argument, (int)strlen(argument))
@@ -154,7 +151,7 @@ SEXP C_text(SEXP function, SEXP text) {
 
 SEXP C_start_procedure(SEXP name, SEXP title) {
   PostPrinted();
-  Check("StartProcedure", StartProcedure(Text(name), Text(title)));
+  Check("StartProcedure", StartProcedure(TextOf(name), TextOf(title)));
   return R_NilValue;
 }
 
@@ -167,77 +164,9 @@ SEXP C_end_procedure(void) {
 SEXP C_xpath(SEXP handle, SEXP context, SEXP expression) {
   int code = 0;
   PostPrinted();
-  void* const found = EvaluateXPath(Text(handle), Text(context), Text(expression), &code);
+  void* const found = EvaluateXPath(TextOf(handle), TextOf(context), TextOf(expression), &code);
   Check("EvaluateXPath", code);
   return TakeList(found);
-}
-
-// --- Cases ---
-
-SEXP C_open_cursor(void) {
-  PostPrinted();
-  Check("MakeCaseCursor", MakeCaseCursor("r"));
-  return R_NilValue;
-}
-
-// What it gives is not told: it may follow a failure, which is the one to tell.
-SEXP C_close_cursor(void) {
-  RemoveCaseCursor();
-  return R_NilValue;
-}
-
-static SEXP TextCell(int column, int width, char* room, int least_missing) {
-  int missing = 0;
-  Check("GetStringValue", GetStringValue((unsigned)column, &room, width, &missing));
-  if (missing >= least_missing) return NA_STRING;
-  int length = (int)strnlen(room, (size_t)width);
-  while (length > 0 && room[length - 1] == ' ') --length;
-  return Rf_mkCharLenCE(room, length, CE_UTF8);
-}
-
-static double NumberCell(int column, int least_missing) {
-  double value = 0;
-  int missing = 0;
-  Check("GetNumericValue", GetNumericValue((unsigned)column, &value, &missing));
-  return missing >= least_missing ? NA_REAL : value;
-}
-
-static void Resize(SEXP columns, R_xlen_t rows) {
-  for (R_xlen_t i = 0; i < Rf_xlength(columns); ++i)
-    SET_VECTOR_ELT(columns, i, Rf_xlengthgets(VECTOR_ELT(columns, i), rows));
-}
-
-// The value of every column in every case, with the cursor that is open.
-SEXP C_read_cases(SEXP columns, SEXP widths, SEXP expected, SEXP user_missing) {
-  const int count = Rf_length(columns);
-  const int* const column = INTEGER(columns);
-  const int* const width = INTEGER(widths);
-  const int least_missing = Rf_asLogical(user_missing) ? 2 : 1;
-  const SEXP values = PROTECT(Rf_allocVector(VECSXP, count));
-  R_xlen_t room = (R_xlen_t)Rf_asReal(expected) + 1;
-  R_xlen_t rows = 0;
-  int widest = 0;
-  for (int i = 0; i < count; ++i) {
-    SET_VECTOR_ELT(values, i, Rf_allocVector(width[i] > 0 ? STRSXP : REALSXP, room));
-    if (width[i] > widest) widest = width[i];
-  }
-  char* const text = R_alloc((size_t)widest + 1, 1);
-  int code;
-  for (; (code = NextCase()) == 0; ++rows) {
-    if (rows == room) Resize(values, room *= 2);
-    for (int i = 0; i < count; ++i) {
-      const SEXP cells = VECTOR_ELT(values, i);
-      if (width[i] > 0) {
-        SET_STRING_ELT(cells, rows, TextCell(column[i], width[i], text, least_missing));
-      } else {
-        REAL(cells)[rows] = NumberCell(column[i], least_missing);
-      }
-    }
-  }
-  if (code != kEndOfData && code != kEndOfSplit) Check("NextCase", code);
-  Resize(values, rows);
-  UNPROTECT(1);
-  return values;
 }
 
 // --- Pivot tables ---
@@ -253,27 +182,27 @@ SEXP C_table(SEXP function, SEXP table, SEXP dimension, SEXP value) {
   static const struct Named kOfDoubles[] = {
       {ROW(dimension_double, AddNumberCategory)}, {ROW(dimension_double, SetNumberCell)}, {NULL}};
   static const struct Named kOfIndexes[] = {{ROW(dimension_index, AddVarNameCategory)}, {NULL}};
-  const char* const name = Text(function);
-  const char* const outline = Text(Part(table, 0, 4));
-  const char* const type = Text(Part(table, 1, 4));
-  const char* const title = Text(Part(table, 2, 4));
+  const char* const name = TextOf(function);
+  const char* const outline = TextOf(Part(table, 0, 4));
+  const char* const type = TextOf(Part(table, 1, 4));
+  const char* const title = TextOf(Part(table, 2, 4));
   const bool split = Number(Part(table, 3, 4)) != 0;
   PostPrinted();
   int code;
   if (Rf_isNull(dimension)) {
     code = Rf_isNull(value) ? StartPivotTable(outline, type, title, split)
-                            : PivotTableCaption(outline, type, title, split, Text(value));
+                            : PivotTableCaption(outline, type, title, split, TextOf(value));
     Check(name, code);
     return R_NilValue;
   }
-  const char* const text = Text(Part(dimension, 0, 5));
+  const char* const text = TextOf(Part(dimension, 0, 5));
   const int place = Number(Part(dimension, 1, 5)), position = Number(Part(dimension, 2, 5));
   const bool hide_name = Number(Part(dimension, 3, 5)) != 0, hide_labels = Number(Part(dimension, 4, 5)) != 0;
 #define WHERE outline, type, title, split, text, place, position, hide_name, hide_labels
   if (Rf_isNull(value)) {
     code = AddDimension(WHERE);
   } else if (Rf_isString(value)) {
-    code = MustFind(kOfTexts, name)->dimension_text(WHERE, Text(value));
+    code = MustFind(kOfTexts, name)->dimension_text(WHERE, TextOf(value));
   } else if (Rf_isReal(value)) {
     code = MustFind(kOfDoubles, name)->dimension_double(WHERE, Rf_asReal(value));
   } else {
@@ -295,7 +224,7 @@ SEXP C_format(SEXP function, SEXP index) {
       {ROW(index, SetFormatSpecMean)},   {ROW(index, SetFormatSpecVariable)},
       {ROW(index, SetFormatSpecStdDev)}, {ROW(index, SetFormatSpecDifference)},
       {ROW(index, SetFormatSpecSum)},    {NULL}};
-  const char* const name = Text(function);
+  const char* const name = TextOf(function);
   const int variable = Rf_asInteger(index);
   const int code =
       variable == NA_INTEGER ? MustFind(kPlain, name)->plain() : MustFind(kOfVariable, name)->index(variable);

@@ -86,11 +86,6 @@ static void LookForInterrupt(void* unused) {
 }
 static int WasInterrupted(void* unused) { return R_ToplevelExec(LookForInterrupt, unused) ? 0 : 1; }
 
-static const char* TextOf(SEXP text) {
-  if (!Rf_isString(text) || Rf_length(text) != 1) Rf_error("initRProcess takes four texts");
-  return CHAR(STRING_ELT(text, 0));
-}
-
 SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
   const char* const application = TextOf(name);
   snprintf(fifo_directory, sizeof fifo_directory, "%s", TextOf(path));
@@ -113,13 +108,23 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
 
 #define ENTRY(entry, count) .name = #entry, .fun = (DL_FUNC)&entry, .numArgs = count
 
-static const R_CallMethodDef kEntries[] = {
-    {ENTRY(C_init_process, 4)},  {ENTRY(C_begin_block, 0)},     {ENTRY(C_end_block, 0)},
-    {ENTRY(C_count, 1)},         {ENTRY(C_variable_text, 2)},   {ENTRY(C_variable_number, 2)},
-    {ENTRY(C_weight, 0)},        {ENTRY(C_split_names, 0)},     {ENTRY(C_text, 2)},
-    {ENTRY(C_end_procedure, 0)}, {ENTRY(C_start_procedure, 2)}, {ENTRY(C_xpath, 3)},
-    {ENTRY(C_open_cursor, 0)},   {ENTRY(C_close_cursor, 0)},    {ENTRY(C_read_cases, 4)},
-    {ENTRY(C_table, 4)},         {ENTRY(C_format, 2)},          {NULL}};
+static const R_CallMethodDef kEntries[] = {{ENTRY(C_init_process, 4)},
+                                           {ENTRY(C_begin_block, 0)},
+                                           {ENTRY(C_end_block, 0)},
+                                           {ENTRY(C_count, 1)},
+                                           {ENTRY(C_variable_text, 2)},
+                                           {ENTRY(C_variable_number, 2)},
+                                           {ENTRY(C_weight, 0)},
+                                           {ENTRY(C_split_names, 0)},
+                                           {ENTRY(C_text, 2)},
+                                           {ENTRY(C_end_procedure, 0)},
+                                           {ENTRY(C_start_procedure, 2)},
+                                           {ENTRY(C_xpath, 3)},
+                                           {ENTRY(C_read_columns, 4)},
+                                           {ENTRY(C_write_columns, 3)},
+                                           {ENTRY(C_table, 4)},
+                                           {ENTRY(C_format, 2)},
+                                           {NULL}};
 
 void R_init_vexastatistics(DllInfo* library) {
   R_registerRoutines(library, NULL, kEntries, NULL, NULL);

@@ -3,6 +3,7 @@
 //   console.c  R at the pipes of the process that started it: its lines, its prompts, what it prints
 //   process.c  the life of the process: its start, and its end with the one that started it
 //   calls.c    the client interface: one entry for each shape of a call
+//   columns.c  data frames
 #ifndef SHIM_H
 #define SHIM_H
 
@@ -15,6 +16,11 @@ void TakeConsole(void);
 bool AtPrompt(void);
 // Posts what R has printed since the last time, ahead of anything else that goes to the backend.
 void PostPrinted(void);
+
+// One text, in UTF-8, until the call from R is over.
+const char* TextOf(SEXP text);
+// Raises the package's own condition when the code is not 0.
+void Check(const char* function, int code);
 
 SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language);
 SEXP C_begin_block(void);
@@ -29,9 +35,8 @@ SEXP C_text(SEXP function, SEXP text);
 SEXP C_start_procedure(SEXP name, SEXP title);
 SEXP C_end_procedure(void);
 SEXP C_xpath(SEXP handle, SEXP context, SEXP expression);
-SEXP C_open_cursor(void);
-SEXP C_close_cursor(void);
-SEXP C_read_cases(SEXP columns, SEXP widths, SEXP expected, SEXP user_missing);
+SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing);
+SEXP C_write_columns(SEXP function, SEXP dataset, SEXP columns);
 SEXP C_table(SEXP function, SEXP table, SEXP dimension, SEXP value);
 SEXP C_format(SEXP function, SEXP index);
 

@@ -1,7 +1,7 @@
 #include "short_look.h"
 
-#include <poll.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -35,12 +35,12 @@ bool ShortLook::Finds(int descriptor) {
   }
   const Clock::time_point end = Clock::now() + kLookAtMost;
   do {
-    pollfd look = {descriptor, POLLIN, 0};
-    if (poll(&look, 1, 0) > 0) {
+    sched_yield();  // first: what was just asked for is not there yet
+    int bytes = 0;
+    if (ioctl(descriptor, FIONREAD, &bytes) == 0 && bytes > 0) {
       after_next_miss = 1;
       return true;
     }
-    sched_yield();
   } while (Clock::now() < end);
   blocking_waits = after_next_miss;
   after_next_miss = std::min(2 * after_next_miss, kMostBlockingWaits);

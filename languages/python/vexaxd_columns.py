@@ -162,7 +162,7 @@ def _values(form, array, memory):
     elif form == "g":
         values = list(_numbers(array, ctypes.c_double, memory))
     else:
-        return _texts(array, form in "UZ", form in "zZ")
+        values = _texts(array, form in "UZ", form in "zZ")
     nulls = _nulls(array)
     return values if nulls is None else [None if null else value for null, value in zip(nulls, values)]
 

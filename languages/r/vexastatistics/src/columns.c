@@ -47,7 +47,8 @@ static SEXP Texts(const struct ArrowArray* array) {
   const SEXP values = PROTECT(Rf_allocVector(STRSXP, array->length));
   for (R_xlen_t i = 0; i < array->length; ++i) {
     const int length = (int)(offsets[i + 1] - offsets[i]);
-    SET_STRING_ELT(values, i, Rf_mkCharLenCE(length > 0 ? bytes + offsets[i] : "", length, CE_UTF8));
+    const char* const text = length > 0 ? bytes + offsets[i] : "";
+    SET_STRING_ELT(values, i, IsNull(array, i) ? NA_STRING : Rf_mkCharLenCE(text, length, CE_UTF8));
   }
   UNPROTECT(1);
   return values;

@@ -343,10 +343,11 @@ def _list_field(values, name):
     if all(isinstance(value, (str, bytes)) for value in known) and known:
         return _text_field(values)
     if all(isinstance(value, int) for value in known) and known:
-        try:
-            return _ints("l", values)  # checked for what a double holds by the library
-        except OverflowError:
-            raise ValueError(f"column {name!r}: an integer that a double does not hold") from None
+        if all(-(2**63) <= value < 2**63 for value in known):
+            return _ints("l", values)  # the library checks that a double holds them
+        for row, value in enumerate(values):
+            if value is not None and not (abs(value) < 2**1023 and int(float(value)) == value):
+                raise ValueError(f"column {name!r}, row {row}: {value}, which a double does not hold exactly")
     if all(isinstance(value, datetime.date) for value in known) and known:
         return _ints("tsu:", [None if value is None else _microseconds(value) for value in values])
     if all(isinstance(value, datetime.timedelta) for value in known) and known:
@@ -405,6 +406,8 @@ def _field(values, name):
         return _numpy_field(values, name)
     if isinstance(values, (str, bytes)):
         raise TypeError(f"column {name!r}: one text, where a list is expected")
+    if not isinstance(values, collections.abc.Iterable):
+        raise TypeError(f"column {name!r}: {type(values).__name__}, where a list is expected")
     return _list_field(list(values), name)
 
 

@@ -286,6 +286,7 @@ TEST_F(EngineRequests, ReasonsNameWhatIsWrong) {
        {},
        {"LANGUAGE COBOL.\nEND LANGUAGE."},
        "COBOL: it is not among the languages of " VEXA_STAGED_HOME "/bin/vexadxcfg.ini"},
+      {kSubmit, {}, {"LANGUAGE PYTHON.\nx = 1"}, "LANGUAGE PYTHON.: there is no line END LANGUAGE."},
   };
   for (const auto& c : cases)
     EXPECT_EQ(driver.Ask(c.action, Longs(c.longs), Strings(c.texts)).strings, Texts{c.reason});

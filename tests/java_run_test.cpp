@@ -76,18 +76,6 @@ TEST_F(JavaRunTest, FailuresHaveACodeAndAReasonAndHarmNobody) {
   EXPECT_EQ(fifos.Entries().size(), 2U) << "the session's own";
 }
 
-TEST_F(JavaRunTest, JavaThatEndsAtOnceIsNotWaitedFor) {
-  NEEDS_JAVA();
-  const fs::path staged = VEXA_STAGED_HOME, home = files.path() + "/home";
-  fs::create_directories(home / "JRE/bin");
-  for (const char* same : {"bin", "lib"}) fs::create_symlink(staged / same, home / same);
-  SetEnvironment("VEXA_HOME", home.c_str());
-  Start();
-  EXPECT_EQ(Play("tell\nx"), kJavaNotAlive) << "there is none";
-  fs::permissions(files.Write("home/JRE/bin/java", "#!/bin/sh\nexit 0\n"), fs::perms::owner_all);
-  EXPECT_EQ(Play("tell\nx"), kJavaNotAlive);
-}
-
 TEST_F(JavaRunTest, RunsWithinARunHaveALevelOfTheirOwn) {
   NEEDS_JAVA();
   Start();

@@ -5,9 +5,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
+constexpr int kException = 3001, kNoPython = 3002;
 
 // A plain interpreter cannot load a library with sanitizers, and one in a program that has them leaks by
 // design.
@@ -20,25 +18,7 @@ constexpr int kException = 3001, kNoPython = 3002, kPeerClosed = 99103;
 class LanguageRunTest : public BlockRunTest {
  protected:
   LanguageRunTest() : BlockRunTest("PYTHON") {}
-  // A home like the staged one, with another line in Python's section.
-  void UseHomeWith(const std::string& setting) {
-    const fs::path staged = VEXA_STAGED_HOME, home = files.path() + "/home";
-    fs::create_directories(home / "bin");
-    fs::create_symlink(staged / "lib", home / "lib");
-    for (const char* program : {"vexaengine", "startx"})
-      fs::create_symlink(staged / "bin" / program, home / "bin" / program);
-    fs::copy_file(staged / "bin/StartXD", home / "bin/StartXD");
-    const std::string section = "[PYTHON]\n";
-    std::string configuration = ReadFile(staged / "bin/vexadxcfg.ini");
-    configuration.insert(configuration.find(section) + section.size(), setting + "\n");
-    files.Write("home/bin/vexadxcfg.ini", configuration);
-    SetEnvironment("VEXA_HOME", home.c_str());
-  }
 };
-
-constexpr const char* kOnMainThread =
-    "import os, threading, sys\n"
-    "sys.exit(threading.get_native_id() == os.getpid())";
 
 TEST_F(LanguageRunTest, BlocksKeepTheirStateAndEndWithTheirCodes) {
   NEEDS_PLAIN_PYTHON();
@@ -48,7 +28,7 @@ TEST_F(LanguageRunTest, BlocksKeepTheirStateAndEndWithTheirCodes) {
   EXPECT_EQ(Run("print(1"), kNoPython);
   EXPECT_EQ(Run("print('err', file=sys.stderr); sys.exit(x + 2)"), 22);
   EXPECT_EQ(Run("sys.exit()"), 0);
-  EXPECT_EQ(Run(kOnMainThread), 0);
+  EXPECT_EQ(Run("import os, threading\nsys.exit(threading.get_native_id() == os.getpid())"), 0);
   EXPECT_EQ(Run(""), 0);
   const std::string printed = Printed();
   EXPECT_TRUE(printed.starts_with("oneTraceback (most recent call last):\n  File \"<block 2>\", line 1, in "))
@@ -57,46 +37,20 @@ TEST_F(LanguageRunTest, BlocksKeepTheirStateAndEndWithTheirCodes) {
   EXPECT_TRUE(printed.ends_with("SyntaxError: '(' was never closed\nerr\n")) << printed;
 }
 
-TEST_F(LanguageRunTest, BlockUsesTheClientInterfaceOnALevelOfItsOwn) {
-  NEEDS_PLAIN_PYTHON();
-  Start();
-  EXPECT_EQ(Run("import vexaxd\n"
-                "hot = [case['Day'] for case in vexaxd.cases('Temp', 'Day') if case['Temp'] > 96]\n"
-                "print(vexaxd.GetVariableName(3), vexaxd.GetNestDepth(), vexaxd.IsXDriven(), hot)"),
-            0);
-  EXPECT_EQ(Printed(), "Temp 1 False [28.0]\n");
-  int depth = -1;
-  EXPECT_EQ(Failed({GetNestDepth(&depth), depth}), "");
-}
-
-TEST_F(LanguageRunTest, BlocksOfABlockRunWithinIt) {
+TEST_F(LanguageRunTest, BlocksUseTheClientInterfaceEachOnALevelOfItsOwn) {
   NEEDS_PLAIN_PYTHON();
   Start();
   EXPECT_EQ(Run("import vexaxd, sys\n"
+                "hot = [case['Day'] for case in vexaxd.cases('Temp', 'Day') if case['Temp'] > 96]\n"
+                "print(vexaxd.GetVariableName(3), vexaxd.GetNestDepth(), vexaxd.IsXDriven(), hot)\n"
                 "def block(lines): return 'LANGUAGE PYTHON.\\n' + lines + '\\nEND LANGUAGE.'\n"
                 "try: vexaxd.Submit(block('print(vexaxd.GetNestDepth()); sys.exit(5)'))\n"
                 "except vexaxd.Error as error: print('code', error.code)\n"
                 "print(vexaxd.GetNestDepth())"),
             0);
-  EXPECT_EQ(Printed(), "2\ncode 5\n1\n");
-}
-
-TEST_F(LanguageRunTest, MainThreadRunsTheBlocksWhereTheConfigurationSaysSo) {
-  NEEDS_PLAIN_PYTHON();
-  UseHomeWith("STARTX_MAIN_THREAD=true");
-  Start();
-  EXPECT_EQ(Run(kOnMainThread), 1);
-  EXPECT_EQ(Run("raise SystemExit(9)"), 9);
-}
-
-TEST_F(LanguageRunTest, WhatCannotRunSaysSo) {
-  NEEDS_PLAIN_PYTHON();
-  UseHomeWith("PYTHON_LIBRARY=libnone.so");
-  Start();
-  EXPECT_EQ(Run("x = 1"), 3003);
-  const auto submit = [](const char* text) { return Submit(text, static_cast<int>(std::strlen(text))); };
-  EXPECT_EQ(submit("LANGUAGE COBOL.\nEND LANGUAGE."), 2049);
-  EXPECT_EQ(submit("LANGUAGE PYTHON.\nx = 1"), 2046);
+  EXPECT_EQ(Printed(), "Temp 1 False [28.0]\n2\ncode 5\n1\n");
+  int depth = -1;
+  EXPECT_EQ(Failed({GetNestDepth(&depth), depth}), "");
 }
 
 // Where a process dies in a block that it runs itself, and where it is killed between two.
@@ -113,15 +67,6 @@ TEST_F(LanguageRunTest, LanguageThatDiedIsStartedAnew) {
   ASSERT_TRUE(Comes([&] { return HasEnded(language); }));
   EXPECT_EQ(Run("print('anew')"), 0);
   EXPECT_TRUE(Printed().ends_with(note + "anew\n"));
-}
-
-TEST_F(LanguageRunTest, EngineThatDiesInABlockTakesTheLanguageAlong) {
-  NEEDS_PLAIN_PYTHON();
-  Start();
-  EXPECT_EQ(Run("import os, signal, time\nos.kill(os.getppid(), signal.SIGKILL)\ntime.sleep(600)"),
-            kPeerClosed);
-  EXPECT_FALSE(IsBackendReady());
-  own_fifos = 2;  // those of this process go with it
 }
 
 TEST_F(LanguageRunTest, ExamplesShowBothWays) {

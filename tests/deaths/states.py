@@ -162,7 +162,7 @@ def in_block(path, does="sit"):
         if does == "call":
             cell.freeze("backend")
         if does != "sit":
-            cell.sends(PROCESSES.get(path, "driver"), REQUEST, pathlib.Path(cell.go).touch)
+            cell.sends(PROCESSES.get(path[-1], "driver"), REQUEST, pathlib.Path(cell.go).touch)
 
     return enter
 
@@ -237,6 +237,9 @@ def table():
     for path in sorted(set(map("".join, paths)), key=lambda path: (len(path), "D" in path)):
         processes = [PROCESSES.get(letter) for letter in path]
         state("nested " + ">".join(path), processes, in_block(path), path, "D" in path, path in some)
+    # The innermost block is in the process of an outer one, or calls from the driver, which cannot be ended.
+    states.append(State("nested P>R>P", ["R"], in_block("PRP"), "R", False, True))
+    states.append(State("callback of PYTHON in the driver within R", ["R"], in_block("RD", "call"), "R", True, True))
     return states
 
 

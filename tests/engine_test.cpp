@@ -1,7 +1,7 @@
 // End to end: the staged home's practice engine, started by StartVexa in the real way.
 
 #include "session.h"
-#include "support/block_run.h"
+#include "support/session_test.h"
 
 namespace {
 

@@ -63,7 +63,7 @@ def block(cell, letter, does, text=""):
     told = {"text": text, "quoted": json.dumps(text), "encoded": base64.b64encode(text.encode()).decode()}
     lines = LINES[letter][does].format(**told, reached=cell.reached, go=cell.go, answered=cell.answered)
     if letter == "J":
-        lines = f'Sitting /JARS="{cell.walk.jar}"\n{lines}'
+        lines = f'PlayedExtension /JARS="{cell.walk.jar}"\n{lines}'
     return f"LANGUAGE {LANGUAGES[letter]}.\n{lines}\nEND LANGUAGE.\n"
 
 
@@ -171,7 +171,7 @@ def connecting(cell):
     """Java is up, and looks for the class in a jar that does not come."""
     cell.start()
     os.mkfifo(cell.gate)
-    text = f'LANGUAGE JAVAEXTENSION.\nSitting /JARS="{cell.gate}"\ncount\nEND LANGUAGE.\n'
+    text = f'LANGUAGE JAVAEXTENSION.\nPlayedExtension /JARS="{cell.gate}"\ncount\nEND LANGUAGE.\n'
     cell.begin(f"vexaxd.Submit({text!r})")
     cell.await_at_gate()
 

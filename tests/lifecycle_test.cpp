@@ -133,6 +133,14 @@ TEST_F(Lifecycle, OptionsAreTakenOutOfTheCommandLine) {
   }
 }
 
+TEST_F(Lifecycle, BackendThatDiesBeforeTheFirstRequest) {
+  Install(kOpens + kGoodReport + "sleep 2\n");
+  int code = -1;
+  ASSERT_EQ(StartVexa(nullptr), 0);
+  GetVariableCount(&code);  // nobody ever opened the other end of the requests
+  EXPECT_EQ(code, 99103);
+}
+
 TEST_F(Lifecycle, StopAsksInOrderAndResetsTheSession) {
   ScriptedPeer peer(PeerPrefix(temp));
   SetVexaRunning(true);

@@ -75,6 +75,7 @@ TEST_F(OutputTest, EveryKindOfCategoryCellAndFootnoteIsReadBack) {
   EXPECT_EQ(Find("//cell/text()") + Find("//footnote/@mark"), "37.2%|cell|t|2.00|b|2026-11-22|a|b|c|d|e|f|");
   EXPECT_EQ(Find("//cell[at/@category='One']/@value") + Find("//procedure/footnote/text()"),
             "2|procedure's|");
+  EXPECT_EQ(Find("//cell/@kind"), "number|string|variableName|variableValue|variableValue|date|");
   EXPECT_EQ(Find("//@minWidth") + Find("//@maxWidth"), "15|");
   const std::string text = ReadFile(output + ".txt");
   EXPECT_NE(text.find(R"(

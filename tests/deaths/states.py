@@ -56,6 +56,7 @@ LINES["D"] = {
     **LINES["P"],
     "sit": "import os, time\nopen({reached!r}, 'x').close()\nwhile not os.path.exists({go!r}): time.sleep(0.005)",
     "call": LINES["P"]["call"].replace("vexaxd.Get", "try: vexaxd.Get") + "\nfinally: open({answered!r}, 'x').close()",
+    "calls": "import vexaxd\nopen({reached!r}, 'x').close()\nwhile True: vexaxd.GetRowCount()",
 }
 
 
@@ -239,7 +240,7 @@ def table():
         state("nested " + ">".join(path), processes, in_block(path), path, "D" in path, path in some)
     # The innermost block is in the process of an outer one, or calls from the driver, which cannot be ended.
     states.append(State("nested P>R>P", ["R"], in_block("PRP"), "R", False, True))
-    states.append(State("callback of PYTHON in the driver within R", ["R"], in_block("RD", "call"), "R", True, True))
+    states.append(State("callbacks of PYTHON in the driver within R", ["R"], in_block("RD", "calls"), "R", True, True))
     return states
 
 

@@ -158,25 +158,14 @@ TEST_F(CursorTest, AValueIsRefusedByItsIndexAndItsType) {
 
 // --- Without a cursor of the client's ---
 
-TEST_F(CursorTest, WithoutACursorTheBackendIsAskedForEachValue) {
-  double number = 7.0;
+TEST_F(CursorTest, WithoutACursorATextIsCutToItsRoomOrFilledUp) {
   char buffer[] = "#########", *text = buffer;
-  peer.Expects(27).Answers(Error{67});
-  EXPECT_EQ(NextCase(), 67);
-  peer.Expects(25, Longs{3}).Answers(Longs{1}, Doubles{1.5});
-  EXPECT_EQ(GetNumericValue(3, &number, &missing), 0);
-  EXPECT_EQ(number, 1.5);
-  EXPECT_EQ(missing, 1);
   for (const auto& [length, written] :
        {std::pair{3, std::string("abc######")}, {8, std::string("abcde\0\0\0#", 9)}}) {
     peer.Expects(26, Longs{4, length}).Answers(Longs{0}, Strings{"abcde"});
     EXPECT_EQ(GetStringValue(4, &text, length, &missing), 0);
     EXPECT_EQ(std::string(buffer, 9), written);
-    EXPECT_EQ(missing, 0);
   }
-  peer.Expects(25, Longs{3}).Answers(Error{24}, Longs{2}, Doubles{2.5});
-  EXPECT_EQ(GetNumericValue(3, &number, &missing), 24);
-  EXPECT_EQ(number, 1.5);
 }
 
 TEST_F(CursorTest, TheCursorGoesWhateverTheBackendSays) {
@@ -271,9 +260,6 @@ TEST_F(CaseCommit, OfManyCasesTakesTheBlockAndDropsTheGatheredValues) {
 TEST_F(CaseCommit, OfPendingCellsDropsThemWhateverTheCode) {
   dataVec.Append({"d", 1, 2, 0, 1.5, ""});
   dataVec.Append({"e", 3, 4, 1, 0.0, "x"});
-  SetVexaRunning(false);
-  EXPECT_EQ(CommitDataSet(), kDown);
-  SetVexaRunning(true);
   peer.Expects(228, Records{{"d", 1, 2, 0, 1.5, ""}, {"e", 3, 4, 1, 0.0, "x"}}).Answers(Error{kRefused});
   EXPECT_EQ(CommitDataSet(), kRefused);
   EXPECT_EQ(dataVec.Count(), 0u);
@@ -283,20 +269,14 @@ TEST_F(CaseCommit, OfPendingCellsDropsThemWhateverTheCode) {
   EXPECT_EQ(dataVec.Count(), 0u);
 }
 
-TEST_F(CaseCommit, GathersNothingWithoutABackendOrPastTheCursorsEnd) {
-  SetVexaRunning(false);
-  EXPECT_EQ(SetValueNumeric("n", 1.5), kDown);
-  EXPECT_EQ(SetValueChar("s", "x", 1), kDown);
-  SetVexaRunning(true);
+TEST_F(CaseCommit, KeepsNothingPastTheCursorsEnd) {
   for (const auto& [end, action] : {std::pair{&RemoveCaseCursor, 28}, {&ResetDataPass, 120}}) {
-    peer.Expects(93).Answers();
-    EXPECT_EQ(CommitNewCase(), 0);
     SetValueNumeric("n", 1.5);
     peer.Expects(action).Answers();
     EXPECT_EQ(end(), 0);
+    peer.Expects(93).Answers();
+    EXPECT_EQ(CommitNewCase(), 0);
   }
-  peer.Expects(93).Answers();
-  EXPECT_EQ(CommitNewCase(), 0);
 }
 
 }  // namespace

@@ -161,15 +161,6 @@ TEST_F(CellAccess, ARowOutsideTheBatchOrAnotherDatasetIsFetched) {
 }
 
 TEST_F(CellAccess, AFetchWithoutABackendIsRefusedAndKeepsTheBatch) {
-  long row = 5;
-  SetVexaRunning(false);
-  EXPECT_EQ(Number(4, 0), 0.0);
-  EXPECT_EQ(std::exchange(error, -1), kDown);
-  EXPECT_EQ(GetCCellValueOptimize("d", 4, 0, &missing, &error), nullptr);
-  GetRowList("d", 4, 0, &row, &row, &row, &error);
-  EXPECT_TRUE(error == kDown && row == 5);
-  EXPECT_EQ(GetNCellValueCache("d", 4, 0, &missing, &error), 0.0) << "there is no batch at all";
-  SetVexaRunning(true);
   ExpectsFetch("d", 0, 4);
   Number(4, 0);
   SetVexaRunning(false);

@@ -6,7 +6,7 @@
 #include "column_description.h"
 #include "session.h"
 #include "support/arrow_builder.h"
-#include "support/block_run.h"
+#include "support/session_test.h"
 
 namespace {
 

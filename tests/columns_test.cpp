@@ -2,7 +2,7 @@
 #include "support/columns.h"
 
 #include "session.h"
-#include "support/block_run.h"
+#include "support/session_test.h"
 #include "support/data_step.h"
 
 namespace {

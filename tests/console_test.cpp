@@ -108,33 +108,6 @@ TEST_F(ConsoleProgram, EndsWithItsWindowAndWithItsPeer) {
   }
 }
 
-// One process stands for the language, and starts another one that stands for the terminal.
-TEST_F(ConsoleProgram, EndsWithTheLanguageWhileItComesUpAndRemovesTheFifosOfBoth) {
-  const std::string program = kHome + "/bin/RConsole", path = sandbox.path() + "/", id = ProcessIdText();
-  int alive[2];
-  ASSERT_EQ(pipe(alive), 0);
-  Process language([&] {
-    XPipes own(path + id + "RConsole0");
-    EXPECT_EQ(own.GetSyntaxResultPipe()->CreatePipe(), 0);
-    if (fork() == 0) {
-      if (forkpty(&terminal, nullptr, nullptr, nullptr) == 0) {
-        execl(program.c_str(), program.c_str(), path.c_str(), id.c_str(), "RConsole", "", "", nullptr);
-        _exit(255);
-      }
-      wait(nullptr), _exit(0);
-    }
-    return pause();
-  });
-  EXPECT_TRUE(Appears(path + id + "RConsole0syntax"));
-  const auto start = Clock::now();
-  language.Kill();
-  close(alive[1]);
-  char byte;
-  EXPECT_EQ(read(alive[0], &byte, 1), 0) << "all of them have ended";
-  close(alive[0]);
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
-}
-
 // --- The window ---
 
 class Display {

@@ -169,7 +169,6 @@ TEST_F(EngineRequests, RefusalsHaveTheirCodes) {
       {kReady, {kGoodbye}, {}, 0},
       {kName, {}, {}, kBadRequest},
       {kName, {-1}, {}, kIndex},
-      {kName, {3}, {}, kIndex},
       {kMakeCursor, {}, {"x"}, 2015},
       {kVarAttribute, {0}, {"a", "colour", "red"}, 0},
       {kVarAttribute, {1}, {"a", "colour", "blue"}, 0},
@@ -191,30 +190,6 @@ TEST_F(EngineRequests, RefusalsHaveTheirCodes) {
   }
   EXPECT_EQ(driver.Ask(99, Longs{0}, Strings{"colour"}).strings, (Texts{"red", "blue"}));
   EXPECT_EQ(driver.Ask(96, Longs{0}).strings, Texts{"colour"});
-}
-
-TEST_F(EngineRequests, TablesSayWhatTheyWereToldAndNoMore) {
-  const RawDriver driver(Data(files));
-  const Strings table{"o", "t", "title"};
-  const Strings dimension{"o", "t", "title", "d"};
-  const Longs at{0, 0, 0, 0, 0};
-  driver.Ask(35, table, Longs{0});
-  driver.Ask(44, dimension, at);
-  EXPECT_EQ(driver.Ask(63, Strings{"o", "t", "title", "d", "x"}, at).error, 0);
-  const Longs variable{0, 0, 0, 0, 0, 1};
-  EXPECT_EQ(driver.Ask(70, dimension, variable).error, 0);  // the name of b, and then a text in its place
-  const auto xml = [&] {
-    driver.Ask(14, Strings{"h"});
-    const auto found = driver.Ask(16, Strings{"h", "", "//pivotTable"}).strings;
-    return found.empty() ? std::string() : found[0];
-  };
-  EXPECT_NE(xml().find("<cell kind=\"variableName\" variable=\"b\">"), std::string::npos) << xml();
-  EXPECT_EQ(driver.Ask(69, Strings{"o", "t", "title", "d", "said"}, at).error, 0);
-  EXPECT_NE(xml().find("<cell kind=\"string\" value=\"said\">"), std::string::npos) << xml();
-  EXPECT_EQ(xml().find("Width"), std::string::npos) << xml();
-  driver.Ask(42, table, Longs{0, 5});
-  driver.Ask(43, table, Longs{0, 9});
-  EXPECT_NE(xml().find("minWidth=\"5\" maxWidth=\"9\""), std::string::npos) << xml();
 }
 
 TEST_F(EngineRequests, QueuedOnesAreAnsweredInTurn) {
@@ -286,6 +261,7 @@ TEST_F(EngineRequests, ReasonsNameWhatIsWrong) {
        {},
        {"LANGUAGE COBOL.\nEND LANGUAGE."},
        "COBOL: it is not among the languages of " VEXA_STAGED_HOME "/bin/vexadxcfg.ini"},
+      {kSubmit, {}, {"LANGUAGE PYTHON.\nx = 1"}, "LANGUAGE PYTHON.: there is no line END LANGUAGE."},
   };
   for (const auto& c : cases)
     EXPECT_EQ(driver.Ask(c.action, Longs(c.longs), Strings(c.texts)).strings, Texts{c.reason});

@@ -99,13 +99,6 @@ TEST_F(Lifecycle, MissingLauncherIsNamedOnStandardOutput) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "No " + home.path() + "/bin/StartXD file exists\n");
 }
 
-TEST_F(Lifecycle, MissingTempDirectoryEndsTheStart) {
-  Install(kOpens + kGoodReport + "exec sleep 30\n");
-  SetEnvironment("VEXADXTEMP", (temp.path() + "/none").c_str());
-  EXPECT_NE(StartVexa(nullptr), 0);
-  EXPECT_FALSE(HasChildren());
-}
-
 TEST_F(Lifecycle, BackendGetsArgumentsAndAnEnvironmentOfItsOwn) {
   Install("#!/bin/sh\n{ printf '%s|' \"$@\"; tr '\\0' '\\n' < /proc/$$/environ; } > \"$VEXA_HOME/dump\"\n");
   SetEnvironment("SHELL", nullptr);
@@ -138,21 +131,6 @@ TEST_F(Lifecycle, OptionsAreTakenOutOfTheCommandLine) {
     EXPECT_EQ(StartVexa(given.c_str()), 99107);
     EXPECT_EQ(Dump(), "R|" + rest) << given;
   }
-}
-
-TEST_F(Lifecycle, BackendKilledInTheMiddleOfAReply) {
-  // The reply says 9000 bytes and code 0, and ends behind its header.
-  Install(kOpens + kGoodReport + "head -c 52 < \"${fifo}xdapi\" > /dev/null\n" +
-          Octal("\x28\x23\0\0\x08\0\0\0\0\0\0\0"s) + " >&3\nkill -9 $$\n");
-  int code = -1;
-  ASSERT_EQ(StartVexa(nullptr), 0);
-  for (int again = 0; again < 2; ++again) {
-    EXPECT_EQ(GetRowCount(&code), -1);
-    EXPECT_EQ(code, 99103) << "a half answer is none, whatever its header says";
-  }
-  // Its end of the fifo closes a moment before it can be reaped.
-  while (HasChildren()) EXPECT_FALSE(IsBackendReady());
-  EXPECT_FALSE(isVexaRunning);
 }
 
 TEST_F(Lifecycle, BackendThatDiesBeforeTheFirstRequest) {

@@ -1,6 +1,6 @@
 // End to end: what a program submits, posts and builds, as the practice engine shows it and answers about it.
 
-#include "support/block_run.h"
+#include "support/session_test.h"
 
 namespace {
 
@@ -54,7 +54,8 @@ TEST_F(OutputTest, EveryKindOfCategoryCellAndFootnoteIsReadBack) {
   StartTable();
   EXPECT_EQ(Failed({On(kColumns, AddStringCategory, "Value"), SetFormatSpecPercent()}), "");
   EXPECT_EQ(Failed({On(kRows, AddNumberCategory, 0.5), On(kRows, SetNumberCell, 37.25)}), "");
-  EXPECT_EQ(Failed({On(kRows, AddStringCategory, "text"), On(kRows, SetStringCell, "cell")}), "");
+  EXPECT_EQ(Failed({On(kRows, AddStringCategory, "text"), On(kRows, SetVarNameCell, 2)}), "");
+  EXPECT_EQ(On(kRows, SetStringCell, "cell"), 0) << "in the place of the name";
   EXPECT_EQ(Failed({On(kRows, AddVarNameCategory, 0), On(kRows, SetVarNameCell, 2)}), "");
   EXPECT_EQ(Failed({On(kRows, AddVarValueDoubleCategory, 1, 1.0), On(kRows, SetVarValueDoubleCell, 1, 2.0)}),
             "");
@@ -74,6 +75,8 @@ TEST_F(OutputTest, EveryKindOfCategoryCellAndFootnoteIsReadBack) {
   EXPECT_EQ(Find("//cell/text()") + Find("//footnote/@mark"), "37.2%|cell|t|2.00|b|2026-11-22|a|b|c|d|e|f|");
   EXPECT_EQ(Find("//cell[at/@category='One']/@value") + Find("//procedure/footnote/text()"),
             "2|procedure's|");
+  EXPECT_EQ(Find("//cell/@kind"), "number|string|variableName|variableValue|variableValue|date|");
+  EXPECT_EQ(Find("//@minWidth") + Find("//@maxWidth"), "15|");
   const std::string text = ReadFile(output + ".txt");
   EXPECT_NE(text.find(R"(
 Title [b]

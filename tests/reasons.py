@@ -24,6 +24,7 @@ except vexaxd.Error as error:
 
 START = "print(vexaxd.GetVariableCount())"
 RUN_PYTHON = f'vexaxd.Submit("{BLOCK.format("PYTHON", "1/0")}")'
+RUN_ON_MAIN = BLOCK.format("PYTHON", "import os, threading, sys\\nsys.exit(9 * (threading.get_native_id() == os.getpid()))")
 RUN_R = f'vexaxd.Submit("{BLOCK.format("R", "1")}")'
 RUN_JAVA = f'vexaxd.Submit("{BLOCK.format("JAVAEXTENSION", "None")}")'
 
@@ -89,6 +90,7 @@ class Reasons(unittest.TestCase):
             (remove("lib/libvexapython.so"), RUN_PYTHON, {"language": "PYTHON"}, "~/lib/libvexapython.so cannot be loaded"),
             (configure("LIB_NAME=", "NO_NAME="), RUN_PYTHON, {}, "(99118): ", "[PYTHON] of ~/bin/vexadxcfg.ini has no LIB_N"),
             (configure("[PYTHON]\n", "[PYTHON]\nPYTHON_LIBRARY=none.so\n"), RUN_PYTHON, {}, "(3003): ", "loaded: none.so:"),
+            (configure("[PYTHON]\n", "[PYTHON]\nSTARTX_MAIN_THREAD=true\n"), f'vexaxd.Submit("{RUN_ON_MAIN}")', {}, "(9)"),
             (configure("X=PYTHON", "X=COBOL"), RUN_PYTHON, {}, "not among the languages of ~/bin/vexadxcfg.ini"),
             (configure("/usr/lib/R\n", "/none\n"), RUN_R, {}, "R: /none/bin/R is not there"),
             (speak("lib/R/bin/R", "echo no libR >&2; exit 3"), RUN_R, {}, "bin/R ended with status 3; it wrote: no libR"),

@@ -35,26 +35,17 @@ class Walk:
     def __init__(self, home, within):
         self.home, self.within, self.display, self.display_server = pathlib.Path(home).resolve(), within, "", None
         self.directory = tempfile.mkdtemp(prefix="vexa_deaths_")
-        self.wide, self.jar = f"{self.directory}/wide.csv", f"{self.directory}/Sitting.jar"
+        self.wide, self.jar = f"{self.directory}/wide.csv", self.home.parent / "tests/PlayedExtension.jar"
         with open(self.wide, "w", encoding="ascii") as file:  # 30,000 cases of more than 1,000 bytes
             file.write("id,text\n1," + "x" * 1000 + "\n" + "".join(f"{case},x\n" for case in range(2, 30001)))
         told = re.search(r"^\[R\][^[]*?^HOME=(.*)", (self.home / "bin/vexadxcfg.ini").read_text(), re.M)
         self.r_home, self.missing = told and told[1], {}
         if not self.r_home:
             self.missing["R"] = "R"
-        if not self._compile():
+        if not self.jar.exists():
             self.missing["J"] = "Java"
         if not (os.path.exists("/usr/bin/xterm") and shutil.which("Xvfb") and self._open_display()):
             self.missing["X"] = "a display (xterm, Xvfb)"
-
-    def _compile(self):
-        tools, interface = self.home / "JRE/bin", self.home / "bin/vexajavaplugin.jar"
-        if not (tools / "javac").exists() or not interface.exists():
-            return False
-        source = pathlib.Path(__file__).with_name("Sitting.java")
-        subprocess.run([tools / "javac", "-cp", interface, "-d", self.directory, source], check=True)
-        subprocess.run([tools / "jar", "-cf", self.jar, "-C", self.directory, "Sitting.class"], check=True)
-        return True
 
     def _open_display(self):
         told, number = os.pipe()

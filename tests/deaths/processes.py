@@ -27,6 +27,11 @@ def state(pid):
     return _read(pid, "stat").rpartition(b") ")[2][:1].decode()
 
 
+def ended(pid):
+    """Whether it is dead with all its threads, reaped or not."""
+    return state(pid) in ("", "Z") and len(_names(f"/proc/{pid}/task")) <= 1
+
+
 def parent(pid):
     told_behind_name = _read(pid, "stat").rpartition(b") ")[2].split()
     return int(told_behind_name[1]) if told_behind_name else 0

@@ -56,6 +56,7 @@ LINES["D"] = {
     **LINES["P"],
     "sit": "import os, time\nopen({reached!r}, 'x').close()\nwhile not os.path.exists({go!r}): time.sleep(0.005)",
     "call": LINES["P"]["call"].replace("vexaxd.Get", "try: vexaxd.Get") + "\nfinally: open({answered!r}, 'x').close()",
+    "calls": "import vexaxd\nopen({reached!r}, 'x').close()\nwhile True: vexaxd.GetRowCount()",
 }
 
 
@@ -63,7 +64,7 @@ def block(cell, letter, does, text=""):
     told = {"text": text, "quoted": json.dumps(text), "encoded": base64.b64encode(text.encode()).decode()}
     lines = LINES[letter][does].format(**told, reached=cell.reached, go=cell.go, answered=cell.answered)
     if letter == "J":
-        lines = f'Sitting /JARS="{cell.walk.jar}"\n{lines}'
+        lines = f'PlayedExtension /JARS="{cell.walk.jar}"\n{lines}'
     return f"LANGUAGE {LANGUAGES[letter]}.\n{lines}\nEND LANGUAGE.\n"
 
 
@@ -162,7 +163,7 @@ def in_block(path, does="sit"):
         if does == "call":
             cell.freeze("backend")
         if does != "sit":
-            cell.sends(PROCESSES.get(path, "driver"), REQUEST, pathlib.Path(cell.go).touch)
+            cell.sends(PROCESSES.get(path[-1], "driver"), REQUEST, pathlib.Path(cell.go).touch)
 
     return enter
 
@@ -171,7 +172,7 @@ def connecting(cell):
     """Java is up, and looks for the class in a jar that does not come."""
     cell.start()
     os.mkfifo(cell.gate)
-    text = f'LANGUAGE JAVAEXTENSION.\nSitting /JARS="{cell.gate}"\ncount\nEND LANGUAGE.\n'
+    text = f'LANGUAGE JAVAEXTENSION.\nPlayedExtension /JARS="{cell.gate}"\ncount\nEND LANGUAGE.\n'
     cell.begin(f"vexaxd.Submit({text!r})")
     cell.await_at_gate()
 
@@ -237,6 +238,9 @@ def table():
     for path in sorted(set(map("".join, paths)), key=lambda path: (len(path), "D" in path)):
         processes = [PROCESSES.get(letter) for letter in path]
         state("nested " + ">".join(path), processes, in_block(path), path, "D" in path, path in some)
+    # The innermost block is in the process of an outer one, or calls from the driver, which cannot be ended.
+    states.append(State("nested P>R>P", ["R"], in_block("PRP"), "R", False, True))
+    states.append(State("callbacks of PYTHON in the driver within R", ["R"], in_block("RD", "calls"), "R", True, True))
     return states
 
 

@@ -2,6 +2,10 @@ import com.kor.statistics.plugin.Command;
 import com.kor.statistics.plugin.Vexa;
 import com.kor.statistics.plugin.VexaException;
 import com.kor.statistics.plugin.VexaExtension;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.Base64;
 import java.util.List;
 
 /** Does what the first line of its block says. */
@@ -16,6 +20,17 @@ public final class PlayedExtension implements VexaExtension {
       }
       case "leave a thread" -> new Thread(PlayedExtension::sleep).start();
       case "fail" -> throw new IllegalStateException("on purpose");
+      case "sit" -> {
+        Files.createFile(Path.of(lines.get(1)));
+        sleep();
+      }
+      case "call" -> {
+        Files.createFile(Path.of(lines.get(1)));
+        while (!Files.exists(Path.of(lines.get(2)))) Thread.sleep(5);
+        Vexa.rowCount();
+      }
+      case "count" -> Vexa.rowCount();
+      case "submit" -> Vexa.submit(new String(Base64.getDecoder().decode(lines.get(1)), StandardCharsets.UTF_8));
       case "exit" -> System.exit(0);
       case "die" -> Runtime.getRuntime().exec(new String[] {"/bin/kill", "-9", "" + pid()}).waitFor();
       case "ask too much" -> Vexa.variableName(99);

@@ -11,13 +11,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
+
+#include "support/wire.h"
 
 class AnsweringPeer {
  public:
@@ -64,40 +64,15 @@ class AnsweringPeer {
     pollfd looks[] = {{requests_, POLLIN, 0}, {wake_, POLLIN, 0}};
     while (poll(looks, 2, -1) > 0 && looks[1].revents == 0) {
       const std::lock_guard lock(mutex_);
-      const std::string request = ReadFrame();
-      if (!request.empty() && !gone_) Reply(answer_(request));
+      if (poll(looks, 1, 0) == 0) continue;  // it was dropped meanwhile
+      const std::string request = ReadFrame(requests_, kPatience);
+      if (IsWhole(request) && !gone_) Reply(answer_(request));
     }
-  }
-  // Up to the end of the frame; empty when somebody else took it.
-  std::string ReadFrame() {
-    std::string frame(sizeof(std::int32_t), '\0');
-    for (std::size_t got = 0; got < frame.size();) {
-      const ssize_t count = read(requests_, frame.data() + got, frame.size() - got);
-      if (count <= 0 && got == 0) return "";
-      pollfd look = {requests_, POLLIN, 0};
-      if (count <= 0 && poll(&look, 1, kPatience) > 0) continue;
-      if (count <= 0) return "";
-      got += static_cast<std::size_t>(count);
-      if (got == sizeof(std::int32_t)) frame.resize(static_cast<std::size_t>(FirstWord(frame)));
-    }
-    return frame;
   }
   void Reply(const std::string& reply) {
     Open(kPatience);
-    for (std::size_t sent = 0; sent < reply.size() && replies_ != -1;) {
-      const ssize_t count = write(replies_, reply.data() + sent, reply.size() - sent);
-      pollfd look = {replies_, POLLOUT, 0};
-      if (count < 0 && poll(&look, 1, kPatience) > 0) continue;
-      if (count < 0) return HangUp();
-      sent += static_cast<std::size_t>(count);
-    }
-    if (reply.size() < sizeof(std::int32_t) || FirstWord(reply) > static_cast<std::int32_t>(reply.size()))
-      HangUp();
-  }
-  static std::int32_t FirstWord(const std::string& bytes) {
-    std::int32_t word = 0;
-    std::memcpy(&word, bytes.data(), sizeof word);
-    return word;
+    const bool sent = replies_ == -1 || WriteAll(replies_, reply, kPatience);
+    if (!sent || !IsWhole(reply)) HangUp();
   }
   // A client comes to its end behind its request. One that came later than a hang-up would wait for the next
   // writer.

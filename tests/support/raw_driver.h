@@ -26,21 +26,9 @@ class RawDriver {
   RawDriver& operator=(const RawDriver&) = delete;
   ~RawDriver() { End(); }
 
-  void Send(const std::string& bytes) const {
-    EXPECT_EQ(write(requests.Number(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  }
+  void Send(const std::string& bytes) const { EXPECT_TRUE(WriteAll(requests.Number(), bytes, 20000)); }
   Image Receive() const {
-    std::string frame;
-    for (std::int32_t length = 4; frame.size() < static_cast<std::size_t>(length);) {
-      char chunk[65536];
-      pollfd look = {replies.Number(), POLLIN, 0};
-      const std::size_t room = frame.size() < 4 ? 4 : static_cast<std::size_t>(length) - frame.size();
-      const ssize_t got = poll(&look, 1, 20000) > 0 ? read(look.fd, chunk, std::min(room, sizeof chunk)) : 0;
-      if (got <= 0) break;
-      frame.append(chunk, static_cast<std::size_t>(got));
-      if (frame.size() == 4) std::memcpy(&length, frame.data(), 4);
-    }
-    const auto image = Decode(frame);
+    const auto image = Decode(ReadFrame(replies.Number(), 20000));
     EXPECT_TRUE(image) << "no reply";
     return image.value_or(MakeImage(-1, Error{-1}));
   }

@@ -14,21 +14,6 @@ bool Ready(int fd, short event, int milliseconds) {
   return poll(&look, 1, milliseconds) > 0 && (look.revents & event) != 0;
 }
 
-// As much as comes in time, up to the end of the frame.
-std::string ReadFrame(int fd) {
-  std::string frame;
-  for (std::size_t wanted = sizeof(std::int32_t); frame.size() < wanted;) {
-    char chunk[65536];
-    const ssize_t got = Ready(fd, POLLIN, kDeadline) ? read(fd, chunk, sizeof chunk) : 0;
-    if (got <= 0) break;
-    frame.append(chunk, static_cast<std::size_t>(got));
-    std::int32_t length = 0;
-    if (frame.size() >= sizeof length) std::memcpy(&length, frame.data(), sizeof length);
-    if (length > 0) wanted = static_cast<std::size_t>(length);
-  }
-  return frame;
-}
-
 }  // namespace
 
 ScriptedPeer::ScriptedPeer(const std::string& prefix)
@@ -41,7 +26,7 @@ ScriptedPeer::ScriptedPeer(const std::string& prefix)
 
 ScriptedPeer::Step& ScriptedPeer::Expects(Image request) {
   const std::lock_guard lock(Step::mutex);
-  return steps_.emplace_back(Step{std::move(request), {}, false});
+  return steps_.emplace_back(Step{std::move(request), "", false});
 }
 
 void ScriptedPeer::Finish() {
@@ -73,7 +58,7 @@ void ScriptedPeer::Run() {
 }
 
 void ScriptedPeer::Serve() {
-  const std::string frame = ReadFrame(requests_);
+  const std::string frame = ReadFrame(requests_, kDeadline);
   const auto request = Decode(frame);
   if (!request) return HangUp("The request is no image: " + testing::PrintToString(frame));
   Step step;
@@ -84,10 +69,8 @@ void ScriptedPeer::Serve() {
     steps_.pop_front();
   }
   EXPECT_EQ(*request, step.request);
-  if ((!step.pieces.empty() || step.hangs_up) && !OpenReplies(kDeadline)) return HangUp("No reader");
-  for (const std::string& piece : step.pieces) {
-    if (!Write(piece)) return HangUp("The client does not read on");
-  }
+  if ((!step.answer.empty() || step.hangs_up) && !OpenReplies(kDeadline)) return HangUp("No reader");
+  if (!WriteAll(replies_, step.answer, kDeadline)) return HangUp("The client does not read on");
   if (step.hangs_up) HangUp();
 }
 
@@ -97,21 +80,6 @@ bool ScriptedPeer::OpenReplies(int tries) {
     if (replies_ == -1) poll(nullptr, 0, 1);
   }
   return replies_ != -1;
-}
-
-bool ScriptedPeer::Write(const std::string& piece) {
-  int unread = 1;
-  for (int tries = kDeadline; ioctl(replies_, FIONREAD, &unread) == 0 && unread != 0; --tries) {
-    if (tries == 0) return false;
-    poll(nullptr, 0, 1);
-  }
-  for (std::size_t sent = 0; sent < piece.size();) {
-    if (!Ready(replies_, POLLOUT, kDeadline)) return false;
-    const ssize_t count = write(replies_, piece.data() + sent, piece.size() - sent);
-    if (count <= 0) return false;
-    sent += static_cast<std::size_t>(count);
-  }
-  return true;
 }
 
 void ScriptedPeer::HangUp(const std::string& fault) {

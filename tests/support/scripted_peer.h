@@ -19,12 +19,8 @@ class ScriptedPeer {
   struct Step {
     template <class... Slots>
     Step& Answers(const Slots&... slots) {
-      return Sends({Encode(MakeImage(request.action, slots...))});
-    }
-    // Each piece is written once the one before has been read.
-    Step& Sends(std::vector<std::string> all) {
       const std::lock_guard lock(mutex);
-      pieces = std::move(all);
+      answer = Encode(MakeImage(request.action, slots...));
       return *this;
     }
     // Closes both fifos behind what is sent.
@@ -34,7 +30,7 @@ class ScriptedPeer {
     }
 
     Image request;
-    std::vector<std::string> pieces;
+    std::string answer;
     bool hangs_up = false;
     static inline std::mutex mutex;  // of all steps and their queues
   };
@@ -54,7 +50,6 @@ class ScriptedPeer {
   void Run();
   void Serve();
   bool OpenReplies(int tries);
-  bool Write(const std::string& piece);
   void HangUp(const std::string& fault = "");
 
   const std::string requests_name_, replies_name_;

@@ -51,6 +51,13 @@ struct Codec {
   }
 };
 
+// What the first word says, which is a part of the frame itself.
+std::size_t LengthOf(const std::string& frame) {
+  std::int32_t word = 0;
+  std::memcpy(&word, frame.data(), sizeof word);
+  return static_cast<std::size_t>(std::max<std::int32_t>(word, sizeof word));
+}
+
 }  // namespace
 
 std::string Encode(Image image) {
@@ -75,4 +82,33 @@ std::optional<Image> Decode(const std::string& bytes) try {
 std::ostream& operator<<(std::ostream& stream, const Image& image) {
   return stream << "action " << image.action << ", error " << image.error << ": "
                 << testing::PrintToString(Encode(image).substr(12));
+}
+
+std::string ReadFrame(int fd, int milliseconds) {
+  std::string frame(sizeof(std::int32_t), '\0');
+  std::size_t at = 0;
+  while (at < frame.size()) {
+    pollfd look = {fd, POLLIN, 0};
+    const ssize_t got = poll(&look, 1, milliseconds) > 0 ? read(fd, &frame[at], frame.size() - at) : 0;
+    if (got <= 0) break;
+    at += static_cast<std::size_t>(got);
+    if (at == sizeof(std::int32_t)) frame.resize(LengthOf(frame));
+  }
+  frame.resize(at);
+  return frame;
+}
+
+bool IsWhole(const std::string& frame) {
+  return frame.size() >= sizeof(std::int32_t) && LengthOf(frame) <= frame.size();
+}
+
+bool WriteAll(int fd, const std::string& bytes, int milliseconds) {
+  for (std::size_t sent = 0; sent < bytes.size();) {
+    pollfd look = {fd, POLLOUT, 0};
+    const bool ready = poll(&look, 1, milliseconds) > 0;
+    const ssize_t count = ready ? write(fd, bytes.data() + sent, bytes.size() - sent) : 0;
+    if (count <= 0) return false;
+    sent += static_cast<std::size_t>(count);
+  }
+  return true;
 }

@@ -38,6 +38,13 @@ std::optional<Image> Decode(const std::string& bytes);
 inline bool operator==(const Image& one, const Image& other) { return Encode(one) == Encode(other); }
 std::ostream& operator<<(std::ostream& stream, const Image& image);
 
+// The next frame from a descriptor, up to its end and no further; less when the next piece does not come in
+// time. Whether there is as much as the first word says.
+std::string ReadFrame(int fd, int milliseconds);
+bool IsWhole(const std::string& frame);
+// Whether all of it was taken, each piece in time.
+bool WriteAll(int fd, const std::string& bytes, int milliseconds);
+
 // The content of one slot: Longs{3}, Strings{"age"}, LongLists{{1, 2}, {3}}, Void{bytes}.
 template <auto Slot, class List>
 struct In {

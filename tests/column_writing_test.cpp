@@ -463,7 +463,7 @@ TEST_F(ColumnWritingTest, AStreamThatFailsOrAnEngineThatDiesGivesACodeAndRelease
   EXPECT_EQ(VexaAppendColumns("", Stream({long_one})), 99103) << VexaLastError();
   VexaSetProgress(nullptr, nullptr);
   EXPECT_NE(VexaAppendColumns("", Stream({some})), 0);
-  EXPECT_TRUE(Comes([] { return !IsBackendReady(); }));
+  EXPECT_TRUE(Await([] { return !IsBackendReady(); }));
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // The functions of com.kor.statistics.plugin.Native, each of them a call of the client interface or a few
-// that belong together. A code other than 0 becomes a VexaException with the name of the function that gave
-// it. Java lets one thread in at a time, and the Native class says who owns the byte arrays: Java does.
-#include <jni.h>
+// that belong together; those for columns are in vexaxd_jni_columns.cpp. Java lets one thread in at a time,
+// and the Native class says who owns the byte arrays: Java does.
+#include "vexaxd_jni.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,34 +26,33 @@ constexpr const char* kLanguage = "JAVAEXTENSION";
 constexpr int kDataEnded = 23, kSplitEnded = 67;
 
 bool opened = false;  // calls go through
+const char* why_closed = "there is no session";
 
-void Throw(JNIEnv* env, const char* function, int code) {
+}  // namespace
+
+void Throw(JNIEnv* env, const char* function, int code, const std::string& words) {
   const jclass type = env->FindClass("com/kor/statistics/plugin/VexaException");
   const jmethodID make =
       type != nullptr ? env->GetMethodID(type, "<init>", "(Ljava/lang/String;I[B)V") : nullptr;
-  const std::string told = code != CleXDErrorCode::kBackendNotRunning
-                               ? VexaLastError()
-                               : std::string(function) + ": the run is over (" + std::to_string(code) + ")";
   const jstring name = make != nullptr ? env->NewStringUTF(function) : nullptr;
-  const jsize length = static_cast<jsize>(told.size());
-  const jbyteArray words = name != nullptr ? env->NewByteArray(length) : nullptr;
-  if (words != nullptr)
-    env->SetByteArrayRegion(words, 0, length, reinterpret_cast<const jbyte*>(told.data()));
-  const jobject failure = words != nullptr ? env->NewObject(type, make, name, code, words) : nullptr;
+  const jbyteArray told = name != nullptr ? Bytes(env, words.c_str()) : nullptr;
+  const jobject failure = told != nullptr ? env->NewObject(type, make, name, code, told) : nullptr;
   if (failure != nullptr) env->Throw(static_cast<jthrowable>(failure));
 }
 
 bool Ready(JNIEnv* env, const char* function) {
-  if (!opened) Throw(env, function, CleXDErrorCode::kBackendNotRunning);
+  constexpr int kCode = CleXDErrorCode::kBackendNotRunning;
+  if (!opened)
+    Throw(env, function, kCode,
+          std::string(function) + ": " + why_closed + " (" + std::to_string(kCode) + ")");
   return opened;
 }
 
 bool Good(JNIEnv* env, const char* function, int code) {
-  if (code != 0) Throw(env, function, code);
+  if (code != 0) Throw(env, function, code, VexaLastError());
   return code == 0;
 }
 
-// The bytes of an array that ends in a zero.
 std::string Text(JNIEnv* env, jbyteArray array) {
   const jsize length = env->GetArrayLength(array);
   std::string text(static_cast<std::size_t>(length), '\0');
@@ -67,6 +67,8 @@ jbyteArray Bytes(JNIEnv* env, const char* text) {
   if (array != nullptr) env->SetByteArrayRegion(array, 0, length, reinterpret_cast<const jbyte*>(text));
   return array;
 }
+
+namespace {
 
 // An extension may compute for hours: it goes with the backend, whatever it is busy with.
 void EndWithBackend(Starter backend) {
@@ -102,13 +104,18 @@ int Open(const std::string& application) {
 }
 
 void JavaOpen(JNIEnv* env, jclass, jbyteArray application) {
-  opened = Good(env, "InitXProcess", Open(Text(env, application)));
+  const int code = Open(Text(env, application));
+  opened = code == 0;
+  if (!opened)
+    Throw(env, "InitXProcess", code,
+          "InitXProcess: there is no backend to connect with (" + std::to_string(code) + ")");
 }
 
 void JavaClose(JNIEnv* env, jclass, jboolean done) {
   if (done && Ready(env, "StopReceiveXdApiThread"))
     Good(env, "StopReceiveXdApiThread", StopReceiveXdApiThread());
   opened = false;
+  why_closed = "the run is over";
 }
 
 jint VariableCount(JNIEnv* env, jclass) {
@@ -226,11 +233,6 @@ void Cell(JNIEnv* env, jclass, jbyteArray outline, jbyteArray type, jbyteArray t
   Good(env, "SetNumberCell", table.Of(SetNumberCell, across, 1, value));
 }
 
-template <class Function>
-JNINativeMethod Method(const char* name, const char* signature, Function* function) {
-  return {const_cast<char*>(name), const_cast<char*>(signature), reinterpret_cast<void*>(function)};
-}
-
 }  // namespace
 
 extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* machine, void*) {
@@ -257,5 +259,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* machine, void*) {
   if (machine->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_10) != JNI_OK) return JNI_ERR;
   const jclass natives = env->FindClass("com/kor/statistics/plugin/Native");
   if (natives == nullptr || env->RegisterNatives(natives, methods, std::size(methods)) != 0) return JNI_ERR;
+  const auto columns = ColumnMethods();
+  if (env->RegisterNatives(natives, columns.data(), static_cast<jint>(columns.size())) != 0) return JNI_ERR;
   return JNI_VERSION_10;
 }

@@ -19,6 +19,11 @@ public final class PlayedExtension implements VexaExtension {
         System.out.print("on " + Vexa.variableName(3) + " of " + Vexa.rowCount());
       }
       case "leave a thread" -> new Thread(PlayedExtension::sleep).start();
+      case "columns" -> {
+        PlayedColumns.beRefused();
+        PlayedColumns.play();
+      }
+      case "sleep" -> sleep();
       case "fail" -> throw new IllegalStateException("on purpose");
       case "sit" -> {
         Files.createFile(Path.of(lines.get(1)));

@@ -52,6 +52,18 @@ final class Native {
   static synchronized native void cell(
       byte[] outline, byte[] type, byte[] title, byte[] rows, byte[] row, byte[] columns, byte[] column, double value);
 
+  /**
+   * Reads variables, or all where that is null, of a dataset, or of the active one where that is null.
+   *
+   * @return for each its name, without a zero behind, and either a double[], or the bytes of all texts and an int[] with
+   *     the end of each, whose complement stands there for null. With labels, these are the texts, and an int[] with the
+   *     place of each case's, or -1, is the fourth.
+   */
+  static synchronized native Object[][] readColumns(byte[] dataset, byte[][] variables, boolean labels);
+
+  /** Appends, adds, replaces or creates (0 to 3) columns, each in the form that {@link ColumnValues#of} gives. */
+  static synchronized native void writeColumns(int way, byte[] dataset, byte[][] names, Object[][] columns, int rows);
+
   static byte[] utf8(String text) {
     byte[] bytes = text.getBytes(StandardCharsets.UTF_8);
     return Arrays.copyOf(bytes, bytes.length + 1);

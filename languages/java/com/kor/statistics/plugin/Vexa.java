@@ -45,6 +45,16 @@ public final class Vexa {
     return new Cases();
   }
 
+  /** The active dataset as columns. No walk over the cases may be open while they are read. */
+  public static Columns columns() {
+    return new Columns(null);
+  }
+
+  /** A dataset as columns. */
+  public static Columns columns(String dataset) {
+    return new Columns(dataset);
+  }
+
   /** Puts text into the output as it is, without a line end. */
   public static void post(String text) {
     Native.post(Native.utf8(text));

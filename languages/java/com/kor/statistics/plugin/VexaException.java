@@ -18,7 +18,10 @@ public final class VexaException extends RuntimeException {
     return function;
   }
 
-  /** Its code, for instance 10 for an index out of range and 24 for a wrong type; 17 when the run is over. */
+  /**
+   * Its code, for instance 10 for an index out of range and 24 for a wrong type; 17 when the run or the session is over.
+   * Columns that break off while they are read give the system's number of the error.
+   */
   public int code() {
     return code;
   }

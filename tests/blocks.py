@@ -245,6 +245,55 @@ class Java(Blocks):
                          "   6  wind\n   4  the\n   3  clear\n   3  light\n   3  rain\n"
                          "44 words, 23 of them different, in 7 cases\n")  # fmt: skip
 
+    def small_data(self):
+        """Three cases, with user-missing values and a label."""
+        path = self.files / "small.csv"
+        path.write_text("code,word\n1,four\n2,b\n9,x\n")
+        path.with_name("small.csv.vars").write_text(
+            'variable code\n  value 1 "one"\n  missing 9\nvariable word\n  missing "x"\n'
+        )
+        return path
+
+    columns = """code[1.0, 2.0, NaN] word[four, b, null] 
+[one, 2, null][four, b, null]
+twice[2.0, 4.0, NaN] word[n\u00e9, \U0001d11e, ] 
+doubles[0.1, NaN, NaN] ints[-2.147483648E9, 7.0, 8.0] longs[4.6116860184273879E18, -9.223372036854776E18, NaN] \
+flags[1.0, 0.0, NaN] texts[\U0001d11e\u00e9, , z] list[NaN, 5.0, NaN] words[, a longer one, ] nothing[NaN, NaN, NaN] 
+none[] 
+0
+"""
+
+    def test_an_extension_has_columns(self):
+        vexaxd.StopVexa()
+        vexaxd.StartVexa(f"-data {self.small_data()}")
+        self.assertEqual(self.run_block(self.played + "columns"), 0)
+        self.assertEqual(self.printed(), """column 'a': row 1: no double is 9223372036854775807
+column 'b': row 1: no number, but java.lang.String
+column 'c': row 1: no text, but java.lang.Integer
+column 'd': neither numbers nor texts, but float[]
+column 'e': row 0: half a character
+10, 99127, true
+the values of code are numbers, the values of word are texts
+word has no value labels, 10
+there is a session already, and a process has one at a time
+""" + self.columns)
+
+    def test_a_program_of_its_own_has_a_session(self):
+        begins = "/none is no home: there is no /none/lib/libvexaxd_jni.so\ntrue\ntrue\n"
+        closed = "GetRowCount: the session is closed (17)[]\n"
+        gone = "GetRowCount: the backend is gone, or a message to it broke off (99103)\n"
+        known = {name: value for name, value in os.environ.items() if name not in ("VEXADXTEMP", "VEXA_QUICK")}
+        for what, data, printed, status in (
+            ("columns", self.small_data(), begins + self.columns + closed, 0),
+            ("outlive", DATA, begins + gone + closed, 0),
+            ("exit", DATA, begins, 7),
+            ("exit meanwhile", DATA, begins, 7),
+        ):
+            path = f"{HOME}/bin/vexajavaplugin.jar:{self.jar}"
+            command = [HOME / "JRE/bin/java", f"-Djava.io.tmpdir={self.files}", "-cp", path, "PlayedSession", what, data, self.jar]
+            run = subprocess.run(list(map(str, command)), env=known, capture_output=True, text=True, timeout=50)
+            self.assertEqual((run.stdout, run.returncode), (printed, status), run.stderr)
+
 
 if __name__ == "__main__":
     unittest.main()

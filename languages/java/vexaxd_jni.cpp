@@ -118,6 +118,27 @@ void JavaClose(JNIEnv* env, jclass, jboolean done) {
   why_closed = "the run is over";
 }
 
+// The environment is the library's way to be told two things. A JVM took its own copy of it long ago: what is
+// set here is seen by native code alone, and once, ahead of the first session.
+void JavaStart(JNIEnv* env, jclass, jbyteArray home, jbyteArray fifos, jbyteArray command_line) {
+  constexpr int kUnlessSet = 0;
+  if (opened) {
+    env->ThrowNew(env->FindClass("java/lang/IllegalStateException"),
+                  "there is a session already, and a process has one at a time");
+    return;
+  }
+  setenv("VEXA_QUICK", "1", kUnlessSet);
+  if (fifos != nullptr) setenv("VEXADXTEMP", Text(env, fifos).c_str(), kUnlessSet);
+  SetXNameAndSHome("JAVA", Text(env, home).c_str());
+  opened = Good(env, "StartVexa", StartVexa(Text(env, command_line).c_str()));
+}
+
+void JavaStop(JNIEnv*, jclass) {
+  StopVexa();
+  opened = false;
+  why_closed = "the session is closed";
+}
+
 jint VariableCount(JNIEnv* env, jclass) {
   int code = 0;
   if (!Ready(env, "GetVariableCount")) return 0;
@@ -239,6 +260,8 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* machine, void*) {
   const JNINativeMethod methods[] = {
       Method("open", "([B)V", JavaOpen),
       Method("close", "(Z)V", JavaClose),
+      Method("start", "([B[B[B)V", JavaStart),
+      Method("stop", "()V", JavaStop),
       Method("variableCount", "()I", VariableCount),
       Method("rowCount", "()J", RowCount),
       Method("variableName", "(I)[B", VariableName),

@@ -1,12 +1,13 @@
 import com.kor.statistics.plugin.Columns;
 import com.kor.statistics.plugin.Vexa;
 import com.kor.statistics.plugin.VexaException;
+import com.kor.statistics.plugin.VexaSession;
 import java.util.Arrays;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 
-/** Columns there and back, of an extension. */
+/** Columns there and back, of an extension and of a program of its own. */
 final class PlayedColumns {
   private PlayedColumns() {}
 
@@ -51,6 +52,7 @@ final class PlayedColumns {
     System.out.println(reason(() -> Columns.create("x", Map.of("a", new int[1], "b", new int[2]))).contains(": it has "));
     System.out.println(reason(() -> given.texts("code")) + ", " + reason(() -> given.numbers("word")));
     System.out.println(reason(() -> given.labels("word")) + ", " + code(() -> given.numbers("cod")));
+    System.out.println(reason(() -> VexaSession.start("")));
   }
 
   static String reason(Runnable work) {

@@ -31,6 +31,7 @@ public final class Extension {
     boolean done = false;
     try {
       if (arguments.length != 3) throw new IllegalArgumentException("arguments: LOCAL|REMOTE PORT COMMAND");
+      Native.load(null);
       Native.open(Native.utf8(arguments[0]));
       Class<? extends VexaExtension> extension = load(arguments[2]);
       Command command = new Command(arguments[2], receive(Integer.parseInt(arguments[1])));

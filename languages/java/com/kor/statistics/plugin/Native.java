@@ -1,6 +1,8 @@
 package com.kor.statistics.plugin;
 
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.Arrays;
 
 /**
@@ -8,17 +10,41 @@ import java.util.Arrays;
  * One at a time: the library serves one thread.
  */
 final class Native {
-  static {
-    System.load(System.getenv("VEXA_HOME") + "/lib/" + System.mapLibraryName("vexaxd_jni"));
-  }
+  private static boolean loaded;
 
   private Native() {}
+
+  /**
+   * Loads them from a home, the process's {@code VEXA_HOME} where that is null, unless they are there.
+   *
+   * @return the home
+   */
+  static synchronized Path load(Path given) {
+    String common = System.getenv("VEXA_HOME");
+    if (given == null && common == null) throw new IllegalStateException("no home is given, and VEXA_HOME is not set");
+    Path home = (given != null ? given : Path.of(common)).toAbsolutePath();
+    if (loaded) return home;
+    Path library = home.resolve("lib").resolve(System.mapLibraryName("vexaxd_jni"));
+    if (!Files.exists(library)) throw new IllegalStateException(home + " is no home: there is no " + library);
+    System.load(library.toString());
+    loaded = true;
+    return home;
+  }
 
   /** Connects with the backend that started this process, by its environment. The process ends with that one from here on. */
   static synchronized native void open(byte[] application);
 
   /** Tells the backend, where the work is done, that it is. Calls throw from here on. */
   static synchronized native void close(boolean done);
+
+  /**
+   * Starts the backend of a home, unless there is a session. The environment has {@code VEXA_QUICK} from then on, and with
+   * a directory for the fifos {@code VEXADXTEMP}.
+   */
+  static synchronized native void start(byte[] home, byte[] fifos, byte[] commandLine);
+
+  /** Ends the session. Calls throw from here on. */
+  static synchronized native void stop();
 
   static synchronized native int variableCount();
 

@@ -1,9 +1,9 @@
 package com.kor.statistics.plugin;
 
 /**
- * The client interface of the backend, as far as extensions have it: the active dataset, output and commands. Variables
- * are told by their index, from 0. Any thread may call; one call is served at a time. A code other than 0 is thrown as
- * {@link VexaException}.
+ * The client interface of the backend, as far as Java has it: the active dataset, output and commands. It is there within
+ * an extension, and within a {@link VexaSession} of a program of its own. Variables are told by their index, from 0. Any
+ * thread may call; one call is served at a time. A code other than 0 is thrown as {@link VexaException}.
  */
 public final class Vexa {
   private Vexa() {}

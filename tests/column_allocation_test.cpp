@@ -2,8 +2,8 @@
 // 200th: each time there is a code, everything is released, and the data are as they were.
 
 #include "support/arrow_builder.h"
-#include "support/session_test.h"
 #include "support/failing_allocations.h"
+#include "support/session_test.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include "support/columns.h"
 
 #include "session.h"
-#include "support/session_test.h"
 #include "support/data_step.h"
+#include "support/session_test.h"
 
 namespace {
 

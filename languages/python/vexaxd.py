@@ -31,315 +31,16 @@ import collections
 import contextlib
 import ctypes
 import functools
+import json
 import operator
 import os
 import shutil
 import sys
 import tempfile
+import textwrap
 import threading
 
 VALID, USER_MISSING, SYSTEM_MISSING = 0, 1, 2
-
-# A line for each function: what it returns, its name, its arguments, and behind ">" what releases its arrays, or a code
-# that comes with an answer. The words are explained below; one in capitals stands for several arguments. "@T" is the C
-# type T, as an address.
-_TABLE = """
-# Session
-void SetXNameAndSHome text? xname, text? home
-code StartVexa text? commandLine=""
-bool IsBackendReady
-bool IsXDriven
-void StopVexa
-void VexaSetInterruptCheck check* check, @void* context
-code SetVexaRunning bool running
-code StopReceiveXdApiThread
-text VexaLastError
-void InitXProcess text? appName, text? tempPath, text? pid, text? xname, text? fifth=None
-# Syntax and output streams
-code Submit bytes command, length
-code QueueCommandPart bytes command, length
-code PostVexaOutput bytes output, length
-code StartProcedure text name, text? secondName=None
-code EndProcedure
-int HasProcedure
-code GetNestDepth int* depth
-text TransCode text source, error
-text GetOutputLanguage error
-void SetOutputLanguage text language, error
-code SetXDriveMode int mode
-code GetXDriveMode int* mode, int* second
-code SetMode int mode
-int IsUTF8mode
-code SetRTempFolderToVEXA text? folder
-text GetRTempFolderToVEXA
-code SetRecordBrowserOutput text? path, bool enable
-void RecordBrowserOutput text text, ulong length, conversion convert
-# Dictionary of the active dataset
-int GetVariableCount error
-long GetRowCount error
-text GetVariableName int index, error
-text GetVariableLabel int index, error
-text GetVariableFormat int index, error
-int GetVariableType int index, error
-int GetVariableMeasurementLevel int index, error
-int GetVariableRole int index, error
-int GetVexaOutputWidth error
-list GetSplitVariableNames error
-text GetWeightVar error
-code GetVariableFormatType int index, int* formatType, int* formatWidth, int* formatDecimal
-code GetVarCMissingValues int index, MISSING_TEXTS
-code GetVarNMissingValues int index, MISSING_NUMBERS
-code GetVEXALowHigh double* low, double* high
-code GetNValueLabels int index, numbers* values, texts* labels, count* > FreeNValueLabels
-code GetCValueLabels int index, texts* values, texts* labels, count* > FreeCValueLabels
-code FreeNValueLabels @double* values, @char** labels, int count
-code FreeCValueLabels @char** values, @char** labels, int count
-code IsNeedCache int* need
-code GetSystemMissingValue double* value
-int ValidateVarName text name
-# Dictionary of the running procedure's dataset
-long GetRowCountInProcDS error
-int GetVariableCountInProcDS error
-text GetVariableFormatInProcDS int index, error
-text GetVariableLabelInProcDS int index, error
-int GetVariableMeasurementLevelInProcDS int index, error
-text GetVariableNameInProcDS int index, error
-int GetVariableTypeInProcDS int index, error
-int GetVariableRoleInProcDS int index, error
-code GetVarCMissingValuesInProcDS int index, MISSING_TEXTS
-code GetVarNMissingValuesInProcDS int index, MISSING_NUMBERS
-code GetVariableFormatTypeInProcDS int index, int* formatType, int* formatWidth, int* formatDecimal
-long GetSelectedRowCountInProcDS error
-# Attributes and multiple response sets
-code GetVarAttributeNames int index, texts* names, count* > FreeAttributeNames
-code GetDataFileAttributeNames texts* names, count* > FreeAttributeNames
-code GetVarAttributes int index, text attrName, texts* values, count* > FreeAttributes
-code GetDataFileAttributes text attrName, texts* values, count* > FreeAttributes
-code GetVarAttributeNamesInProcDS int index, texts* names, count* > FreeAttributeNames
-code GetDataFileAttributeNamesInProcDS texts* names, count* > FreeAttributeNames
-code GetVarAttributesInProcDS int index, text attrName, texts* values, count* > FreeAttributes
-code GetDataFileAttributesInProcDS text attrName, texts* values, count* > FreeAttributes
-code SetVarAttributes text attrText1, text attrText2, text attrText3, int attrValue
-code FreeAttributeNames @char** names, int count
-code FreeAttributes @char** values, int count
-list GetMultiResponseSetNames error
-list GetMultiResponseSetNamesInProcDS error
-void GetMultiResponseSet text setName, SET
-void GetMultiResponseSetInProcDS text setName, SET
-# Pivot tables
-code StartPivotTable TABLE
-code HidePivotTableTitle TABLE
-code PivotTableCaption TABLE, text caption
-code AddCaptionFootnotes TABLE, text caption, text footnote
-code MinDataColumnWidth TABLE, int width
-code MaxDataColumnWidth TABLE, int width
-code AddOutlineFootnotes text tableText1, text tableText2, text tableText3, text footnote, bool tableFlag
-code AddTitleFootnotes text tableText1, text tableText2, text tableText3, text footnote, bool tableFlag
-code AddProcFootnotes text footnote
-code SplitChange text splitText
-code SetGraphicsLabel text labelText1, text labelText2
-code AddTextBlock text tableText1, text tableText2, text tableText3, int blockValue
-code AddDimension DIMENSION
-code AddDimFootnotes DIMENSION, text footnote
-code AddNumberCategory DIMENSION, double value
-code AddStringCategory DIMENSION, text value
-code AddVarNameCategory DIMENSION, int varIndex
-code AddVarValueDoubleCategory DIMENSION, int varIndex, double value
-code AddVarValueStringCategory DIMENSION, int varIndex, text value
-code AddCategoryFootnotes DIMENSION, text footnote
-code SetNumberCell DIMENSION, double value
-code SetStringCell DIMENSION, text value
-code SetVarNameCell DIMENSION, int varIndex
-code SetVarValueDoubleCell DIMENSION, int varIndex, double value
-code SetVarValueStringCell DIMENSION, int varIndex, text value
-code AddCellFootnotes DIMENSION, text footnote
-code SetDateCell DIMENSION, text value
-code SetFormatSpecCoefficient
-code SetFormatSpecCoefficientSE
-code SetFormatSpecCoefficientVar
-code SetFormatSpecCorrelation
-code SetFormatSpecGeneralStat
-code SetFormatSpecMean int formatValue
-code SetFormatSpecCount
-code SetFormatSpecPercent
-code SetFormatSpecPercentNoSign
-code SetFormatSpecProportion
-code SetFormatSpecSignificance
-code SetFormatSpecResidual
-code SetFormatSpecVariable int formatValue
-code SetFormatSpecStdDev int formatValue
-code SetFormatSpecDifference int formatValue
-code SetFormatSpecSum int formatValue
-# XPath, images, settings and the host
-code CreateXPathDictionary text handle
-code RemoveXPathHandle text handle
-list EvaluateXPath text handle, text xpathText2, text xpathText3, error
-wide GetXmlUtf16 text handle, error
-int GetXmlUtf16Length
-image GetImage text handle, text imageName, length* imageLength, text* imageText, error
-void GetGraphic text filePath
-text GetSetting text settingName, error, text? settingText2=None
-list GetOMSTagList error
-list GetHandleList error
-list GetFileHandles error
-text GetVEXALocale error
-code GetCLocale text* locale
-code GetHostAppNameAndVersion text* appName, text* appVersion
-code GetHostAppCopyright text* copyright
-code SetHostAppNameAndVersion text appName, text appVersion
-code SetHostAppCopyright text copyright
-int GetQuillonServerMode
-void SetQuillonServerMode int mode
-bool IsDistributedMode
-code IsUseOrFilter int* useFilter
-# Case cursor
-code MakeCaseCursor text accessType
-void IntializeCursorData text accessType
-code NextCase
-code GetNumericValue uint index, double* value, int* missing
-code GetStringValue uint index, @char** value, int length, int* missing
-code RemoveCaseCursor
-code GetCursorPosition int* position
-code HasCursor int* hasCursor
-code ResetDataPass
-code IsEndSplit int* isEnd > 67
-# New variables and case commit
-code SetVarNameAndType texts names, ints types, each numOfVar
-code AllocNewVarsBuffer int count
-code SetOneVarNameAndType text name, int type
-code SetVarLabel text name, text label
-code SetVarCValueLabel text name, text value, text label
-code SetVarNValueLabel text name, double value, text label
-code SetVarCMissingValues text name, int missingFormat, THREE_TEXTS
-code SetVarNMissingValues text name, int missingFormat, THREE_NUMBERS
-code SetVarMeasureLevel text name, int level
-code SetVarAlignment text name, int alignment
-code SetVarFormat text name, int type, int width, int decimals
-code SetVarRole text name, int role
-code CommitHeader
-code SetValueNumeric text name, double value
-code SetValueChar text name, bytes value, length
-code CommitCaseRecord
-code CommitNewCase
-code CommitManyCases texts names, ints types, @void* data, count numOfVar, int dataLength, int caseCount
-code EndChanges
-code CommitDataSet
-# Data steps
-code StartDataStep
-code EndDataStep
-code CreateDataset text name, bool flag1, bool flag2
-void IntiDataStepData text name
-code SetDatasetName text name, text newName
-code GetNewDatasetName room* name
-code SetActive text name
-code CopyDataset text source, text target
-text GetActive error > 93
-code GetVexaDatasets texts* names, count*
-code GetOpenedVexaDatasets texts* names, count*
-code GetDatastepDatasets texts* names, count*
-code CloseDataset text name
-int GetVarCountInDS text name, error
-long GetCaseCountInDS text name, error
-# Dictionary of a dataset of the step
-code InsertVariable text name, int position, text varName, int type
-code DeleteVariable text name, int var
-code SetVarTypeInDS text name, int var, int type
-code MoveVariables text name, ints vars, count, int target
-text GetVarNameInDS text name, int var, error
-text GetVarLabelInDS text name, int var, error
-text GetVarFormatInDS text name, int var, error
-text GetVarMeasurementLevelInDS text name, int var, error
-int GetVarTypeInDS text name, int var, error
-int GetVarAlignmentInDS text name, int var, error
-int GetVarRoleInDS text name, int var, error
-int GetVarColumnWidthInDS text name, int var, error
-code SetVarNameInDS text name, int var, text value
-code SetVarLabelInDS text name, int var, text value
-code SetVarMeasurementLevelInDS text name, int var, text value
-code SetVarAlignmentInDS text name, int var, int value
-code SetVarColumnWidthInDS text name, int var, int value
-code SetVarRoleInDS text name, int var, int value
-code SetVarFormatInDS text name, int var, int type, int width, int decimals
-code GetVarNMissingValuesInDS text name, int var, MISSING_NUMBERS
-code GetVarCMissingValuesInDS text name, int var, MISSING_TEXTS
-code SetVarNMissingValuesInDS text name, int var, int missingFormat, THREE_NUMBERS
-code SetVarCMissingValuesInDS text name, int var, int missingFormat, THREE_TEXTS
-code GetVarNValueLabelInDS text name, int var, numbers* values, texts* labels, count*
-code GetVarCValueLabelInDS text name, int var, texts* values, texts* labels, count*
-code SetVarNValueLabelInDS text name, int var, text label, double value
-code SetVarCValueLabelInDS text name, int var, text value, text label
-code DelVarValueLabelInDS text name, int var
-code DelVarNValueLabelInDS text name, int var, double value
-code DelVarCValueLabelInDS text name, int var, text value
-code FreeDoubleArray @void* array, int count
-code GetVarAttributesNameInDS text name, int var, texts* names, count*
-code GetVarAttributesInDS text name, int var, text attrName, texts* values, count*
-code SetVarAttributesInDS text name, int var, text attrName, texts values, count
-code DelVarAttributesInDS text name, int var, text attrName
-code SetDataFileAttributesInDS text name, text attrName, texts values, count
-code GetDataFileAttributeNamesInDS text name, texts* names, count*
-code GetDataFileAttributesInDS text name, text attrName, texts* values, count*
-code DelDataFileAttributesInDS text name, text attrName
-void SetMultiResponseSetInDS text name, text setName, text setText1, int setValue1, text setText2, texts members, count, error
-list GetMultiResponseSetNamesInDS text name, error
-void GetMultiResponseSetInDS text name, text setName, SET
-code DelMultiResponseSetInDS text name, text setName
-code SaveFileInDS @void* first, @void* second, int third
-# Cells of the step's datasets
-double GetNCellValue text name, long row, int column, int* missing, error
-text GetCCellValue text name, long row, int column, int* missing, error
-code SetNCellValue text name, long row, int column, double value
-code SetCCellValue text name, long row, int column, text value
-code InsertCase text name, long row
-code DeleteCase text name, long row
-void FetchDatastep text name, long row, int column, error
-double GetNCellValueBatch text name, long row, int column, int* missing, error, @void* batch
-own GetCCellValueBatch text name, long row, int column, int* missing, error, @void* batch
-double GetNCellValueOptimize text name, long row, int column, int* missing, error
-own GetCCellValueOptimize text name, long row, int column, int* missing, error
-double GetNCellValueCache text name, long row, int column, int* missing, error
-own GetCCellValueCache text name, long row, int column, int* missing, error
-void ClearDatastepBatch
-void GetRowList text name, long row, int column, long* first, long* last, long* third, error
-void GetVarTypeInDSCache @int* types, int count, error
-void GetCaseValue text name, int row, bool flag, int* size, error
-code SetCaseValue text name, long row, bool flag, data data, length size
-code SetCasePartValue text name, long row, ints vars, bool flag, count
-double GetNCellValueFromCache text name, int var, int* missing, error
-own GetCCellValueFromCache text name, int var, error
-code SetNCellValueFromCache text name, int var, double value
-code SetCCellValueFromCache text name, int var, text value
-void GetVarInfo text name, ints* types, count*
-int GetCaseLength text name, error
-int GetVarObsIndex text name, int var, error
-code SetCacheInDS text name, bool flag
-# Bulk transport
-code CreateSocket int* socket
-code AcceptSocket
-code TransportData text socket, text variables, bool getData
-code SaveDataToTempFile text name, ints vars, count
-code GetDataFromTempFile text name, int first, int second
-long GetRowCountInTempFile error
-numbers GetSplitEndIndex count*, error
-numbers GetTrendsInfoInDS text name, count*, error
-# Lists and texts that the caller gives back
-int GetStringListLength @void* handle
-text GetStringFromList @void* handle, int index
-void RemoveStringList @void* handle
-code FreeStringArray @void** array, int count
-code FreeString @void* text
-"""
-
-_SHORTHANDS = {
-    "DIMENSION": "TABLE, text dimText, int dimValue1, int dimValue2, bool dimFlag1, bool dimFlag2",
-    "TABLE": "text tableText1, text tableText2, text tableText3, bool tableFlag",
-    "MISSING_NUMBERS": "int* missingFormat, double* value1, double* value2, double* value3",
-    "MISSING_TEXTS": "int* missingFormat, text8* value1, text8* value2, text8* value3",
-    "THREE_NUMBERS": "double value1=0.0, double value2=0.0, double value3=0.0",
-    "THREE_TEXTS": "text? value1=None, text? value2=None, text? value3=None",
-    "SET": "text* setText1, int* setValue1, text* setText2, int* setValue2, list* members, error",
-}
-
 
 class Error(Exception):
     """A function of the library gave a code: `function`, `code`, and in `text` what failed and why, as far as that is
@@ -501,54 +202,34 @@ _TAKEN = {
     "numbers*": ("c_void_p()", "_array(ctypes.c_double, {name}.value, count)", "FreeDoubleArray"),
     "ints*": ("c_void_p()", "_array(ctypes.c_int, {name}.value, count)", "FreeString"),
 }
-# The words as C types; any other is one, or the address of one behind its "@".
-_IN_C = {
-    **dict.fromkeys(("code", "length", "count", "each"), "int"),
-    **dict.fromkeys(("error", "count*", "length*", "ints", "numbers"), "int*"),
-    **dict.fromkeys(("text", "text?", "bytes"), "const char*"),
-    **dict.fromkeys(("own", "image", "text8*", "room*"), "char*"),
-    **{"texts": "char**", "text*": "char**", "texts*": "char***", "numbers*": "double**", "ints*": "int**"},
-    **{"list": "void*", "data": "void*", "list*": "void**", "wide": "const wchar_t*"},
-    **{"uint": "unsigned int", "ulong": "unsigned long"},
-    "check*": "int (*)(void*)",
-    "conversion": "int (*)(const char* source, unsigned long sourceSize, "
-    "char* destination, unsigned long destinationSize)",
-}
 _CTYPES = {
     **{"void": None, "bool": ctypes.c_bool, "int": ctypes.c_int, "unsigned int": ctypes.c_uint, "long": ctypes.c_long},
     **{"unsigned long": ctypes.c_ulong, "double": ctypes.c_double, "const char*": ctypes.c_char_p},
     "const wchar_t*": ctypes.c_wchar_p,
 }  # any other is an address
 
-# `arguments` are (word, name, default); `c_types` begin with the result's.
-_Function = collections.namedtuple("_Function", "name part result arguments behind c_types")
-
-
 def _read_table():
-    part = ""
-    for line in _TABLE.strip().split("\n"):
-        if line.startswith("# "):
-            part = line[2:]
-            continue
-        for shorthand, meaning in _SHORTHANDS.items():
-            line = line.replace(shorthand, meaning)
-        line, _, behind = line.partition(" > ")
-        result, name, *rest = line.split(" ", 2)
-        arguments = []
-        for text in rest[0].split(", ") if rest else []:
-            word, _, called = text.partition(" ")
-            called, _, default = called.partition("=")
-            arguments.append((word, called or {"error": "errCode"}.get(word, word.rstrip("*")), default))
-        c_types = [_IN_C.get(word, word.lstrip("@")) for word in (result, *(word for word, _, _ in arguments))]
-        yield _Function(name, part, result, arguments, behind.split(), c_types)
+    """The description of the interface, which the home has; a package has it beside this file."""
+    here = os.path.dirname(os.path.abspath(__file__))
+    for path in (os.path.join(here, "functions.json"), os.path.join(here, "../../share/vexaxd/functions.json")):
+        if os.path.exists(path):
+            with open(path, encoding="utf-8") as file:
+                return json.load(file)["functions"]
+    raise ImportError(f"vexaxd: there is no {path}, the description of the interface")
+
+
+# Outside a session they have answers of their own, or are meant for it; any other that asks the backend would wait there.
+_OUTSIDE = ("IsBackendReady", "IsXDriven", "StopVexa", "RecordBrowserOutput")
 
 
 def _source(function):
-    """The Python function of a line, in the namespace of this module."""
+    """The Python function of a description, in the namespace of this module."""
+    called, result, arguments = function["name"], function["result"], function["arguments"]
     parameters, rooms, passed, fields, releases, arrays, last = [], [], [], [], [], [], ""
-    if value := _RESULTS.get(function.result, "result"):
+    if value := _RESULTS.get(result, "result"):
         fields.append(("value", value))
-    for word, name, default in function.arguments:
+    for argument in arguments:
+        word, name, default = argument["word"], argument["name"], argument["default"]
         if word not in _TAKEN:
             if word not in ("length", "count", "each"):
                 parameters.append(f"{name}={default}" if default else name)
@@ -563,27 +244,40 @@ def _source(function):
         if release:
             arrays.append(name)
             releases.append(f"    library.{release}({name}" + (")" if word == "ints*" else ", count)"))
-    for word in function.behind:
-        if not word.isdigit():
-            releases = [f"    library.{word}({', '.join(arrays)}, count)"]
-    code = "result" if function.result == "code" else "errCode.value" if "ctypes.byref(errCode)" in passed else ""
-    answered = [word for word in function.behind if word.isdigit()]
-    answer, returned = ", ".join(value for _, value in fields), ", ".join(name for name, _ in fields)
-    c_types = iter(function.c_types)
-    declaration = f"{next(c_types)} {function.name}"
-    declaration += f"({', '.join(f'{next(c_types)} {name}' for _, name, _ in function.arguments)})"
+    if function["released_by"]:
+        releases = [f"    library.{function['released_by']}({', '.join(arrays)}, count)"]
+    code = "result" if result == "code" else "errCode.value" if "ctypes.byref(errCode)" in passed else ""
+    answered = "".join(f" and {code} != {number}" for number in function["codes"])
+    answer = ", ".join(value for _, value in fields)
+    returned = ", ".join(name for name, _ in fields)
+    waits = function["asks"] and not function["guarded"] and called not in _OUTSIDE
     lines = [
-        f"def {function.name}({', '.join(parameters)}):",
-        f'    """{function.part}: {declaration}' + (f'. Returns {returned}."""' if returned else '."""'),
+        f"def {called}({', '.join(parameters)}):",
+        f"    {_told_of(function, returned)!r}",
+        f"    _require_session({called!r})" if waits else "",
         *rooms,
-        f"    result = library.{function.name}({', '.join(passed)})",
-        f"    if {code}{''.join(f' and {code} != {word}' for word in answered)}:" if code else "",
-        f"        raise _error({function.name!r}, {code})" if code else "    if _raised: raise _raised.pop()",
+        f"    result = library.{called}({', '.join(passed)})",
+        f"    if {code}{answered}:" if code else "",
+        f"        raise _error({called!r}, {code})" if code else "    if _raised: raise _raised.pop()",
         f"    answer = {f'_named({returned!r})({answer})' if len(fields) > 1 else answer or None}",
         *releases,
         "    return answer",
     ]
     return "\n".join(lines) + "\n\n"
+
+
+def _told_of(function, returned=""):
+    """What help() shows: the declaration in C, what comes back, and what the header says."""
+    arguments = ", ".join(f"{argument['c_type']} {argument['name']}" for argument in function["arguments"])
+    first = f"{function['family']}: {function['c_type']} {function['name']}({arguments})."
+    first += f" Returns {returned}." if returned else ""
+    return "\n\n".join(map(textwrap.fill, (first, function["documentation"])))
+
+
+def _require_session(function):
+    """Instead of a wait that nobody would end. The library itself looks, and sends nothing."""
+    if library.FreeStringArray(None, 0) == 17:
+        raise NotRunning(function, 17, f"{function}: no backend is running (17)")
 
 
 @functools.cache
@@ -661,11 +355,15 @@ def _make_functions():
     """Those that do not stand above are written by _source."""
     sources = []
     for function in _read_table():
-        plain = getattr(library, function.name)
-        plain.restype, *plain.argtypes = (_CTYPES.get(c_type, ctypes.c_void_p) for c_type in function.c_types)
-        if function.name not in globals():
+        plain = getattr(library, function["name"])
+        c_types = [function["c_type"], *(argument["c_type"] for argument in function["arguments"])]
+        plain.restype, *plain.argtypes = (_CTYPES.get(c_type, ctypes.c_void_p) for c_type in c_types)
+        if function["name"] in globals():
+            own = globals()[function["name"]]
+            own.__doc__ = _told_of(function) + "\n\nHere: " + own.__doc__
+        else:
             sources.append(_source(function))
-    exec(compile("".join(sources), "<the table of vexaxd.py>", "exec"), globals())
+    exec(compile("".join(sources), "<functions of the interface>", "exec"), globals())
 
 
 _make_functions()

@@ -65,18 +65,6 @@ _Stream._fields_ = [
 ]
 
 _Progress = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_long, ctypes.c_long)
-_library.VexaReadColumns.argtypes = [
-    ctypes.c_char_p,
-    ctypes.POINTER(ctypes.c_char_p),
-    ctypes.c_int,
-    ctypes.c_long,
-    ctypes.c_int,
-    ctypes.POINTER(_Stream),
-]
-for _name in ("VexaAppendColumns", "VexaAddColumns", "VexaReplaceColumns", "VexaCreateColumns"):
-    getattr(_library, _name).argtypes = [ctypes.c_char_p, ctypes.POINTER(_Stream)]
-_library.VexaSetProgress.argtypes, _library.VexaSetProgress.restype = [_Progress, ctypes.c_void_p], None
-
 ALL_ROWS = -1
 _USER_MISSING, _BINARY, _LABELS, _LARGE = 1, 2, 4, 8
 

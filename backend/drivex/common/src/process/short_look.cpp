@@ -34,15 +34,20 @@ bool ShortLook::Finds(int descriptor) {
     return false;
   }
   const Clock::time_point end = Clock::now() + kLookAtMost;
-  do {
+  bool found = false;
+  bool in_time = true;
+  while (!found && in_time) {
     sched_yield();  // first: what was just asked for is not there yet
     int bytes = 0;
-    if (ioctl(descriptor, FIONREAD, &bytes) == 0 && bytes > 0) {
-      after_next_miss = 1;
-      return true;
-    }
-  } while (Clock::now() < end);
+    found = ioctl(descriptor, FIONREAD, &bytes) == 0 && bytes > 0;
+    in_time = Clock::now() < end;
+  }
+  if (in_time) {
+    after_next_miss = 1;
+    return true;
+  }
+  // Late, or not at all: where the core is busy, others took it for long.
   blocking_waits = after_next_miss;
   after_next_miss = std::min(2 * after_next_miss, kMostBlockingWaits);
-  return false;
+  return found;
 }

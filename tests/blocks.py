@@ -295,5 +295,22 @@ there is a session already, and a process has one at a time
             self.assertEqual((run.stdout, run.returncode), (printed, status), run.stderr)
 
 
+@unittest.skipUnless((HOME / "lib/libvexalua.so").exists(), "There was no Lua when this was built.")
+class Lua(Blocks):
+    language = "LUA"
+
+    def test_blocks_keep_their_state_and_end_with_their_codes(self):
+        for lines, code in (
+            ("vexaxd = require 'vexaxd'\nprint(vexaxd.GetRowCount(), vexaxd.GetNestDepth())", 0),
+            ("x = 7; return x", 7),
+            ("error('on purpose')", 4001),
+            ("vexaxd.GetVariableName(99)", 4001),
+            ("x =", 4002),
+            ("vexaxd.Submit('LANGUAGE PYTHON.\\nprint(1)\\nEND LANGUAGE.\\n'); io.write(x, arg[1] or '', '!\\n')", 0),
+        ):
+            self.assertEqual(self.run_block(lines), code, lines)
+        self.assertRegex(self.printed(), r"(?s)\A153\t1\nblock:1: on purpose\nstack traceback:.*variable 99.*near <eof>\n1\n7!\n\Z")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -76,8 +76,8 @@ void AddMissing(const VarInfo& info, ColumnDescription& description) {
   if (!known) return;
   description.missing_format = format;
   const OBS* const values[] = {&info.missing1, &info.missing2, &info.missing3};
-  for (int i = 0; i < std::abs(format); ++i)
-    description.missing.push_back(ValueOf(info.varType != 0, *values[i]));
+  for (const OBS* const value : std::span(values).first(static_cast<std::size_t>(std::abs(format))))
+    description.missing.push_back(ValueOf(info.varType != 0, *value));
 }
 
 // As many labels as came, whatever their sender counted.

@@ -9,19 +9,19 @@
 namespace {
 
 struct Number {
-  char letter;
-  ColumnForm::Kind kind;
   std::size_t bytes;
+  ColumnForm::Kind kind;
+  char letter;
   bool is_signed;
 };
 constexpr Number kNumbers[] = {
-    {'n', ColumnForm::Kind::kNull, 0, true},    {'b', ColumnForm::Kind::kBoolean, 0, false},
-    {'c', ColumnForm::Kind::kInteger, 1, true}, {'C', ColumnForm::Kind::kInteger, 1, false},
-    {'s', ColumnForm::Kind::kInteger, 2, true}, {'S', ColumnForm::Kind::kInteger, 2, false},
-    {'i', ColumnForm::Kind::kInteger, 4, true}, {'I', ColumnForm::Kind::kInteger, 4, false},
-    {'l', ColumnForm::Kind::kInteger, 8, true}, {'L', ColumnForm::Kind::kInteger, 8, false},
-    {'e', ColumnForm::Kind::kFloat, 2, true},   {'f', ColumnForm::Kind::kFloat, 4, true},
-    {'g', ColumnForm::Kind::kFloat, 8, true},
+    {0, ColumnForm::Kind::kNull, 'n', true},    {0, ColumnForm::Kind::kBoolean, 'b', false},
+    {1, ColumnForm::Kind::kInteger, 'c', true}, {1, ColumnForm::Kind::kInteger, 'C', false},
+    {2, ColumnForm::Kind::kInteger, 's', true}, {2, ColumnForm::Kind::kInteger, 'S', false},
+    {4, ColumnForm::Kind::kInteger, 'i', true}, {4, ColumnForm::Kind::kInteger, 'I', false},
+    {8, ColumnForm::Kind::kInteger, 'l', true}, {8, ColumnForm::Kind::kInteger, 'L', false},
+    {2, ColumnForm::Kind::kFloat, 'e', true},   {4, ColumnForm::Kind::kFloat, 'f', true},
+    {8, ColumnForm::Kind::kFloat, 'g', true},
 };
 
 constexpr std::int64_t kSecondsOfDay = 86400;

@@ -48,9 +48,10 @@ double FromHalf(std::uint16_t half) {
 
 // Whole seconds and the rest apart: together they may have more digits than a double.
 double FromTime(std::int64_t count, const ColumnForm& form) {
-  const double rest = static_cast<double>(count % form.units_per_second);
-  const double whole = static_cast<double>(count / form.units_per_second);
-  return whole * static_cast<double>(form.seconds) + rest / static_cast<double>(form.units_per_second);
+  const std::int64_t whole = count / form.units_per_second;
+  const std::int64_t rest = count % form.units_per_second;
+  return static_cast<double>(whole) * static_cast<double>(form.seconds) +
+         static_cast<double>(rest) / static_cast<double>(form.units_per_second);
 }
 
 std::string DigitsOf(UInt128 size) {
@@ -90,7 +91,7 @@ std::string_view TextBetween(const ArrowArray& array, std::size_t place) {
   const auto* const offsets = static_cast<const Offset*>(array.buffers[1]);
   const auto* const bytes = static_cast<const char*>(array.buffers[2]);
   const auto length = static_cast<std::size_t>(offsets[place + 1] - offsets[place]);
-  return length != 0 ? std::string_view(bytes + offsets[place], length) : std::string_view("", 0);
+  return length != 0 ? std::string_view(bytes + offsets[place], length) : std::string_view("");
 }
 
 // length:4, then up to twelve bytes of text, or their beginning:4 buffer:4 offset:4.
@@ -116,7 +117,7 @@ std::string_view TextAt(const ArrowArray& array, const ColumnForm& form, std::si
       return ViewAt(array, place);
     default:
       return form.bytes == 0
-                 ? std::string_view("", 0)
+                 ? std::string_view("")
                  : std::string_view(static_cast<const char*>(array.buffers[1]) + place * form.bytes,
                                     form.bytes);
   }

@@ -148,8 +148,7 @@ class StepRows : public RowSource {
         const std::string& text = batch.GetStringArrayRef()[0].Values()[at];
         const auto width = static_cast<std::size_t>(ObsLength(variable.info.varType)) * sizeof(OBS);
         std::memset(units, ' ', width);
-        std::memcpy(units, text.data(),
-                    std::min(text.size(), static_cast<std::size_t>(variable.info.varType)));
+        text.copy(units, static_cast<std::size_t>(variable.info.varType));
       }
     }
   }

@@ -77,7 +77,7 @@ class Texts : public Column {
   }
   // A text of one unit: false, and nothing is done, where it is not ASCII.
   bool AddUnit(const char* text) {
-    const std::uint64_t kept = ~std::uint64_t{0} >> 8 * (kUnit - width);
+    const std::uint64_t kept = ~std::uint64_t{0} >> (8 * (kUnit - width) & 63);
     const std::uint64_t unit = (EightBytes(text) & kept) | (kEightBlanks & ~kept);
     if ((unit & kHighBits) != 0) return false;
     std::memcpy(bytes.data() + size, &unit, kUnit);

@@ -153,11 +153,11 @@ void Replace(const char* dataset, const ColumnInput& input) {
 
 // SetActive finds a dataset by its name only.
 std::string NamedActive() {
-  const std::string name = ActiveName();
+  std::string name = ActiveName();
   if (name != "*") return name;
   ApiCall call(Action::GetNewDatasetName);
   Require(call.code());
-  const std::string given = call.Text(0);
+  std::string given = call.Text(0);
   Require(SetDatasetName(name.c_str(), given.c_str()));
   for (std::string& known : dsNameVec) {
     if (known == name) known = given;

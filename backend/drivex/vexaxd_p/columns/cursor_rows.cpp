@@ -31,6 +31,7 @@ class CursorRows : public RowSource {
   Dictionary Questions() const override { return Dictionary(); }
   void Choose(const std::vector<std::size_t>& places) override {
     std::vector<RowVariable> chosen;
+    chosen.reserve(places.size());
     for (const std::size_t place : places) chosen.push_back(variables[place]);
     variables = std::move(chosen);
   }

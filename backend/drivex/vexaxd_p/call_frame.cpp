@@ -10,6 +10,7 @@
 #include "DxTracer.h"
 #include "VexaDXConfigReader.h"
 #include "call_road.h"
+#include "child_process.h"
 #include "dxglobals.h"
 #include "language_creation.h"
 #include "reasons.h"
@@ -147,6 +148,10 @@ int Exchange(Action action, CleXDSmb& request, CleXDSmb& reply) {
   // reply.
   if (sent != 0 && sent != CleXDErrorCode::kPipeFailed && sent != CleXDErrorCode::kProcessNotAlive)
     return sent;
+  // Nor has what found no fifo to go into: a backend of ours that lives would be waited for without end.
+  if (sent == CleXDErrorCode::kPipeFailed && !myPipeSuit->getXPipes()->GetXDAPIPipe()->HasPipe() &&
+      processId != -1 && BackendAlive())
+    return Because(sent, myPipeSuit->getXPipes()->GetXDAPIPipe()->GetPipeName(), " cannot be opened");
   int code = ReceiveXDApiResult(reply, resultPipe);
   if (code == 0) code = reply.GetErrorCode();
   if (code != 0) NoteWordsOf(reply, code);

@@ -107,7 +107,7 @@ SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing
   struct Reading* const reading = R_Calloc(1, struct Reading);
   const SEXP kept = PROTECT(R_MakeExternalPtr(reading, R_NilValue, R_NilValue));
   R_RegisterCFinalizer(kept, Release);
-  PostPrinted();
+  Begin("VexaReadColumns", false);
   Check("VexaReadColumns", VexaReadColumns(DatasetName(dataset), Rf_isNull(variables) ? NULL : names, count,
                                            VEXA_ALL_ROWS, options, &reading->stream));
   struct ArrowArrayStream* const stream = &reading->stream;
@@ -267,7 +267,7 @@ SEXP C_write_columns(SEXP function, SEXP dataset, SEXP columns) {
                Rf_translateCharUTF8(STRING_ELT(names, i)));
   }
   struct ArrowArrayStream stream = {GetSchema, GetBatch, NoError, LetStreamGo, frame};
-  PostPrinted();
+  Begin(TextOf(function), false);
   for (size_t i = 0; i < sizeof kWays / sizeof *kWays; ++i) {
     if (strcmp(kWays[i].name, TextOf(function)) == 0)
       Check(kWays[i].name, kWays[i].write(DatasetName(dataset), &stream));

@@ -11,6 +11,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "generated.h"
 #include "shim.h"
 #include "starter.h"
 #include "vexaxd_p.h"
@@ -56,8 +57,8 @@ static void* EndWithStarter(void* unused) {
   }
   nanosleep(&kGrace, NULL);
   if (session_directory[0] == '/') nftw(session_directory, RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
-  RemoveFifos();  // a call may have made them anew
-  _exit(EXIT_FAILURE);
+  RemoveFifos();             // a call may have made them anew
+  quick_exit(EXIT_FAILURE);  // this process is the backend's, and R's own way out is on the other thread
   return unused;
 }
 
@@ -86,14 +87,28 @@ static void LookForInterrupt(void* unused) {
 }
 static int WasInterrupted(void* unused) { return R_ToplevelExec(LookForInterrupt, unused) ? 0 : 1; }
 
+// Not to ignore it: what R starts would ignore it, too. R's own handler would jump out of the library.
+static void PassOver(int signal) { (void)signal; }
+
+void PrepareSignals(void) {
+  static bool prepared = false;
+  if (prepared) return;
+  prepared = true;
+  struct sigaction action;
+  memset(&action, 0, sizeof action);
+  action.sa_handler = PassOver;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGPIPE, &action, NULL);
+  VexaSetInterruptCheck(WasInterrupted, NULL);
+}
+
 SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
   const char* const application = TextOf(name);
   snprintf(fifo_directory, sizeof fifo_directory, "%s", TextOf(path));
   snprintf(fifo_prefix, sizeof fifo_prefix, "%s%s", TextOf(id), TextOf(language));
-  signal(SIGPIPE, SIG_IGN);             // a backend that is gone shows as a failed call
+  PrepareSignals();
   interrupt = signal(SIGINT, SIG_IGN);  // meant for the program that drives the backend
   InitXProcess(application, TextOf(path), TextOf(id), TextOf(language), "");
-  VexaSetInterruptCheck(WasInterrupted, NULL);
   r_thread = pthread_self();
   r_process = getpid();
   atexit(RemoveFifos);
@@ -108,23 +123,9 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
 
 #define ENTRY(entry, count) .name = #entry, .fun = (DL_FUNC)&entry, .numArgs = count
 
-static const R_CallMethodDef kEntries[] = {{ENTRY(C_init_process, 4)},
-                                           {ENTRY(C_begin_block, 0)},
-                                           {ENTRY(C_end_block, 0)},
-                                           {ENTRY(C_count, 1)},
-                                           {ENTRY(C_variable_text, 2)},
-                                           {ENTRY(C_variable_number, 2)},
-                                           {ENTRY(C_weight, 0)},
-                                           {ENTRY(C_split_names, 0)},
-                                           {ENTRY(C_text, 2)},
-                                           {ENTRY(C_end_procedure, 0)},
-                                           {ENTRY(C_start_procedure, 2)},
-                                           {ENTRY(C_xpath, 3)},
-                                           {ENTRY(C_read_columns, 4)},
-                                           {ENTRY(C_write_columns, 3)},
-                                           {ENTRY(C_table, 4)},
-                                           {ENTRY(C_format, 2)},
-                                           {NULL}};
+static const R_CallMethodDef kEntries[] = {{ENTRY(C_init_process, 4)},  {ENTRY(C_begin_block, 0)},
+                                           {ENTRY(C_end_block, 0)},     {ENTRY(C_read_columns, 4)},
+                                           {ENTRY(C_write_columns, 3)}, GENERATED_ENTRIES{NULL}};
 
 void R_init_vexastatistics(DllInfo* library) {
   R_registerRoutines(library, NULL, kEntries, NULL, NULL);

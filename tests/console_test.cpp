@@ -117,7 +117,8 @@ class Display {
     if (pipe(number) != 0) return;
     if ((server = fork()) == 0) {
       prctl(PR_SET_PDEATHSIG, SIGTERM);
-      execlp("Xvfb", "Xvfb", "-displayfd", std::to_string(number[1]).c_str(), "-nolisten", "tcp", nullptr);
+      execlp("Xvfb", "Xvfb", "-displayfd", std::to_string(number[1]).c_str(), "-nolisten", "tcp", "-noreset",
+             nullptr);
       _exit(255);
     }
     close(number[1]);

@@ -284,5 +284,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* machine, void*) {
   if (natives == nullptr || env->RegisterNatives(natives, methods, std::size(methods)) != 0) return JNI_ERR;
   const auto columns = ColumnMethods();
   if (env->RegisterNatives(natives, columns.data(), static_cast<jint>(columns.size())) != 0) return JNI_ERR;
+  const JNINativeMethod functions = FunctionMethod();
+  if (env->RegisterNatives(natives, &functions, 1) != 0) return JNI_ERR;
   return JNI_VERSION_10;
 }

@@ -28,5 +28,7 @@ JNINativeMethod Method(const char* name, const char* signature, Function* functi
 
 // Those of vexaxd_jni_columns.cpp.
 std::span<const JNINativeMethod> ColumnMethods();
+// That of vexaxd_jni_functions.cpp.
+JNINativeMethod FunctionMethod();
 
 #endif

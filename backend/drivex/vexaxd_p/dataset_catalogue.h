@@ -21,7 +21,7 @@ struct MultiDatastepData {
 inline std::string_view OrEmpty(const char* name) { return name != nullptr ? name : std::string_view(); }
 
 // The first entry of the catalogue with that name, -1 for none.
-inline int FindInCatalogue(const char* name) {
+[[gnu::always_inline]] inline int FindInCatalogue(const char* name) {
   if (name == nullptr) name = "";
   for (std::size_t i = 0; i < dsNameVec.size(); ++i) {
     if (std::strcmp(dsNameVec[i].c_str(), name) == 0) return static_cast<int>(i);

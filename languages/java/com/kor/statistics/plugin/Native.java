@@ -90,6 +90,9 @@ final class Native {
   /** Appends, adds, replaces or creates (0 to 3) columns, each in the form that {@link ColumnValues#of} gives. */
   static synchronized native void writeColumns(int way, byte[] dataset, byte[][] names, Object[][] columns, int rows);
 
+  /** A function of the interface by its name: see {@link VexaFunctions}. */
+  static synchronized native Object[] call(byte[] function, long[] longs, double[] doubles, Object[] objects);
+
   static byte[] utf8(String text) {
     byte[] bytes = text.getBytes(StandardCharsets.UTF_8);
     return Arrays.copyOf(bytes, bytes.length + 1);

@@ -9,6 +9,7 @@
 // along, ahead of its ends: the peer may open another console as soon as it sees this one gone. The fifo of a
 // peer that has died goes too. The peer is the process that started the terminal.
 #include <poll.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -45,14 +46,24 @@ VexaPipe* answers = nullptr;
 std::string prompt;  // what is shown of the current line
 Starter starter;
 
-[[noreturn]] void Leave(int status) {
+// Not the one that a console behind this has made under the same name meanwhile.
+void RemoveOwnFile() {
+  struct stat own = {}, named = {};
+  const int end = requests->Descriptor();
+  if (end != -1 && fstat(end, &own) == 0 && stat(requests->GetPipeName().c_str(), &named) == 0 &&
+      (own.st_dev != named.st_dev || own.st_ino != named.st_ino))
+    return;
   requests->RemoveFile(false);
+}
+
+[[noreturn]] void Leave(int status) {
+  RemoveOwnFile();
   _exit(status);
 }
 
 // One that dies closes its ends a little before it is seen to be dead.
 [[noreturn]] void LeaveBehindPeer() {
-  requests->RemoveFile(false);
+  RemoveOwnFile();
   const auto end = std::chrono::steady_clock::now() + kDying;
   while (!StarterGone(&starter) && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(kLook);
   if (StarterGone(&starter)) answers->RemoveFile(false);

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr std::size_t kKept = 2000;                  // bytes of the end
+constexpr int kPiecesOfPipe = 16;                    // of 4,096 bytes
 constexpr std::chrono::milliseconds kPatience{200};  // for the rest, where another program holds the pipe
 
 void WriteOn(const char* text, std::size_t size) {
@@ -43,7 +44,9 @@ std::int32_t ErrorRelay::Run() {
   sigfillset(&all);
   pthread_sigmask(SIG_BLOCK, &all, nullptr);
   char piece[4096];
-  while (stop.AwaitReadable(reading.Number())) {
+  // At the end what the pipe holds, and no more: a program that outlives the child may write on and on.
+  for (int left = kPiecesOfPipe; left > 0 && stop.AwaitReadable(reading.Number());) {
+    if (stop.Signalled()) --left;
     const ssize_t got = read(reading.Number(), piece, sizeof piece);
     if (got <= 0) break;
     WriteOn(piece, static_cast<std::size_t>(got));

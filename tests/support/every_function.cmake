@@ -1,7 +1,7 @@
 # every_function(TARGET): gives the target the header every_function.inc, which names each function of the public header
 # once, as EVERY_FUNCTION(name).
 function(every_function target)
-  set(header ${CMAKE_SOURCE_DIR}/backend/drivex/vexaxd_p/vexaxd_p.h)
+  set(header ${PROJECT_SOURCE_DIR}/backend/drivex/vexaxd_p/vexaxd_p.h)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
   file(READ ${header} text)
   string(REGEX MATCHALL "VEXA_API [^;(]*\\(" declarations "${text}")

@@ -30,15 +30,28 @@
 
 #include "vexa_api.h"
 
+/* --- Version --- */
+
+/* The version that a program is compiled with; VexaVersion tells the one that it runs with. A minor version
+ * of 0.x may take something away, a patch never does. */
+#define VEXA_VERSION_MAJOR 0
+#define VEXA_VERSION_MINOR 1
+#define VEXA_VERSION_PATCH 0
+#define VEXA_VERSION_TEXT "0.1.0"
+#define VEXA_VERSION (VEXA_VERSION_MAJOR * 10000 + VEXA_VERSION_MINOR * 100 + VEXA_VERSION_PATCH)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The version of the library, such as "0.1.0". Constant: never null, not to be freed. Needs no session. */
+VEXA_API const char* VexaVersion(void);
 
 /* --- Session --- */
 
 /* Sets the language name and the home directory of the backend's installation; null counts as empty.
  * Defaults, when this is not called before anything else: the name "UNNAMEDX", and the home in the
- * environment's VEXA_HOME. */
+ * environment's VEXA_HOME, else the one that was installed with the library. */
 VEXA_API void SetXNameAndSHome(const char* xname, const char* home);
 
 /* Starts the backend, `bin/StartXD` under the home, as a child process, and waits for its first message.

@@ -28,8 +28,9 @@ VEXA_API int GetAppMode();
 VEXA_API void SetAppMode(int mode);
 
 // The home directory of the backend's installation, without a final "/". The first question falls back on the
-// environment's VEXA_HOME. Never null; empty when nothing is known; valid until the home is set anew. A null
-// or empty home is ignored by the setter.
+// environment's VEXA_HOME; without that the answer is the home that was installed with the library. Never
+// null; empty when nothing is known; valid until the home is set anew. A null or empty home is ignored by the
+// setter.
 VEXA_API const char* GetVEXAHOME();
 VEXA_API void SetVEXAHOME(const char* home);
 

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "dxglobals.h"
+#include "installed_home.h"
 #include "text.h"
 
 namespace {
@@ -48,7 +49,7 @@ void SetVEXAHOME(const char* home) {
 
 const char* GetVEXAHOME() {
   if (Objects().home.empty()) SetVEXAHOME(std::getenv("VEXA_HOME"));
-  return Objects().home.c_str();
+  return Objects().home.empty() ? InstalledHome().c_str() : Objects().home.c_str();
 }
 
 XManager* GetXManager() { return Objects().xmanager; }

@@ -16,12 +16,13 @@ SHORTHANDS = {
 
 # The words as C types; any other is one, or the address of one behind its "@".
 IN_C = {
-    **dict.fromkeys(("code", "length", "count", "each"), "int"),
-    **dict.fromkeys(("error", "count*", "length*", "ints", "numbers"), "int*"),
+    **dict.fromkeys(("code", "length", "size", "count", "each"), "int"),
+    **dict.fromkeys(("error", "count*", "length*", "ints", "ints[]", "numbers"), "int*"),
     **dict.fromkeys(("text", "text?", "bytes"), "const char*"),
     **dict.fromkeys(("own", "image", "text8*", "room*"), "char*"),
-    **{"texts": "char**", "text*": "char**", "texts*": "char***", "numbers*": "double**", "ints*": "int**"},
-    **{"list": "void*", "data": "void*", "list*": "void**", "wide": "const wchar_t*"},
+    **dict.fromkeys(("texts", "text*", "text[]"), "char**"),
+    **{ "texts*": "char***", "numbers*": "double**", "ints*": "int**"},
+    **{"list": "void*", "data": "void*", "taken": "void*", "list*": "void**", "wide": "const wchar_t*"},
     **{"uint": "unsigned int", "ulong": "unsigned long"},
     "check*": "int (*)(void*)",
     "progress*": "void (*)(void* context, long done, long total)",
@@ -31,19 +32,20 @@ IN_C = {
 
 # The slot of a message that a word's value travels in.
 SLOTS = {
-    **dict.fromkeys(("int", "uint", "long", "bool", "each", "ints", "int*", "long*", "count*"), "longs"),
+    **dict.fromkeys(("int", "uint", "long", "bool", "each", "size", "ints", "int*", "long*", "count*", "length*"), "longs"),
     **dict.fromkeys(("double", "double*", "numbers*"), "doubles"),
-    **dict.fromkeys(("text", "text?", "bytes", "own", "text*", "text8*", "room*", "texts*", "list", "list*"), "strings"),
-    **{"texts": "stringArrays", "data": "void", "wide": "wide", "image": "binary", "numbers": "longs"},
+    **dict.fromkeys(("text", "text?", "bytes", "own", "text*", "text8*", "text[]", "room*", "texts*", "list", "list*"), "strings"),
+    **{"texts": "stringArrays", "data": "void", "taken": "void", "wide": "wide", "image": "binary", "numbers": "longs"},
 }
 GOING_OUT = ("error", "count*", "length*", "int*", "long*", "double*", "text8*", "room*", "text*", "list*", "texts*",
-             "numbers*", "ints*")  # fmt: skip
+             "numbers*", "ints*", "ints[]", "text[]")  # fmt: skip
 
 Argument = collections.namedtuple("Argument", "word name c_type default")
 # `released_by` releases its arrays, `codes` come with an answer, `asks` are the numbers of its requests, in their order;
-# `request` is the first one's and `reply` what is read from its answer: the slot and the element of each value.
+# `request` is the first one's and `reply` what is read from its answer: the slot and the element of each value. `untried`
+# says why no suite of all languages can call it.
 Function = collections.namedtuple(
-    "Function", "family name result c_type arguments released_by codes asks guarded aborts request reply"
+    "Function", "family name result c_type arguments released_by codes asks guarded aborts untried request reply"
 )
 Value = collections.namedtuple("Value", "name slot element")
 
@@ -90,8 +92,8 @@ def _request(arguments, told):
 
 def _reply(result, arguments, told):
     if told:
-        name, _, slot = told.partition(" in all ")
-        return [Value(name, slot, "all")]
+        parts = [part.replace(" in ", " ").split() for part in told.split(", ")]
+        return [Value(name, slot, element if element.isalpha() else int(element)) for name, slot, element in parts]
     out = [(argument.word, argument.name) for argument in arguments if argument.word in GOING_OUT]
     if [word for word, _ in out].count("texts*") == 2:  # each a list of its own
         lists = iter(range(2))
@@ -106,6 +108,7 @@ def _wire(text):
     """ "9 guarded aborts(size > 0): index -> name in all strings": the numbers, the words, the request and the reply."""
     text, _, reply = text.partition(" -> ")
     text, _, request = text.partition(": ")
+    text, _, untried = text.partition(" untried(")
     aborts = []
     while " aborts(" in text:
         text, _, last = text.rpartition(" aborts(")
@@ -113,7 +116,17 @@ def _wire(text):
     guarded = " guarded" in text
     numbers = text.replace(" guarded", "").split(", ")[0]
     asks = [int(number) for number in numbers.replace(" or ", "; ").split("; ") if number != "-"]
-    return asks, guarded, aborts, request, reply
+    return asks, guarded, aborts, untried.rstrip(")"), request, reply
+
+
+def _untried(arguments, aborts, told):
+    """Why the suite has no call of a function; None where it has."""
+    words = [argument.word for argument in arguments]
+    if "always" in aborts:
+        return "it ends the process"
+    if any(word in ("check*", "progress*", "conversion") for word in words):
+        return "it takes a function of the caller's"
+    return told or ("it takes an address" if any(word.startswith("@") for word in words) else None)
 
 
 def functions(path=TABLE):
@@ -126,11 +139,11 @@ def functions(path=TABLE):
             said, _, behind = said.partition(" > ")
             result, name, *rest = said.split(" ", 2)
             arguments = list(_arguments(rest[0] if rest else ""))
-            asks, guarded, aborts, request, reply = _wire(wire)
+            asks, guarded, aborts, untried, request, reply = _wire(wire)
             behind = behind.split()
             yield Function(
                 family, name, result, IN_C.get(result, result), arguments,
                 next((word for word in behind if not word.isdigit()), None),
                 [int(word) for word in behind if word.isdigit()], asks, guarded, aborts,
-                _request(arguments, request) if asks else [], _reply(result, arguments, reply) if asks else [],
+                _untried(arguments, aborts, untried), _request(arguments, request) if asks else [], _reply(result, arguments, reply) if asks else [],
             )  # fmt: skip

@@ -25,6 +25,7 @@ def same(got, wanted):
 
 def outcome(name, arguments):
     """The result, or the code."""
+    arguments = [bytes.fromhex(one[4:]) if isinstance(one, str) and one.startswith("hex:") else one for one in arguments]
     try:
         return "->", getattr(vexaxd, name)(*arguments)
     except vexaxd.Error as error:

@@ -9,9 +9,9 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
-import java.util.function.Function;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import java.util.stream.Collectors;
@@ -22,10 +22,10 @@ import java.util.stream.Collectors;
  * <pre>VEXA_HOME=build/release/home java -cp build/release/home/bin/vexajavaplugin.jar languages/java/Conformance.java</pre>
  */
 public final class Conformance {
-  private static final Map<String, Method> FUNCTIONS =
+  private static final Map<String, List<Method>> FUNCTIONS =
       Arrays.stream(VexaFunctions.class.getMethods())
           .filter(method -> method.getDeclaringClass() == VexaFunctions.class)
-          .collect(Collectors.toMap(Method::getName, Function.identity()));
+          .collect(Collectors.groupingBy(Method::getName));
 
   /** JSON as lists, texts, doubles, booleans and null. */
   private static final class Json {
@@ -77,7 +77,15 @@ public final class Conformance {
     if (type == long.class) return ((Double) given).longValue();
     if (type == String[].class) return ((List<?>) given).toArray(String[]::new);
     if (type == int[].class) return ((List<?>) given).stream().mapToInt(each -> ((Double) each).intValue()).toArray();
+    if (type == byte[].class) return HexFormat.of().parseHex(((String) given).substring("hex:".length()));
     return given;
+  }
+
+  /** A function that takes texts takes bytes, too. */
+  private static Method function(String name, List<?> given) {
+    boolean bytes = given.stream().anyMatch(each -> each instanceof String text && text.startsWith("hex:"));
+    List<Method> both = FUNCTIONS.get(name);
+    return both.stream().filter(each -> List.of(each.getParameterTypes()).contains(byte[].class) == bytes).findAny().orElse(both.get(0));
   }
 
   /** A result in the suite's form. */
@@ -105,7 +113,7 @@ public final class Conformance {
   }
 
   private static boolean passes(String name, List<?> given, boolean fails, Object wanted) throws Exception {
-    Method function = FUNCTIONS.get(name);
+    Method function = function(name, given);
     Class<?>[] types = function.getParameterTypes();
     Object[] arguments = new Object[types.length];
     for (int i = 0; i < types.length; ++i) arguments[i] = argument(given.get(i), types[i]);

@@ -2,6 +2,8 @@
 // their kinds, each in the order of the header: whole numbers and flags, doubles, and the rest as objects:
 // texts and bytes as byte arrays, lists as arrays of these, int[] and double[].
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <string_view>
 #include <vector>
@@ -164,18 +166,14 @@ class Call {
   std::vector<jobject> out_objects;
 };
 
-#include "functions.inc"
-
-// With more than its line says: the room for the text, which nothing is longer than.
-void C_GetStringValue(Call& call) {
-  char room[32768] = {};
-  char* value = room;
-  int missing = 0;
-  const int result = GetStringValue(static_cast<unsigned>(call.Long()), &value, sizeof room - 1, &missing);
-  if (result != 0) return call.Fail("GetStringValue", result);
-  call.Give(room);
-  call.Give(missing);
+// A copy that the library takes over; null where there is no memory.
+void* Given(const char* bytes, int length) {
+  const auto size = static_cast<std::size_t>(length);
+  void* const given = std::malloc(size + 1);
+  return given != nullptr && size > 0 ? std::memcpy(given, bytes, size) : given;
 }
+
+#include "functions.inc"
 
 jobjectArray CallFunction(JNIEnv* env, jclass, jbyteArray name, jlongArray longs, jdoubleArray doubles,
                           jobjectArray objects) {
@@ -183,11 +181,7 @@ jobjectArray CallFunction(JNIEnv* env, jclass, jbyteArray name, jlongArray longs
   Call call(env, longs, doubles, objects);
   const auto* const found = std::find_if(std::begin(kFunctions), std::end(kFunctions),
                                          [&](const auto& each) { return each.name == wanted; });
-  if (wanted == "GetStringValue") {
-    C_GetStringValue(call);
-  } else if (found != std::end(kFunctions)) {
-    found->function(call);
-  }
+  if (found != std::end(kFunctions)) found->function(call);
   return call.Results();
 }
 

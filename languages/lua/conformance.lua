@@ -57,6 +57,8 @@ for line in io.lines(here .. "/calls.txt") do
     given.n = #given
     for i = 1, given.n do
       if given[i] == json.null then given[i] = nil end
+      local hex = type(given[i]) == "string" and given[i]:match("^hex:(.*)")
+      if hex then given[i] = hex:gsub("..", function(byte) return string.char(tonumber(byte, 16)) end) end
     end
     local got, results, count = outcome(name, given)
     wanted = json.decode("[" .. wanted .. "]")[1]

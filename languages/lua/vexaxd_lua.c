@@ -93,6 +93,18 @@ static int* Ints(lua_State* L, int index, int* count) {
   return numbers;
 }
 
+// The library's from the call on: nothing that can fail stands between.
+static void* Given(lua_State* L, const char* bytes, int length) {
+  void* const given = malloc((size_t)length + 1);
+  if (given == NULL) luaL_error(L, "no memory for %d bytes", length);
+  return memcpy(given, bytes, (size_t)length);
+}
+
+static int* Room(lua_State* L, lua_Integer count) {
+  if (count < 0) luaL_error(L, "a count from 0 is wanted");
+  return lua_newuserdatauv(L, ((size_t)count + 1) * sizeof(int), 0);
+}
+
 // --- What comes out ---
 
 static void PushOwn(lua_State* L, char* text) {
@@ -147,18 +159,7 @@ static void PushWide(lua_State* L, const wchar_t* text) {
 
 #include "functions.inc"
 
-// --- What needs more than its line says ---
-
-static int L_GetStringValue(lua_State* L) {
-  char room[32768] = {0};  // nothing is longer than 32,767 bytes
-  char* value = room;
-  int missing = 0;
-  const int result = GetStringValue((unsigned)Integer(L, 1, 32), &value, sizeof room - 1, &missing);
-  if (result != 0) return Fail(L, "GetStringValue", result);
-  lua_pushstring(L, room);
-  lua_pushinteger(L, missing);
-  return 2;
-}
+// --- Beyond the header ---
 
 static char own_directory[] = "/tmp/vexa_XXXXXX";
 static bool has_own_directory;
@@ -191,8 +192,7 @@ static int ErrorText(lua_State* L) {
 }
 
 __attribute__((visibility("default"))) int luaopen_vexaxd(lua_State* L) {
-  static const luaL_Reg kOwn[] = {
-      {"GetStringValue", L_GetStringValue}, {"start", Start}, {"stop", Stop}, {NULL, NULL}};
+  static const luaL_Reg kOwn[] = {{"start", Start}, {"stop", Stop}, {NULL, NULL}};
   luaL_newmetatable(L, kError);
   lua_pushcfunction(L, ErrorText);
   lua_setfield(L, -2, "__tostring");

@@ -34,7 +34,8 @@ fs.readFileSync(path.join(suite, "calls.txt"), "utf8").split("\n").forEach((read
   if (line === "stop") return vexaxd.stop();
   if (!line || line.startsWith("#")) return;
   const [, name, values, way, wanted] = /^(\w+) (\[.*\]) (->|!) (.*)$/.exec(line);
-  const [gotWay, got] = outcome(name, JSON.parse(values));
+  const bytes = (_, value) => (/^hex:/.test(value) ? Buffer.from(value.slice("hex:".length), "hex") : value);
+  const [gotWay, got] = outcome(name, JSON.parse(values, bytes));
   const good = gotWay === way && same(got, JSON.parse(wanted));
   counts[good ? "passed" : "failed"] += 1;
   if (!good) console.log(`line ${index + 1}: ${line}\n    gave ${gotWay} ${JSON.stringify(got)}`);

@@ -4,6 +4,12 @@ library(vexastatistics, lib.loc = file.path(Sys.getenv("VEXA_HOME"), "lib", "R-l
 
 vectors <- function(argument) if (is.list(argument)) unlist(argument) else argument
 
+bytes <- function(argument) {
+  if (!is.character(argument) || length(argument) != 1 || !startsWith(argument, "hex:")) return(argument)
+  digits <- strsplit(argument, "")[[1]][-(1:4)]
+  as.raw(strtoi(paste0(digits[c(TRUE, FALSE)], digits[c(FALSE, TRUE)]), 16))
+}
+
 # A vector of one is R's only form of one value.
 same <- function(got, wanted) {
   if (identical(wanted, "*")) return(TRUE)
@@ -15,7 +21,7 @@ same <- function(got, wanted) {
 
 # The result in a list, which keeps a NULL, or the code.
 outcome <- function(name, arguments)
-  tryCatch(list("->", do.call(name, lapply(arguments, vectors))),
+  tryCatch(list("->", do.call(name, lapply(lapply(arguments, vectors), bytes))),
            vexaError = function(e) list("!", if (e$fun == name && nzchar(conditionMessage(e))) e$code))
 
 data <- normalizePath(commandArgs(TRUE))

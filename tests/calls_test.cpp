@@ -39,10 +39,11 @@ class EveryCallTest : public testing::TestWithParam<std::size_t> {
     for (const auto& list : asked.string_lists) tell(" ss ", list);
     requests.push_back(told.str());
     if (state == kEmpty) return Encode(MakeImage(asked.action));
-    Image reply = MakeImage(asked.action, Error{state == kRefusing ? kRefused : 0}, Longs{2, 1, 5, 3},
-                            Doubles{0.25, 1.25, 2.25}, Strings{"one", "two and more", "three"},
-                            LongLists{{0, 0}}, DoubleLists{{1, 2}}, StringLists{{"x", "y"}, {"z", "w"}},
-                            Binary{std::string("im\0", 3)}, Wide{U"wide"}, Void{std::string(64, 'v')});
+    Image reply =
+        MakeImage(asked.action, Error{state == kRefusing ? kRefused : 0}, Longs{2, 1, 5, 3},
+                  Doubles{0.25, 1.25, 2.25}, Strings{"one", "two and more", "three"}, LongLists{{0, 0, 0, 9}},
+                  DoubleLists{{1, 2, 6, 7.5}}, StringLists{{"x", "y", "p", "q"}, {"z", "w"}},
+                  Binary{std::string("im\0", 3)}, Wide{U"wide"}, Void{std::string(64, 'v')});
     const int kHost = 210, kCopyright = 213;  // which insist on their number of texts
     if (asked.action == kHost || asked.action == kCopyright)
       reply.strings.resize(asked.action == kHost ? 2 : 1);

@@ -139,8 +139,9 @@ class CallRoom {
     for (int i = 0; i < count; ++i) {
       if (doubles != nullptr) Say(doubles[i]);
       if (int_array != nullptr) Say(int_array[i]);
-      if (returned_ints != nullptr) Say(returned_ints[i]);
     }
+    for (int i = 0; returned_ints != nullptr && i < ints[0][0]; ++i)
+      Say(returned_ints[i]);  // ahead of a code
     for (void* const each : {list, returned_list}) {
       for (int i = 0; i < GetStringListLength(each); ++i) Take(GetStringFromList(each, i));
     }

@@ -1,5 +1,5 @@
 // RConsole DIRECTORY ID CONSOLE HOME LANGUAGE [HOME]: the console of a language, in the terminal window that
-// XConsoleW opens for it. It shows texts, and reads lines with the editing and the history of GNU readline.
+// XConsoleW opens for it. It shows texts, and reads lines that can be edited.
 // The home and the output language are for a console with files and texts of its own; this one has none.
 //
 // A line goes out with its "\n". Ctrl-D on an empty line gives the empty text, by which a read loop knows the
@@ -19,16 +19,13 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <thread>
-
-// They want <cstdio>.
-#include <readline/history.h>
-#include <readline/readline.h>
+#include <utility>
 
 #include "CleXDSmb.h"
 #include "XConsoleW.h"
+#include "line_editor.h"
 #include "sendreceive.h"
 #include "starter.h"
 #include "xpipemanager.h"
@@ -39,12 +36,13 @@ constexpr int kLevels = 10000;  // a level's number has up to four digits
 // A peer that lives opens its end about a second after it started the terminal.
 constexpr std::chrono::seconds kPatience{30};
 constexpr std::chrono::milliseconds kDying{300}, kLook{10};
-constexpr int kControlC = 'C' & 0x1f;
 
-VexaPipe* requests = nullptr;  // readline's callback has no argument for them
+VexaPipe* requests = nullptr;  // what waits for a key has no argument for them
 VexaPipe* answers = nullptr;
+LineEditor* editor = nullptr;
 std::string prompt;  // what is shown of the current line
 Starter starter;
+volatile std::sig_atomic_t window_changed = 0;
 
 // Not the one that a console behind this has made under the same name meanwhile.
 void RemoveOwnFile() {
@@ -78,12 +76,11 @@ bool TerminalGone() {
 // Waits for something to read there; without a terminal or a peer there is nothing to wait for.
 void Await(int input) {
   for (;;) {
+    if (std::exchange(window_changed, 0) != 0) editor->Resize();
     pollfd looks[] = {
         {input, POLLIN, 0}, {answers->Descriptor(), 0, 0}, {STDIN_FILENO, 0, 0}, {starter.end, POLLIN, 0}};
-    const bool interrupted = poll(looks, 4, starter.end == -1 ? kStarterLookMilliseconds : -1) == -1;
-    if (interrupted) {
-      rl_check_signals();  // the window may have another size
-    } else if (looks[2].revents != 0) {
+    if (poll(looks, 4, starter.end == -1 ? kStarterLookMilliseconds : -1) == -1) continue;
+    if (looks[2].revents != 0) {
       Leave(EXIT_FAILURE);
     } else if (looks[1].revents != 0 || StarterGone(&starter)) {
       LeaveBehindPeer();
@@ -91,11 +88,6 @@ void Await(int input) {
       return;
     }
   }
-}
-
-int NextKey(FILE* keyboard) {
-  Await(fileno(keyboard));
-  return rl_getc(keyboard);
 }
 
 void Show(const std::string& text) {
@@ -112,28 +104,24 @@ void Show(const std::string& text) {
 }
 
 std::string ReadLine() {
-  rl_already_prompted = 1;
-  const std::unique_ptr<char, void (*)(void*)> line(readline(prompt.c_str()), std::free);
-  if (line == nullptr && TerminalGone()) Leave(EXIT_FAILURE);
+  const std::optional<std::string> line = editor->Read(prompt);
+  if (!line && TerminalGone()) Leave(EXIT_FAILURE);
   prompt.clear();
-  if (line == nullptr) return Show("\n"), "";
-  if (*line != '\0') add_history(line.get());
-  return std::string(line.get()) + "\n";
+  if (!line) return Show("\n"), "";
+  return *line + "\n";
 }
 
 void SetUpTerminal() {
-  std::setlocale(LC_ALL, "");
+  // A system may lack the locale of the language and of this window, which is one of UTF-8 as a rule.
+  if (std::setlocale(LC_ALL, "") == nullptr) std::setlocale(LC_CTYPE, "C.UTF-8");
   for (const int from_keyboard_or_peer : {SIGHUP, SIGINT, SIGQUIT, SIGTSTP, SIGPIPE})
     std::signal(from_keyboard_or_peer, SIG_IGN);
+  std::signal(SIGWINCH, [](int) { window_changed = 1; });
   termios settings;
   if (tcgetattr(STDIN_FILENO, &settings) == 0) {
     settings.c_cc[VINTR] = _POSIX_VDISABLE;  // Ctrl-C comes as a key
     tcsetattr(STDIN_FILENO, TCSANOW, &settings);
   }
-  rl_getc_function = NextKey;
-  rl_bind_key(kControlC, rl_kill_full_line);
-  rl_bind_key('\t', rl_insert);
-  rl_variable_bind("enable-bracketed-paste", "off");  // each line that is pasted is a line
 }
 
 // The arguments do not tell the level. It is the last one for which the peer has made the fifo of the
@@ -186,6 +174,8 @@ int main(int argc, char** argv) {
   starter = StarterOf(getppid(), argv[2]);
   XPipeManager manager(argv[1], argv[2]);
   SetUpTerminal();
+  LineEditor line_editor([] { Await(STDIN_FILENO); });
+  editor = &line_editor;
   OpenLevel(*manager.getPipeSuit(argv[3]));
   Connect();
   Serve();

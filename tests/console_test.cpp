@@ -31,6 +31,7 @@ class ConsoleProgram : public ProcessTest {
     ASSERT_EQ(answers->CreatePipe(), 0);
     const std::string program = kHome + "/bin/RConsole", path = sandbox.path() + "/", home = kHome;
     if ((child = forkpty(&terminal, nullptr, nullptr, nullptr)) == 0) {
+      setenv("LANG", "en_US.UTF-8", 1);  // a system may lack it
       execl(program.c_str(), program.c_str(), path.c_str(), kId, "RConsole", home.c_str(), "", nullptr);
       _exit(255);
     }
@@ -83,13 +84,35 @@ TEST_F(ConsoleProgram, ShowsTextsAndReadsEditedLines) {
     const char *keys, *line;
   } cases[] = {
       {"abx\x7f\r", "ab\n"}, {"\r", "\n"}, {"\x1b[A\r", "ab\n"}, {"\t\r", "\t\n"},
-      {"x\x03y\r", "y\n"},   {"\x04", ""}, {"z\r", "z\n"},
+      {"x\x03y\r", "y\n"},   {"\x04", ""}, {"z\r", "z\n"},       {"ä\x7föü\x1b[D\x04\r", "ö\n"},
   };
   for (const auto& [keys, line] : cases) {
     AskForLine();
     EXPECT_EQ(write(terminal, keys, std::strlen(keys)), static_cast<ssize_t>(std::strlen(keys)));
     EXPECT_EQ(Answer(), line);
   }
+  Ask(XConsoleW::kStopRequest);
+  EXPECT_EQ(Answer(), "");
+  EXPECT_EQ(Ends(), 0);
+}
+
+TEST_F(ConsoleProgram, ShowsItsLineAnewInAWindowOfAnotherSize) {
+  Start();
+  Ask(0, "> ");
+  EXPECT_EQ(Answer(), "");
+  AskForLine();
+  EXPECT_EQ(write(terminal, "abc", 3), 3);
+  std::string shown;
+  const auto shows = [&](const std::string& text) {
+    for (char piece; shown.find(text) == std::string::npos && read(terminal, &piece, 1) == 1;) shown += piece;
+    return shown;
+  };
+  EXPECT_EQ(shows("abc"), "> abc") << "the text that was shown is not shown again";
+  const winsize narrow = {24, 40, 0, 0};
+  ASSERT_EQ(ioctl(terminal, TIOCSWINSZ, &narrow), 0);
+  EXPECT_EQ(shows("\r\x1b[J> abc"), "> abc\r\x1b[J> abc");
+  EXPECT_EQ(write(terminal, "\r", 1), 1);
+  EXPECT_EQ(Answer(), "abc\n");
   Ask(XConsoleW::kStopRequest);
   EXPECT_EQ(Answer(), "");
   EXPECT_EQ(Ends(), 0);

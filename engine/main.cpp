@@ -38,6 +38,7 @@ void Prepare(const char* text, Session& session) {
   session.log = RequestLog(session.options.log);
   LoadData(session);
   session.output.echo = session.options.echo;
+  session.output.stream = OutputStream(session.options.stream);
   session.output.files = session.options.output;
   session.output.Write();
 }

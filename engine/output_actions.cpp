@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "commands.h"
 
@@ -18,7 +19,19 @@ int QueueCommand(Session& session, Texts texts, CleXDSmb&) {
   return 0;
 }
 
+// When the command is done, however it went.
+struct TablesShown {
+  OutputDocument& output;
+  ~TablesShown() {
+    try {
+      output.ShowTables();
+    } catch (const std::bad_alloc&) {  // what is not shown is in the document all the same
+    }
+  }
+};
+
 int SubmitCommand(Session& session, Texts texts, CleXDSmb&) {
+  const TablesShown at_end{session.output};
   return RunCommands(session, session.output.Submit(texts[0]));
 }
 

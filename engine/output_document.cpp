@@ -9,6 +9,7 @@
 #include <fstream>
 #include <new>
 #include <sstream>
+#include <utility>
 
 #include "engine_code.h"
 #include "output_page.h"
@@ -45,6 +46,10 @@ void OutputDocument::Post(const std::string& text) {
   }
   posted += text;
   said_last = std::move(last);
+  if (stream) {
+    ShowTables();
+    stream.SendText(text);
+  }
   if (!echo) return;
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fflush(stdout);
@@ -75,10 +80,34 @@ void OutputDocument::ClosePost() {
 pugi::xml_node OutputDocument::Add(const char* element, const std::string& text,
                                    const Attributes& attributes) {
   ClosePost();
-  return Append(element, [&](pugi::xml_node node) {
+  const pugi::xml_node added = Append(element, [&](pugi::xml_node node) {
     if (!text.empty()) SetText(node, text);
     for (const auto& [name, value] : attributes) SetAttribute(node, name, value);
   });
+  if (stream) Show(added);
+  return added;
+}
+
+// A table has nothing to show yet, and a command is known to who submits it.
+void OutputDocument::Show(pugi::xml_node entry) {
+  const std::string_view kind = entry.name();
+  if (kind == "pivotTable" || kind == "command") return;
+  ShowTables();
+  pugi::xml_document body;
+  AddEntry(*this, entry, body);
+  stream.SendAll(body);
+  XmlRanOut();  // what was shown is not what is kept
+}
+
+void OutputDocument::ShowTables() {
+  if (!stream || to_show.empty()) return;
+  for (PivotTable* const table : std::exchange(to_show, {})) {
+    pugi::xml_document body;
+    LayOut(*table, place.attribute("title").value(), body);
+    stream.SendAll(body);
+    table->shown = true;
+  }
+  XmlRanOut();
 }
 
 std::string OutputDocument::Submit(const std::string& command) {
@@ -94,6 +123,7 @@ void OutputDocument::StartProcedure(const std::string& name, const std::string& 
 
 void OutputDocument::EndProcedure() {
   ClosePost();
+  ShowTables();
   place = xml.document_element();
 }
 
@@ -119,6 +149,7 @@ PivotTable& OutputDocument::StartTable(std::span<const std::string> texts, bool 
     throw;
   }
   recent = &tables.back();
+  if (stream) to_show.push_back(recent);
   return *recent;
 }
 
@@ -130,6 +161,7 @@ PivotTable* OutputDocument::FindTable(std::span<const std::string> texts, bool f
     recent = &*found;
   }
   if (recent->on_page) page.valid = false;  // it may be about to change
+  if (std::exchange(recent->shown, false)) to_show.push_back(recent);
   return recent;
 }
 

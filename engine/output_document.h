@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "output_stream.h"
 #include "pivot_table.h"
 
 // Whether memory has run out in a document since this was asked last: something is missing there then.
@@ -32,6 +33,7 @@ class OutputDocument {
   using Attributes = std::initializer_list<std::pair<const char*, const std::string&>>;
 
   bool echo = false;      // what is posted is shown on standard output, too
+  OutputStream stream;    // who wants to see all of it as it comes
   std::string said_last;  // the end of what was posted, since whoever asks for it cleared it
   std::string files;      // in front of ".txt" and ".html"; empty when the document is not written
 
@@ -57,6 +59,8 @@ class OutputDocument {
   // The document as it is now.
   const pugi::xml_document& Xml();
   const PivotTable& TableAt(pugi::xml_node element) const;
+  // Sends the tables that the stream has not, or not as they are now.
+  void ShowTables();
   // Brings both files up to date, where there are any: what is new goes behind what is there already, unless
   // that has changed since. Throws Refusal.
   void Write();
@@ -65,6 +69,7 @@ class OutputDocument {
   template <class Fill>
   pugi::xml_node Append(const char* element, Fill fill);
   void ClosePost();
+  void Show(pugi::xml_node entry);
   void WritePage(bool anew);
 
   pugi::xml_document xml;
@@ -82,6 +87,7 @@ class OutputDocument {
   std::deque<PivotTable> tables;
   std::vector<pugi::xml_node> elements;  // theirs
   PivotTable* recent = nullptr;          // the one that was found last
+  std::vector<PivotTable*> to_show;      // by the stream
 };
 
 #endif

@@ -29,31 +29,6 @@ pugi::xml_node AddOfClass(pugi::xml_node parent, const char* name, std::string_v
   return node;
 }
 
-void AddEntry(OutputDocument& document, pugi::xml_node entry, pugi::xml_node body) {
-  const std::string_view kind = entry.name();
-  if (kind == "command") {
-    AddOfClass(body, "pre", TextOf(entry), "command");
-  } else if (kind == "text") {
-    AddElement(body, "pre", TextOf(entry));
-  } else if (kind == "textBlock") {
-    AddElement(body, "h3", TextOf(entry.attribute("title")));
-    AddElement(body, "pre", std::string(entry.attribute("skip").as_uint(), '\n') + TextOf(entry));
-  } else if (kind == "split") {
-    AddElement(body, "p", TextOf(entry));
-  } else if (kind == "graphic") {
-    AddElement(body, "p", TextOf(entry.attribute("title")));
-    pugi::xml_node image = body.append_child("img");
-    image.append_attribute("src") = entry.attribute("file").value();
-    image.append_attribute("alt") = entry.attribute("label").value();
-  } else if (kind == "pivotTable") {
-    LayOut(document.TableAt(entry), entry.parent().attribute("title").value(), body);
-  } else if (kind == "procedure") {
-    AddElement(body, "h2", TextOf(entry.attribute("title")));
-    for (const pugi::xml_node child : entry.children()) AddEntry(document, child, body);
-    for (const pugi::xml_node note : entry.children("footnote")) AddOfClass(body, "p", TextOf(note), "note");
-  }
-}
-
 // --- The page as text ---
 
 // One line: what stands in an element, with the marks of its notes in brackets.
@@ -142,6 +117,35 @@ pugi::xml_node AddElement(pugi::xml_node parent, const char* name, std::string_v
   SetText(node.append_child(pugi::node_pcdata), text.empty() ? kBlank : text);
   if (!marks.empty()) SetText(node.append_child("sup"), marks);
   return node;
+}
+
+void AddEntry(OutputDocument& document, pugi::xml_node entry, pugi::xml_node body) {
+  const std::string_view kind = entry.name();
+  if (kind == "command") {
+    AddOfClass(body, "pre", TextOf(entry), "command");
+  } else if (kind == "text") {
+    AddElement(body, "pre", TextOf(entry));
+  } else if (kind == "textBlock") {
+    AddElement(body, "h3", TextOf(entry.attribute("title")));
+    AddElement(body, "pre", std::string(entry.attribute("skip").as_uint(), '\n') + TextOf(entry));
+  } else if (kind == "split") {
+    AddElement(body, "p", TextOf(entry));
+  } else if (kind == "graphic") {
+    AddElement(body, "p", TextOf(entry.attribute("title")));
+    pugi::xml_node image = body.append_child("img");
+    image.append_attribute("src") = entry.attribute("file").value();
+    image.append_attribute("alt") = entry.attribute("label").value();
+  } else if (kind == "footnote") {
+    AddOfClass(body, "p", TextOf(entry), "note");
+  } else if (kind == "pivotTable") {
+    LayOut(document.TableAt(entry), entry.parent().attribute("title").value(), body);
+  } else if (kind == "procedure") {
+    AddElement(body, "h2", TextOf(entry.attribute("title")));
+    const auto is_note = [](pugi::xml_node child) { return std::strcmp(child.name(), "footnote") == 0; };
+    for (const pugi::xml_node child : entry.children())
+      if (!is_note(child)) AddEntry(document, child, body);
+    for (const pugi::xml_node note : entry.children("footnote")) AddEntry(document, note, body);
+  }
 }
 
 void BuildPage(OutputDocument& document, pugi::xml_node first, pugi::xml_node page) {

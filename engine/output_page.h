@@ -13,6 +13,8 @@
 class OutputDocument;
 class PivotTable;
 
+// Adds what shows an entry of the document.
+void AddEntry(OutputDocument& document, pugi::xml_node entry, pugi::xml_node body);
 // A page of the entries from `first` on.
 void BuildPage(OutputDocument& document, pugi::xml_node first, pugi::xml_node page);
 void WritePageAsText(const pugi::xml_document& page, bool with_heading, std::ostream& text);

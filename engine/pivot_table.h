@@ -77,6 +77,7 @@ class PivotTable {
   std::map<Coordinates, Value> cells;
   std::vector<std::string> footnotes;
   bool on_page = false;  // the output files have it
+  bool shown = false;    // so has who reads the stream
 
   bool IsNamed(std::span<const std::string> texts, bool flag) const {
     return texts[0] == outline && texts[1] == type && texts[2] == title && flag == of_split;

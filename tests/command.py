@@ -1,0 +1,246 @@
+"""The command `vexa` as a person uses it: run and shell, the latter on a terminal.
+
+    VEXA_HOME=build/dev/home python3 tests/command.py
+"""
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import pexpect
+
+HOME = os.environ["VEXA_HOME"]
+PROGRAM = os.path.join(HOME, "bin/vexa")
+DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "examples/data/airquality.csv")
+SECONDS = 20
+
+TABLE = """LANGUAGE PYTHON.
+import vexaxd
+print("before")
+vexaxd.StartProcedure("Summary", "Summary of the weather")
+name = ("Summary", "Descriptives", "Statistics", False)
+vexaxd.StartPivotTable(*name)
+vexaxd.AddDimension(*name, "Variable", 0, 0, False, False)
+vexaxd.AddDimension(*name, "Statistic", 1, 0, True, False)
+for i in range(8):
+    vexaxd.AddStringCategory(*name, "Variable", 0, 0, False, False, "Temp")
+    vexaxd.AddStringCategory(*name, "Statistic", 1, 0, True, False, f"Statistic {i}")
+    vexaxd.SetNumberCell(*name, "Statistic", 1, 0, True, False, i + 0.5)
+vexaxd.SetGraphicsLabel("", "a picture")
+vexaxd.GetGraphic("/etc/passwd")
+vexaxd.EndProcedure()
+END LANGUAGE.
+"""
+SLEEP = "LANGUAGE PYTHON.\nimport time\nprint('asleep', flush=True)\ntime.sleep({})\nEND LANGUAGE.\n"
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = directory.name
+        self.environment = {
+            **{name: value for name, value in os.environ.items() if name not in ("VEXADXTEMP", "NO_COLOR")},
+            **{"TMPDIR": self.directory, "TERM": "xterm", "VEXA_HISTORY": self.path("history"), "PAGER": "cat"},
+        }
+
+    def path(self, name):
+        return os.path.join(self.directory, name)
+
+    def write(self, name, text):
+        with open(self.path(name), "w") as file:
+            file.write(text)
+        return self.path(name)
+
+    def vexa(self, *words, given="", **environment):
+        """The exit code, standard output, standard error."""
+        ended = subprocess.run([PROGRAM, *words], input=given, capture_output=True, text=True, timeout=SECONDS,
+                               env=self.environment | environment)
+        return ended.returncode, ended.stdout, ended.stderr
+
+    def nothing_left(self):
+        left = [name for name in os.listdir(self.directory) if name.startswith("vexa_")]
+        self.assertEqual(left, [], "the directory of the session is left")
+
+
+class Run(Case):
+    def test_shows_all_that_comes_out_in_the_width_that_there_is(self):
+        code, out, _ = self.vexa("run", "--data", DATA, "--width", "50", given=TABLE)
+        self.assertEqual(code, 0)
+        self.assertEqual(out, """before
+
+Summary of the weather
+----------------------
+Summary
+
+Statistics
+Variable  Statistic 0  Statistic 1  Statistic 2
+--------  -----------  -----------  -----------
+Temp              0.5          1.5          2.5
+
+Variable  Statistic 3  Statistic 4  Statistic 5
+--------  -----------  -----------  -----------
+Temp              3.5          4.5          5.5
+
+Variable  Statistic 6  Statistic 7
+--------  -----------  -----------
+Temp              6.5          7.5
+[/etc/passwd] a picture
+""")
+        self.nothing_left()
+
+    def test_tells_a_program_the_same_as_json(self):
+        script = self.write("script.vexa", TABLE + "SAVE /TYPE=CSV.\n")
+        code, out, _ = self.vexa("run", script, "--json", "--output", self.path("page.html"))
+        events = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual(code, 1)
+        self.assertEqual([event["event"] for event in events],
+                         ["text", "heading", "note", "heading", "table", "image", "done", "error"])
+        self.assertEqual(events[4]["rows"], [["Temp", *(f"{i}.5" for i in range(8))]])
+        self.assertEqual((events[-1]["place"], events[-1]["code"]), (script + ":17", 2046))
+        with open(self.path("page.html")) as page:
+            self.assertIn("Summary of the weather", page.read())
+
+    def test_ends_at_what_fails_with_place_reason_and_code(self):
+        save = f'SAVE /TYPE=CSV\n  /FILE="{self.path("saved.csv")}".\n'
+        wrong = 'GET DATA /TYPE=CSV /FILE="nowhere.csv" /DATASET=a.\n'
+        open_block = "LANGUAGE PYTHON.\npass\n"
+        died = "LANGUAGE PYTHON.\nimport os, signal\nos.kill(os.getppid(), signal.SIGKILL)\nEND LANGUAGE.\n"
+        cases = [  # words, what is given, exit code, in standard error, whether what stands behind ran
+            ((), wrong + save, 1, "standard input:1: Submit: the backend refused (2002): nowhere.csv", False),
+            (("--keep-going",), wrong + save, 1, "nowhere.csv", True),
+            ((), "\n" + save + open_block, 1, "standard input:4: ", True),
+            ((), died + save, 4, "(99103)", False),
+            (("--data", "nowhere.csv"), save, 3, "nowhere.csv", False),
+            (("--options=-wrong",), save, 3, "unknown option -wrong", False),
+            (("--home", "/nowhere"), save, 3, "/nowhere (--home) is no home", False),
+            (("--wrong",), "", 2, "--wrong", False),
+            ((self.path("none"),), "", 1, "No such file", False),
+        ]
+        for words, given, expected, told, saved in cases:
+            with self.subTest(words=words, given=given[:20]):
+                if not any(word in words for word in ("--data",)):
+                    words = (*words, "--data", DATA)
+                code, out, error = self.vexa("run", *words, given=given)
+                self.assertIn(told, error)
+                self.assertEqual((code, os.path.exists(self.path("saved.csv"))), (expected, saved))
+                if saved:
+                    os.unlink(self.path("saved.csv"))
+                self.nothing_left()
+
+    def test_ctrl_c_and_a_request_to_end_leave_nothing(self):
+        for sign, expected in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
+            with subprocess.Popen([PROGRAM, "run"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, env=self.environment,
+                                  stderr=subprocess.PIPE, text=True) as program:
+                program.stdin.write(SLEEP.format(60))
+                program.stdin.flush()
+                self.assertEqual(program.stdout.readline(), "asleep\n")
+                program.send_signal(sign)
+                program.communicate(timeout=SECONDS)
+                self.assertEqual(program.returncode, expected)
+            self.nothing_left()
+
+
+class Shell(Case):
+    def start(self, *words, prompt=True):
+        shell = pexpect.spawn(PROGRAM, ["shell", "--data", DATA, *words], env=self.environment, timeout=SECONDS,
+                              encoding="utf-8", dimensions=(24, 60))
+        self.addCleanup(shell.close, force=True)
+        if prompt:
+            shell.expect_exact("vexa> ")
+        return shell
+
+    def ask(self, shell, line, *expected):
+        shell.sendline(line)
+        for text in expected:
+            shell.expect_exact(text)
+        shell.expect_exact("vexa> ")
+
+    def leave(self, shell, code=0):
+        shell.sendline("\\q")
+        shell.expect(pexpect.EOF)
+        shell.close()
+        self.assertEqual(shell.exitstatus, code)
+        self.nothing_left()
+
+    def test_looks_at_dictionary_cases_log_and_times(self):
+        shell = self.start()
+        self.ask(shell, "\\d", "Solar_R    number     F5.0", "text of 9")
+        self.ask(shell, "\\d ozone", "target", "120 thru highest")
+        self.ask(shell, "\\n 2 Ozone MonthName", "   2     36  May", "2 of 153 cases")
+        self.ask(shell, "\\n 1", "Case  Ozone  Solar_R  Wind  Temp  Month  Day  MonthName")
+        self.ask(shell, "\\d Nothing", "Nothing: there is no such variable")
+        self.ask(shell, "\\log 1", "GetVariableName (9): 0")
+        self.ask(shell, "\\timing", "Timing is on.")
+        self.ask(shell, "* nothing.", "Time: ", " ms")
+        self.ask(shell, "\\what", "\\what is nothing here")
+        self.ask(shell, "\\?", "leaves, as does Ctrl-D")
+        self.leave(shell)
+
+    def test_takes_blocks_line_by_line_and_shows_errors_in_colour(self):
+        shell = self.start()
+        for line in ("LANGUAGE PYTHON.", "for i in range(2):", "    print('line', i)", ""):
+            shell.sendline(line)
+            shell.expect_exact("  ... ")
+        self.ask(shell, "END LANGUAGE.", "line 0", "line 1")
+        self.ask(shell, "SAVE /TYPE=CSV.", "\033[31m", "SAVE lacks its /FILE")
+        self.leave(shell)
+        self.environment["NO_COLOR"] = "1"
+        plain = self.start()
+        plain.sendline("SAVE /TYPE=CSV.")
+        plain.expect_exact("SAVE lacks its /FILE")
+        self.assertNotIn("\033[31m", plain.before)
+        self.leave(plain)
+
+    def test_ctrl_c_gives_the_prompt_back_and_the_session_goes_on(self):
+        shell = self.start()
+        shell.send("LANGUAGE PYTHON.\nhalf a block")
+        shell.expect_exact("  ... ")
+        shell.expect_exact("half a block")
+        shell.sendintr()
+        shell.expect_exact("vexa> ")
+        for line in SLEEP.format(3).splitlines():
+            shell.sendline(line)
+        shell.expect_exact("asleep")
+        shell.expect(r"LANGUAGE PYTHON\., \d s \(Ctrl-C gives it up\)")  # told by itself, in time
+        shell.sendintr()
+        shell.expect_exact("interrupted")
+        shell.expect_exact("vexa> ")
+        self.ask(shell, "\\d Wind", "F5.1")  # waits for what was given up
+        self.leave(shell)
+
+    def test_history_lasts_and_an_end_of_input_leaves(self):
+        shell = self.start()
+        self.ask(shell, "\\timing", "Timing is on.")
+        shell.sendeof()
+        shell.expect(pexpect.EOF)
+        again = self.start()
+        again.send("\x1b[A")
+        again.expect_exact("\\timing")
+        again.sendline("")
+        again.expect_exact("Timing is on.")
+        again.expect_exact("vexa> ")
+        self.leave(again)
+
+    def test_a_backend_that_died_can_be_started_anew(self):
+        shell = self.start()
+        died = "LANGUAGE PYTHON.\nimport os, signal\nos.kill(os.getppid(), signal.SIGKILL)\nEND LANGUAGE."
+        for line in died.splitlines():
+            shell.sendline(line)
+        shell.expect_exact("\\restart starts it anew")
+        shell.expect_exact("vexa> ")
+        self.ask(shell, "\\d Ozone", "(99103)", "restart starts")
+        self.ask(shell, "\\restart")
+        self.ask(shell, "\\d Ozone", "target")
+        self.leave(shell)
+
+    def test_serves_a_script_without_a_terminal(self):
+        code, out, error = self.vexa("shell", "--data", DATA, given="\\n 1 Temp\n\\d Nothing\n* no period")
+        self.assertEqual((code, out), (1, "Case  Temp\n----  ----\n   1    67\n1 of 153 cases\n"))
+        self.assertIn("there is no such variable", error)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,13 @@
+// The home that is meant: the option's, else the one in VEXA_HOME, else the one that this program lies in.
+#ifndef HOME_H
+#define HOME_H
+
+#include <string>
+
+struct Home {
+  std::string path;  // absolute; empty where there is none
+  std::string told;  // by what: "--home", "VEXA_HOME", "the program"
+};
+Home FindHome(const std::string& option);
+
+#endif

@@ -82,7 +82,7 @@ def _error(function, code):
 
 def _load():
     home = os.environ.get("VEXA_HOME")
-    staged = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    staged = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
     path = os.path.join(os.path.abspath(home or staged), "lib", "libvexaxd_p.so")
     if not os.path.exists(path):
         told = "VEXA_HOME must name the home of the backend's installation"
@@ -210,7 +210,7 @@ _CTYPES = {
 
 def _read_table():
     """The description of the interface, which the home has; a package has it beside this file."""
-    here = os.path.dirname(os.path.abspath(__file__))
+    here = os.path.dirname(os.path.realpath(__file__))
     for path in (os.path.join(here, "functions.json"), os.path.join(here, "../../share/vexaxd/functions.json")):
         if os.path.exists(path):
             with open(path, encoding="utf-8") as file:

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "dxglobals.h"
+
 namespace {
 
 std::string Absolute(const std::string& path) {
@@ -21,6 +23,8 @@ Home FindHome(const std::string& option) {
   if (named != nullptr && *named != '\0') return {Absolute(named), "VEXA_HOME"};
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return {};
-  return {program.parent_path().parent_path().string(), "the program"};
+  const std::filesystem::path around = program.parent_path().parent_path();
+  if (!error && std::filesystem::exists(around / "bin/StartXD", error))
+    return {around.string(), "the program"};
+  return {GetVEXAHOME(), "the library"};
 }

@@ -1,4 +1,5 @@
-// The home that is meant: the option's, else the one in VEXA_HOME, else the one that this program lies in.
+// The home that is meant: the option's, else the one in VEXA_HOME, else the one that this program lies in,
+// else the one that was installed with the library.
 #ifndef HOME_H
 #define HOME_H
 
@@ -6,7 +7,7 @@
 
 struct Home {
   std::string path;  // absolute; empty where there is none
-  std::string told;  // by what: "--home", "VEXA_HOME", "the program"
+  std::string told;  // by what: "--home", "VEXA_HOME", "the program", "the library"
 };
 Home FindHome(const std::string& option);
 

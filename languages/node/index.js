@@ -8,14 +8,25 @@ const koffi = require("koffi");
 
 // --- The library ---
 
-const home = path.resolve(process.env.VEXA_HOME || path.join(fs.realpathSync(__dirname), "../../.."));
-const shared = path.join(home, "lib/libvexaxd_p.so");
-if (!fs.existsSync(shared)) {
-  throw new Error(`vexaxd: there is no ${shared}; VEXA_HOME must name the home of the backend's installation`);
+// That of the home in VEXA_HOME; without that, of the home that this package is staged in; else the one that is installed in
+// the system, which finds its home itself.
+function loadLibrary() {
+  const staged = path.join(fs.realpathSync(__dirname), "../../..");
+  const sharedOf = (home) => path.join(home, "lib/libvexaxd_p.so");
+  const home = process.env.VEXA_HOME || (fs.existsSync(sharedOf(staged)) ? staged : null);
+  const shared = home ? sharedOf(path.resolve(home)) : "libvexaxd_p.so.0";
+  const told = "VEXA_HOME must name the home of the backend's installation";
+  if (home && !fs.existsSync(shared)) throw new Error(`vexaxd: there is no ${shared}; ${told}`);
+  try {
+    if (home) process.env.VEXA_HOME = home; // the backend reads it, too
+    return koffi.load(shared);
+  } catch (error) {
+    throw new Error(`vexaxd: ${shared} cannot be loaded: ${error.message}; where it is not installed, ${told}`);
+  }
 }
-process.env.VEXA_HOME ||= home; // the backend reads it, too
-const library = koffi.load(shared);
-const described = JSON.parse(fs.readFileSync(path.join(home, "share/vexaxd/functions.json"), "utf8")).functions;
+
+const library = loadLibrary();
+const described = JSON.parse(fs.readFileSync(path.join(__dirname, "functions.json"), "utf8")).functions;
 
 const VALUES = ["void", "bool", "int", "unsigned int", "long", "unsigned long", "double"];
 const inC = (type) => (VALUES.includes(type) ? type : type === "char**" ? "char **" : "void *"); // an address else

@@ -7,8 +7,10 @@
             print(vexaxd.GetVariableName(index), vexaxd.GetVariableFormat(index))
         print(max(case["Temp"] for case in vexaxd.cases("Temp")))
 
-The library is the one of the home in VEXA_HOME; without that, of the home that this file is staged in, which then
-becomes VEXA_HOME for the backend, too. In a process that has that library loaded already, it is that same one.
+The library is the one of the home in VEXA_HOME; without that, of the home that this file belongs to, which then becomes
+VEXA_HOME for the backend, too: the one that a wheel has brought along, or that this file is staged in. Else it is the one
+that is installed in the system, which finds its home itself. In a process that has that library loaded already, it is that
+same one.
 
 Codes. A code other than 0 is raised as Error, of a subclass where a program may want to catch it. Two codes come with
 an answer and are not raised: 93 of GetActive and 67 of IsEndSplit.
@@ -80,19 +82,29 @@ def _error(function, code):
 # --- The library ---
 
 
+_HERE = os.path.dirname(os.path.realpath(__file__))
+_OWN_HOMES = (os.path.join(_HERE, "vexaxd_home"), os.path.dirname(os.path.dirname(_HERE)))  # of a wheel, of a build
+
+
+def _library_of(home):
+    """Its path; a package, which cannot hold links, has it by the name that programs are linked with."""
+    paths = [os.path.join(os.path.abspath(home), "lib", name) for name in ("libvexaxd_p.so", "libvexaxd_p.so.0")]
+    return next(filter(os.path.exists, paths), None)
+
+
 def _load():
-    home = os.environ.get("VEXA_HOME")
-    staged = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
-    path = os.path.join(os.path.abspath(home or staged), "lib", "libvexaxd_p.so")
-    if not os.path.exists(path):
-        told = "VEXA_HOME must name the home of the backend's installation"
-        raise ImportError(f"vexaxd: there is no {path}; {told}" + ("" if home else ", and it is not set"))
+    home = os.environ.get("VEXA_HOME") or next(filter(_library_of, _OWN_HOMES), None)
+    path = _library_of(home) if home else "libvexaxd_p.so.0"
+    told = "VEXA_HOME must name the home of the backend's installation"
+    if not path:
+        raise ImportError(f"vexaxd: there is no {os.path.join(os.path.abspath(home), 'lib/libvexaxd_p.so')}; {told}")
     try:
         loaded = ctypes.CDLL(path)
     except OSError as error:
-        raise ImportError(f"vexaxd: {path} cannot be loaded: {error}") from error
-    if not home:
-        os.environ["VEXA_HOME"] = staged
+        told = "" if home else f"; where it is not installed, {told}, and it is not set"
+        raise ImportError(f"vexaxd: {path} cannot be loaded: {error}{told}") from error
+    if home:
+        os.environ["VEXA_HOME"] = home
     return loaded
 
 
@@ -209,9 +221,10 @@ _CTYPES = {
 }  # any other is an address
 
 def _read_table():
-    """The description of the interface, which the home has; a package has it beside this file."""
-    here = os.path.dirname(os.path.realpath(__file__))
-    for path in (os.path.join(here, "functions.json"), os.path.join(here, "../../share/vexaxd/functions.json")):
+    """The description of the interface, which the home has; a package has it beside this file or in the system's share."""
+    homes = [os.path.join(home, "share/vexaxd") for home in _OWN_HOMES]
+    for folder in (_HERE, *homes, os.path.join(_HERE, "../../../share/vexaxd")):
+        path = os.path.join(folder, "functions.json")
         if os.path.exists(path):
             with open(path, encoding="utf-8") as file:
                 return json.load(file)["functions"]

@@ -6,11 +6,13 @@
 
 vexa.start <- function(options = "", home = Sys.getenv("VEXA_HOME"), env = NULL) {
   if (IsBackendReady()) return(invisible())
-  if (!nzchar(home)) home <- normalizePath(file.path(getNamespaceInfo("vexastatistics", "path"), "..", "..", ".."))
-  if (!file.exists(file.path(home, "bin", "StartXD")))
+  given <- nzchar(home)
+  if (!given) home <- normalizePath(file.path(getNamespaceInfo("vexastatistics", "path"), "..", "..", ".."))
+  there <- file.exists(file.path(home, "bin", "StartXD"))
+  if (given && !there)
     stop("there is no bin/StartXD in ", home, "; VEXA_HOME must name the home of the backend's installation")
   .prepare.session()
-  SetXNameAndSHome(NULL, normalizePath(home))
+  if (there) SetXNameAndSHome(NULL, normalizePath(home)) # else the library finds the one that it is installed with
   started <- FALSE
   on.exit(if (!started) StopVexa())
   StartVexa(paste(c(options, .env.options(env)), collapse = " "))

@@ -1,8 +1,12 @@
 package com.kor.statistics.plugin;
 
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.UncheckedIOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
 import java.util.Arrays;
 
 /**
@@ -15,13 +19,14 @@ final class Native {
   private Native() {}
 
   /**
-   * Loads them from a home, the process's {@code VEXA_HOME} where that is null, unless they are there.
+   * Loads them from a home, the process's {@code VEXA_HOME} where that is null, unless they are there. Without either they
+   * come from the jar, if it has them, and with the library that is installed in the system, which finds its home itself.
    *
-   * @return the home
+   * @return the home; empty for that of the library
    */
   static synchronized Path load(Path given) {
     String common = System.getenv("VEXA_HOME");
-    if (given == null && common == null) throw new IllegalStateException("no home is given, and VEXA_HOME is not set");
+    if (given == null && common == null) return loadOwn();
     Path home = (given != null ? given : Path.of(common)).toAbsolutePath();
     if (loaded) return home;
     Path library = home.resolve("lib").resolve(System.mapLibraryName("vexaxd_jni"));
@@ -29,6 +34,29 @@ final class Native {
     System.load(library.toString());
     loaded = true;
     return home;
+  }
+
+  private static Path loadOwn() {
+    String name = System.mapLibraryName("vexaxd_jni");
+    String system = System.getProperty("os.name") + "-" + System.getProperty("os.arch");
+    try (InputStream own = Native.class.getResourceAsStream("/META-INF/native/" + system + "/" + name)) {
+      if (own == null) throw new IllegalStateException("no home is given, and VEXA_HOME is not set");
+      if (loaded) return Path.of("");
+      Path copy = Files.createTempFile("vexaxd", name);
+      try {
+        Files.copy(own, copy, StandardCopyOption.REPLACE_EXISTING);
+        System.load(copy.toString());
+      } finally {
+        Files.delete(copy);
+      }
+      loaded = true;
+      return Path.of("");
+    } catch (IOException failure) {
+      throw new UncheckedIOException(failure);
+    } catch (UnsatisfiedLinkError failure) {
+      String told = "the library libvexaxd_p is not installed, and neither is a home given nor VEXA_HOME set: ";
+      throw new IllegalStateException(told + failure.getMessage(), failure);
+    }
   }
 
   /** Connects with the backend that started this process, by its environment. The process ends with that one from here on. */

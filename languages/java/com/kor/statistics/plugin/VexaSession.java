@@ -33,7 +33,7 @@ public final class VexaSession implements AutoCloseable {
 
   private VexaSession() {}
 
-  /** Starts the backend of the home that {@code VEXA_HOME} names. */
+  /** Starts the backend of the home that {@code VEXA_HOME} names; without that, the one that is installed. */
   public static VexaSession start(String commandLine) {
     return start(null, commandLine);
   }
@@ -51,7 +51,7 @@ public final class VexaSession implements AutoCloseable {
   /**
    * Starts a backend.
    *
-   * @param home its home; null for the one that {@code VEXA_HOME} names
+   * @param home its home; null for the one that {@code VEXA_HOME} names, or that is installed
    * @param commandLine its options; of the practice engine for instance {@code -echo}, which shows what commands write
    * @param environment the variables for what it starts: {@code -env} options of the practice engine, and none for another
    *     backend, which need not know these

@@ -1,0 +1,5 @@
+library(vexastatistics)
+vexa.start(paste("-data", commandArgs(TRUE)[1]))
+cases <- vexa.data("Temp")
+cat(GetVariableCount(), nrow(cases), sprintf("%.1f\n", max(cases$Temp)))
+vexa.stop()

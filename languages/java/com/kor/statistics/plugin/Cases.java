@@ -18,17 +18,31 @@ public final class Cases implements AutoCloseable {
     Native.makeCaseCursor();
   }
 
-  /** Steps to the next case, at the beginning to the first. False when there is none. */
+  /**
+   * Steps to the next case, at the beginning to the first.
+   *
+   * @return false when there is none
+   */
   public boolean next() {
     return Native.nextCase();
   }
 
-  /** A number of the current case; NaN when it is missing, by the user's definition or the system's. */
+  /**
+   * A number of the current case.
+   *
+   * @param variable the index of its variable, from 0
+   * @return NaN when it is missing, by the user's definition or the system's
+   */
   public double number(int variable) {
     return Native.number(variable);
   }
 
-  /** A text of the current case, without the blanks at its end; null when it is user-missing. */
+  /**
+   * A text of the current case, without the blanks at its end.
+   *
+   * @param variable the index of its variable, from 0
+   * @return null when it is user-missing
+   */
   public String text(int variable) {
     int width = variable >= 0 && variable < widths.length ? widths[variable] : 0;
     byte[] bytes = Native.string(variable, width);

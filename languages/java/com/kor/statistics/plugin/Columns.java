@@ -37,8 +37,10 @@ public final class Columns {
   }
 
   /**
-   * The values of a variable. Case does not count in its name.
+   * The values of a numeric variable.
    *
+   * @param variable its name, in which case does not count
+   * @return one for each case, NaN where it is missing
    * @throws IllegalArgumentException when they are texts
    */
   public double[] numbers(String variable) {
@@ -47,8 +49,10 @@ public final class Columns {
   }
 
   /**
-   * The values of a variable.
+   * The values of a variable of texts.
    *
+   * @param variable its name, in which case does not count
+   * @return one for each case, without the blanks at its end, null where it is missing
    * @throws IllegalArgumentException when they are numbers
    */
   public String[] texts(String variable) {
@@ -57,8 +61,10 @@ public final class Columns {
   }
 
   /**
-   * The value labels of a variable's values, null where they are missing. A value that has none is there as a text.
+   * The value labels of a variable's values. A value that has none is there as a text.
    *
+   * @param variable its name, in which case does not count
+   * @return one for each case, null where it is missing
    * @throws IllegalArgumentException when the variable has no value labels
    */
   public String[] labels(String variable) {
@@ -69,8 +75,10 @@ public final class Columns {
   }
 
   /**
-   * A {@code double[]} or {@code String[]} for each variable named, or for all where none is, by their names and in their
-   * order.
+   * Several variables at once.
+   *
+   * @param variables their names; without any it is all variables
+   * @return a {@code double[]} or {@code String[]} for each, by their names and in their order
    */
   public Map<String, Object> read(String... variables) {
     byte[][] names = variables.length == 0 ? null : names(Arrays.asList(variables));
@@ -81,22 +89,40 @@ public final class Columns {
     return columns;
   }
 
-  /** Appends cases. The columns are variables that are there; the others are missing in the cases. */
+  /**
+   * Appends cases.
+   *
+   * @param columns variables that are there; the others are missing in the cases
+   */
   public void append(Map<String, ?> columns) {
     write(APPEND, dataset, columns);
   }
 
-  /** Adds variables behind those that are there, with a value for each case. */
+  /**
+   * Adds variables behind those that are there.
+   *
+   * @param columns a value for each case
+   */
   public void add(Map<String, ?> columns) {
     write(ADD, dataset, columns);
   }
 
-  /** Overwrites the values of variables that are there, in all cases. */
+  /**
+   * Overwrites the values of variables that are there, in all cases.
+   *
+   * @param columns a value for each case
+   */
   public void replace(Map<String, ?> columns) {
     write(REPLACE, dataset, columns);
   }
 
-  /** Makes a dataset of that name, which becomes the active one. */
+  /**
+   * Makes a dataset, which becomes the active one.
+   *
+   * @param dataset its name
+   * @param columns its variables
+   * @return the dataset, for more
+   */
   public static Columns create(String dataset, Map<String, ?> columns) {
     write(CREATE, Native.utf8(dataset), columns);
     return new Columns(dataset);

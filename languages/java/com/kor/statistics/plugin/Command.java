@@ -11,12 +11,12 @@ import java.util.List;
  *     UTF-8, each with a line end
  */
 public record Command(String name, byte[] bytes) {
-  /** The bytes as text in UTF-8. */
+  /** {@return the bytes as text in UTF-8} */
   public String text() {
     return new String(bytes, StandardCharsets.UTF_8);
   }
 
-  /** The lines of the text, without their ends. */
+  /** {@return the lines of the text, without their ends} */
   public List<String> lines() {
     return text().lines().toList();
   }

@@ -21,7 +21,11 @@ import java.nio.charset.StandardCharsets;
 public final class Extension {
   private Extension() {}
 
-  /** Runs one extension and ends the process. */
+  /**
+   * Runs one extension and ends the process.
+   *
+   * @param arguments LOCAL or REMOTE, the port and the command
+   */
   public static void main(String[] arguments) {
     PrintStream console = System.err;
     PostedOutput posted = new PostedOutput(console);

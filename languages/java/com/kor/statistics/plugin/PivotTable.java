@@ -26,7 +26,13 @@ public final class PivotTable {
     Native.startTable(this.outline, this.type, this.title, this.rows, this.columns);
   }
 
-  /** Sets one cell. */
+  /**
+   * Sets one cell.
+   *
+   * @param row its category in the rows
+   * @param column its category in the columns
+   * @param value what stands there
+   */
   public void cell(String row, String column, double value) {
     Native.cell(outline, type, title, rows, Native.utf8(row), columns, Native.utf8(column), value);
   }

@@ -4,7 +4,9 @@ package com.kor.statistics.plugin;
 public final class VexaException extends RuntimeException {
   private static final long serialVersionUID = 1;
 
+  /** The function that failed. */
   private final String function;
+  /** Its code. */
   private final int code;
 
   VexaException(String function, int code, byte[] words) {
@@ -13,14 +15,16 @@ public final class VexaException extends RuntimeException {
     this.code = code;
   }
 
-  /** The function of the C interface that failed, such as {@code "GetVariableName"}. */
+  /** {@return the function of the C interface that failed, such as {@code "GetVariableName"}} */
   public String function() {
     return function;
   }
 
   /**
-   * Its code, for instance 10 for an index out of range and 24 for a wrong type; 17 when the run or the session is over.
+   * The code of the function, for instance 10 for an index out of range and 24 for a wrong type; 17 when the run or the session is over.
    * Columns that break off while they are read give the system's number of the error.
+   *
+   * @return never 0
    */
   public int code() {
     return code;

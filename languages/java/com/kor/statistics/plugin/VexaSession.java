@@ -33,7 +33,12 @@ public final class VexaSession implements AutoCloseable {
 
   private VexaSession() {}
 
-  /** Starts the backend of the home that {@code VEXA_HOME} names; without that, the one that is installed. */
+  /**
+   * Starts the backend of the home that {@code VEXA_HOME} names; without that, the one that is installed.
+   *
+   * @param commandLine its options
+   * @return the session
+   */
   public static VexaSession start(String commandLine) {
     return start(null, commandLine);
   }
@@ -41,6 +46,10 @@ public final class VexaSession implements AutoCloseable {
   /**
    * Starts the backend of a home. What that starts, such as a language, gets DISPLAY, XAUTHORITY, LANG, LC_ALL and TZ of
    * this program.
+   *
+   * @param home its home; null for the one that {@code VEXA_HOME} names
+   * @param commandLine its options
+   * @return the session
    */
   public static VexaSession start(Path home, String commandLine) {
     Map<String, String> environment = new TreeMap<>(System.getenv());
@@ -55,6 +64,7 @@ public final class VexaSession implements AutoCloseable {
    * @param commandLine its options; of the practice engine for instance {@code -echo}, which shows what commands write
    * @param environment the variables for what it starts: {@code -env} options of the practice engine, and none for another
    *     backend, which need not know these
+   * @return the session
    * @throws IllegalStateException when there is a session already, or no home
    * @throws VexaException when the backend does not come up
    */

@@ -242,5 +242,148 @@ class Shell(Case):
         self.assertIn("there is no such variable", error)
 
 
+GOOD = "int init_embedded_x, execute_x, stop_embedded_x, pre_action, post_action, set_post_vexa_output;"
+
+
+class Doctor(Case):
+    """A home like the one under test, in which one thing is broken."""
+
+    def setUp(self):
+        super().setUp()
+        self.home, self.temp = self.path("home"), self.path("temp")
+        os.makedirs(self.home + "/bin")
+        os.mkdir(self.temp, 0o700)
+        for name in ("StartXD", "startx", "vexaengine", "RConsole", "vexajavaplugin.jar"):
+            if os.path.exists(f"{HOME}/bin/{name}"):
+                os.symlink(f"{HOME}/bin/{name}", f"{self.home}/bin/{name}")
+        os.mkdir(self.home + "/lib")
+        for name in ("libvexaxd_p.so", "libvexapython.so", "python"):
+            os.symlink(f"{HOME}/lib/{name}", f"{self.home}/lib/{name}")
+        self.configure()
+        self.environment |= {"VEXA_HOME": self.home, "VEXADXTEMP": self.temp}
+        self.environment.pop("DISPLAY", None)
+
+    def configure(self, sections="[PYTHON]\nLIB_NAME=vexapython\nHOME=/usr\n", languages="PYTHON", version=""):
+        self.replace("bin/vexadxcfg.ini", f"[SUPPORTED_LANG]\nX={languages}\n[version]\n{version}\n{sections}")
+
+    def replace(self, name, content, mode=0o644):
+        path = f"{self.home}/{name}"
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        if os.path.lexists(path):
+            os.unlink(path)
+        with open(path, "wb") as file:
+            file.write(content if isinstance(content, bytes) else content.encode())
+        os.chmod(path, mode)
+
+    def remove(self, name):
+        os.unlink(f"{self.home}/{name}")
+
+    def foreign(self, name):
+        """The same file for another machine."""
+        with open(f"{self.home}/{name}", "rb") as file:
+            content = bytearray(file.read(4096))
+        content[18:20] = (183).to_bytes(2, "little")
+        self.replace(name, bytes(content), 0o755)
+
+    def language(self, source):
+        """A library of a language, made of this C."""
+        source = self.write("language.c", source)
+        subprocess.run(["gcc", "-shared", "-fPIC", "-o", f"{self.home}/lib/libx.so", source], check=True, timeout=SECONDS)
+        self.configure("[X]\nLIB_NAME=x\n", "X")
+
+    def doctor(self, *words, **environment):
+        code, out, error = self.vexa("doctor", *words, **environment)
+        return code, [line for line in out.splitlines() if not line.startswith("good")], error
+
+    def test_finds_nothing_wrong_with_a_good_home_and_goes_round(self):
+        code, out, _ = self.vexa("doctor", "--json")
+        findings = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual(([f for f in findings if f["kind"] == "FAULT"], code), ([], 0))
+        rounds = [(f["subject"], f["finding"].split(" in ")[0]) for f in findings if " ms" in f["finding"]]
+        self.assertEqual(rounds, [("backend", "started"), ("PYTHON", "a round trip")])
+        self.assertEqual(os.listdir(self.temp), [])
+
+    def test_names_what_is_broken_in_one_line(self):
+        python = "[PYTHON]\nLIB_NAME=vexapython\nHOME={}\n"
+        cases = [  # what breaks it, the environment, the one line
+            (lambda: None, {"VEXA_HOME": "/nowhere"},
+             "FAULT  home: VEXA_HOME names /nowhere, which is no directory: name the directory that has bin/StartXD"),
+            (lambda: self.remove("bin/StartXD"), {},
+             "FAULT  home: <home> has no bin/StartXD: name the directory above the bin/ that has it, or install the "
+             "backend there"),
+            (lambda: self.replace("bin/StartXD", "#!/bin/sh\n"), {},
+             "FAULT  backend: <home>/bin/StartXD is not executable: chmod +x it, or install the backend anew"),
+            (lambda: self.replace("bin/StartXD", "#!/no/shell\n", 0o755), {}, "StartXD needs /no/shell, which is not there"),
+            (lambda: self.replace("bin/StartXD", "#!/bin/sh\nexit 3\n", 0o755), {}, "FAULT  backend: it does not start: "),
+            (lambda: self.foreign("bin/startx"), {},
+             "FAULT  languages: <home>/bin/startx is for aarch64, and this machine's are for "),
+            (lambda: self.remove("lib/libvexaxd_p.so"), {},
+             "FAULT  library: <home>/lib/libvexaxd_p.so: No such file or directory: install the library"),
+            (lambda: self.configure(version="VexadxVersion=0.0.9"), {},
+             "FAULT  versions: bin/vexadxcfg.ini is of 0.0.9, vexa of "),
+            (lambda: self.remove("bin/vexadxcfg.ini"), {}, "FAULT  configuration: <home>/bin/vexadxcfg.ini: No such file or directory: install it there"),
+            (lambda: self.configure(languages="PYTHON\nTRACE=/nowhere"), {}, "FAULT  configuration: TRACE=/nowhere: "),
+            (lambda: self.configure(languages="PYTHON;NONE"), {}, "FAULT  NONE: <home>/bin/vexadxcfg.ini has no section [NONE]: add it"),
+            (lambda: self.configure("[PYTHONS]\n" + python.format("/usr")), {},
+             "FAULT  PYTHON: the section [PYTHONS] of <home>/bin/vexadxcfg.ini stands for it, since it comes first and begins so: put"),
+            (lambda: self.configure(languages="PYTHON; R"), {}, "FAULT   R: X of <home>/bin/vexadxcfg.ini has a blank beside it, which belongs to the name: take"),
+            (lambda: self.configure("[PYTHON]\nHOME=/usr\n"), {}, "FAULT  PYTHON: the section [PYTHON] has no LIB_NAME"),
+            (lambda: self.configure(python.format("/nowhere")), {}, "FAULT  PYTHON: HOME=/nowhere is no directory: set"),
+            (lambda: self.configure(python.format(self.temp)), {}, "FAULT  PYTHON: HOME=<temp> is no Python: it has no lib"),
+            (lambda: self.configure(python.format("/usr\nPYTHON_LIBRARY=libnone.so")), {},
+             "Python cannot be loaded: libnone.so: cannot open shared object file"),
+            (lambda: self.remove("lib/libvexapython.so"), {},
+             "FAULT  PYTHON: <home>/lib/libvexapython.so: No such file or directory: install what is named"),
+            (lambda: self.foreign("lib/libvexapython.so"), {},
+             "FAULT  PYTHON: <home>/lib/libvexapython.so is for aarch64, and this machine's are for "),
+            (lambda: self.replace("lib/libvexapython.so", "text"), {}, "is no library or program of this system"),
+            (lambda: self.language(GOOD + "int nobody(void); int call(void) { return nobody(); }"), {},
+             "FAULT  X: <home>/lib/libx.so cannot be loaded: undefined symbol: nobody: install"),
+            (lambda: self.language("int init_embedded_x, execute_x, stop_embedded_x, pre_action;"), {},
+             "FAULT  X: <home>/lib/libx.so lacks post_action set_post_vexa_output: add them"),
+            (lambda: self.language(GOOD + "__attribute__((constructor)) void end(void) { *(volatile int*)0 = 1; }"), {},
+             "FAULT  X: <home>/lib/libx.so ends the program that loads it"),
+            (lambda: self.configure("[R]\nHOME=/nowhere\n", "R"), {}, "FAULT  R: /nowhere/bin/R: No such file or directory"),
+            (lambda: self.replace("bin/R", "#!/bin/sh\n", 0o755) or self.configure(f"[R]\nHOME={self.home}\nR_LIBS=/none\n", "R"),
+             {}, "FAULT  R: the package vexastatistics is in none of /none:"),
+            (lambda: self.replace("JRE/bin/java", "#!/bin/sh\n", 0o755) or self.replace("bin/vexajavaplugin.jar", "PK"), {},
+             "FAULT  JAVAEXTENSION: <home>/bin/vexajavaplugin.jar has no com/kor/statistics/plugin/Extension.class"),
+            (lambda: None, {"VEXADXTEMP": "/nowhere"}, "FAULT  temp: VEXADXTEMP names /nowhere: No such file or directory"),
+            (lambda: None, {"VEXADXTEMP": "/proc"}, "FAULT  temp: no fifo can be made in /proc (VEXADXTEMP): "),
+            (lambda: os.chmod(self.temp, 0o777), {}, "FAULT  temp: <temp> (VEXADXTEMP): others can remove the fifos there"),
+            (lambda: os.mkfifo(self.temp + "/fffff0VEXA_s"), {},
+             "hint  temp: <temp> has 1 fifos that 1 dead processes left: vexa doctor --clean removes them"),
+            (lambda: None, {"DISPLAY": ":987"}, "hint  console: "),
+        ]
+        for damage, environment, line in cases:
+            with self.subTest(line=line):
+                self.doCleanups()
+                self.setUp()
+                damage()
+                starts = line.startswith(("FAULT  backend: it does", "Python cannot"))
+                code, found, _ = self.doctor(*([] if starts else ["--no-round-trip"]), **environment)
+                found = [one.replace(self.home, "<home>").replace(self.temp, "<temp>") for one in found]
+                self.assertEqual([line in one for one in found].count(True), 1, found)
+                self.assertEqual(code, 1 if any(one.startswith("FAULT") for one in found) else 0)
+
+    def test_a_home_that_nobody_named_and_a_few_descriptors(self):
+        with open(PROGRAM, "rb") as program, open(self.path("copy"), "wb") as copy:
+            copy.write(program.read())
+        os.chmod(self.path("copy"), 0o755)
+        environment = self.environment | {"LD_LIBRARY_PATH": HOME + "/lib"}
+        del environment["VEXA_HOME"]
+        ended = subprocess.run([self.path("copy"), "doctor"], env=environment, capture_output=True, text=True, timeout=SECONDS)
+        self.assertIn("FAULT  home: VEXA_HOME is not set, and vexa does not lie in a home: set VEXA_HOME", ended.stdout)
+        few = subprocess.run(["/bin/sh", "-c", f'ulimit -n 64; exec "{PROGRAM}" doctor --no-round-trip'],
+                             env=self.environment, capture_output=True, text=True, timeout=SECONDS)
+        self.assertIn("FAULT  limits: a process may open 64 files", few.stdout)
+
+    def test_cleans_what_the_dead_left_and_nothing_else(self):
+        for name in ("fffff0VEXA_s", f"{os.getpid():x}VEXA_s"):
+            os.mkfifo(f"{self.temp}/{name}")
+        self.assertEqual(self.doctor("--clean", "--no-round-trip")[0], 0)
+        self.assertEqual(os.listdir(self.temp), [f"{os.getpid():x}VEXA_s"])
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -52,6 +52,7 @@ int main(int argc, char** argv) {
   program.footer(kCodes);
   AddRun(program, exit_code);
   AddShell(program, exit_code);
+  AddDoctor(program, exit_code);
   try {
     return Parse(program, argc, argv, exit_code);
   } catch (const std::exception& error) {

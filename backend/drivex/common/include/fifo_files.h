@@ -7,6 +7,7 @@
 #define FIFO_FILES_H
 
 #include <string>
+#include <vector>
 
 #include "vexa_api.h"
 
@@ -14,8 +15,10 @@
 // session: the others may still want them. An empty id removes nothing.
 VEXA_API void RemoveFifosOf(const std::string& directory, const std::string& id);
 
-// All fifos of sessions whose driver has no process any more. Others that the pattern does not fit in every
-// part stay.
+// The names of all fifos of sessions whose driver has no process any more. Others that the pattern does not
+// fit in every part are none.
+VEXA_API std::vector<std::string> StaleFifos(const std::string& directory);
+// Removes these.
 VEXA_API void RemoveStaleFifos(const std::string& directory);
 
 #endif

@@ -25,15 +25,20 @@ bool IsOwnFifo(int directory, const char* name) {
          status.st_uid == geteuid();
 }
 
-template <class Condition>
-void RemoveOwnFifos(const std::string& directory, Condition wanted) {
+template <class Condition, class Act>
+void ForEachOwnFifo(const std::string& directory, Condition wanted, Act act) {
   const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory.empty() ? "." : directory.c_str()),
                                                     closedir);
   if (!entries) return;
   const int place = dirfd(entries.get());
   while (const dirent* const entry = readdir(entries.get())) {
-    if (wanted(entry->d_name) && IsOwnFifo(place, entry->d_name)) unlinkat(place, entry->d_name, 0);
+    if (wanted(entry->d_name) && IsOwnFifo(place, entry->d_name)) act(place, entry->d_name);
   }
+}
+
+template <class Condition>
+void RemoveOwnFifos(const std::string& directory, Condition wanted) {
+  ForEachOwnFifo(directory, wanted, [](int place, const char* name) { unlinkat(place, name, 0); });
 }
 
 // What is left of a name in front of one of the library's endings; empty when it has none of them.
@@ -72,6 +77,12 @@ void RemoveFifosOf(const std::string& directory, const std::string& id) {
   RemoveOwnFifos(directory, [&id](std::string_view name) {
     return name.starts_with(id) && name.find_first_not_of(kIdDigits, id.size()) == id.size();
   });
+}
+
+std::vector<std::string> StaleFifos(const std::string& directory) {
+  std::vector<std::string> names;
+  ForEachOwnFifo(directory, IsStale, [&](int, const char* name) { names.emplace_back(name); });
+  return names;
 }
 
 void RemoveStaleFifos(const std::string& directory) { RemoveOwnFifos(directory, IsStale); }

@@ -4,6 +4,7 @@
 """
 import json
 import os
+import re
 import signal
 import subprocess
 import tempfile
@@ -383,6 +384,42 @@ class Doctor(Case):
             os.mkfifo(f"{self.temp}/{name}")
         self.assertEqual(self.doctor("--clean", "--no-round-trip")[0], 0)
         self.assertEqual(os.listdir(self.temp), [f"{os.getpid():x}VEXA_s"])
+
+
+class Words(Case):
+    """What is told of the options in other places is what there is."""
+
+    def options(self, *subcommand):
+        code, out, _ = self.vexa(*subcommand, "--help")
+        self.assertEqual(code, 0)
+        return set(re.findall(r"^ +(?:-h,)?(--[a-z-]+)", out, flags=re.M))
+
+    def completed(self, *words):
+        script = (f'. "{HOME}/share/bash-completion/completions/vexa"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); '
+                  '_vexa; echo "${COMPREPLY[@]}"')
+        ended = subprocess.run(["bash", "-c", script, "bash", "vexa", *words], capture_output=True, text=True,
+                               timeout=SECONDS, check=True)
+        return set(ended.stdout.split())
+
+    def test_completion_and_manual_page_have_the_options_that_there_are(self):
+        self.assertEqual(self.completed(""), {"run", "shell", "doctor"} | self.options())
+        self.assertEqual(self.completed("sh"), {"shell"})
+        there = self.options()
+        for subcommand in ("run", "shell", "doctor"):
+            self.assertEqual(self.completed(subcommand, ""), self.options(subcommand))
+            there |= self.options(subcommand)
+        with open(HOME + "/share/man/man1/vexa.1") as page:
+            told = re.findall(r"^\.BI? .*?(--[a-z-]+)", page.read().replace("\\-", "-"), flags=re.M)
+        self.assertEqual({option for option in told if option != "--version"} | {"--help", "--version"}, there)
+
+    def test_the_manual_page_is_one(self):
+        told = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z", HOME + "/share/man/man1/vexa.1"], text=True,
+                              capture_output=True, timeout=SECONDS, check=True)
+        self.assertEqual(told.stdout + told.stderr, "")
+
+    def test_tells_its_version(self):
+        code, out, _ = self.vexa("--version")
+        self.assertEqual((code, bool(re.fullmatch(r"vexa \d+\.\d+\.\d+\n", out))), (0, True))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,25 @@
+# Completion for the command vexa, for bash.
+
+_vexa() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} subcommand=${COMP_WORDS[1]}
+  local backend="--home --data --output --log --missing --env --options"
+  COMPREPLY=()
+  case $before in
+    --home) compopt -o dirnames 2> /dev/null; return ;;
+    --data | --output | --log) compopt -o default 2> /dev/null; return ;;
+    --missing | --env | --options | --width) return ;;
+  esac
+  if [ "$COMP_CWORD" -eq 1 ]; then
+    COMPREPLY=($(compgen -W "run shell doctor --help --version" -- "$word"))
+    return
+  fi
+  case $subcommand in
+    run)
+      COMPREPLY=($(compgen -W "$backend --keep-going --json --width --help" -- "$word"))
+      [[ $word == -* ]] || compopt -o default 2> /dev/null
+      ;;
+    shell) COMPREPLY=($(compgen -W "$backend --help" -- "$word")) ;;
+    doctor) COMPREPLY=($(compgen -W "--home --clean --no-round-trip --json --help" -- "$word")) ;;
+  esac
+}
+complete -F _vexa vexa

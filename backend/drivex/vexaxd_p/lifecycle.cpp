@@ -308,11 +308,20 @@ int StartVexa(const char* commandLine) {
 
 namespace {
 
-// A reply that is still owed to a call that was given up must not keep a session from its end.
+// Between two calls the fifo of the requests is empty: one that is full and stays so is read by nobody.
+bool TakesRequests(const VexaPipe& requests) {
+  constexpr int kMilliseconds = 1000;
+  pollfd room = {requests.Descriptor(), POLLOUT, 0};
+  return room.fd == -1 || poll(&room, 1, kMilliseconds) != 0;
+}
+
+// A call that was given up must not keep a session from its end: neither by a reply that is still owed, nor
+// by a request that did not go out.
 bool BackendCanBeAsked() {
   constexpr std::chrono::seconds kPatience(1);
-  XPipes* const owed = myPipeSuit != nullptr && processId != -1 ? LevelOwed(*myPipeSuit) : nullptr;
-  if (owed == nullptr) return true;
+  if (myPipeSuit == nullptr || processId == -1) return true;
+  XPipes* const owed = LevelOwed(*myPipeSuit);
+  if (owed == nullptr) return TakesRequests(*myPipeSuit->getXPipes()->GetXDAPIPipe());
   const auto end = std::chrono::steady_clock::now() + kPatience;
   const Patience bounded = {
       [end] { return std::chrono::steady_clock::now() < end ? 0 : CleXDErrorCode::kInterrupted; }, 100,

@@ -1,5 +1,6 @@
 #include "api_channel.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "CleXDErrorCode.h"
+#include "descriptor.h"
 #include "engine_code.h"
 
 namespace {
@@ -68,4 +70,17 @@ bool ApiChannel::Reply(CleXDSmb& reply) {
   refusal.SetCommandAction(reply.GetCommandAction());
   refusal.SetErrorCode(engine_code::kNoRoom);
   return SendData(replies, refusal) == 0;
+}
+
+bool ApiChannel::SendBytes(const std::string& bytes) {
+  unsigned long unused = 0;
+  return OpenReplies() &&
+         pipes.GetXDAPIResultPipe()->WriteData(bytes.data(), static_cast<int>(bytes.size()), &unused) == 0;
+}
+
+void ApiChannel::FillRequests() {
+  const Descriptor end(open(pipes.GetXDAPIPipe()->GetPipeName().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+  const char zeros[4096] = {};
+  while (write(end.Number(), zeros, sizeof zeros) > 0) {
+  }
 }

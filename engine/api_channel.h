@@ -6,6 +6,7 @@
 #define API_CHANNEL_H
 
 #include <span>
+#include <string>
 
 #include "CleXDSmb.h"
 #include "XPipes.h"
@@ -29,6 +30,11 @@ class ApiChannel {
   bool NextRequest(CleXDSmb& request, std::span<const int> ends = {}, int milliseconds = -1);
   // A reply that is too large to be built becomes one that says so.
   bool Reply(CleXDSmb& reply);
+
+  // For faults to order: bytes as they are, an end that goes, and a fifo of the requests that takes no more.
+  bool SendBytes(const std::string& bytes);
+  void HangUp() { pipes.GetXDAPIResultPipe()->ClosePipe(); }
+  void FillRequests();
 
  private:
   bool AwaitRequest(std::span<const int> ends, int milliseconds);

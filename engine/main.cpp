@@ -32,8 +32,9 @@ void LoadData(Session& session) {
 }
 
 // Does what the options ask for. Throws Refusal.
-void Prepare(const char* text, Session& session) {
+void Prepare(const char* text, Session& session, ApiChannel& channel) {
   session.options = ParseOptions(text);
+  session.faults = Faults(session.options.faults);
   for (const auto& [name, value] : session.options.environment) setenv(name.c_str(), value.c_str(), 1);
   session.log = RequestLog(session.options.log);
   LoadData(session);
@@ -41,6 +42,7 @@ void Prepare(const char* text, Session& session) {
   session.output.stream = OutputStream(session.options.stream);
   session.output.files = session.options.output;
   session.output.Write();
+  session.faults.AtStart(channel);
 }
 
 // Tells the driver how the start went, and a person why it failed. False where no session comes of it.
@@ -48,7 +50,7 @@ bool Start(DriverLink& link, const char* options, Session& session) {
   Refusal failure(0, "");
   try {
     if (!link.Watches()) throw Refusal(engine_code::kNoRoom, MeaningOf(engine_code::kNoRoom));
-    Prepare(options, session);
+    Prepare(options, session, link.Channel());
   } catch (const Refusal& refusal) {
     failure = refusal;
   } catch (const std::exception&) {

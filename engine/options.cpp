@@ -47,6 +47,8 @@ Options ParseOptions(std::string_view text) {
       SetFile(options.log, name, value());
     } else if (name == "-output") {
       SetFile(options.output, name, value());
+    } else if (name == "-fault") {
+      options.faults.push_back(value());
     } else if (name == "-stream") {
       SetFile(options.stream, name, value());
     } else if (name == "-env") {

@@ -15,6 +15,7 @@ struct Options {
   std::string log;                   // a file that gets a line for every request; empty for none
   std::string output;                // in front of ".txt" and ".html" of the output document; empty for none
   std::vector<std::string> missing;  // texts of the data that count as nothing
+  std::vector<std::string> faults;   // to order
   std::string stream;                // a file or fifo that gets the output as it comes; empty for none
   bool echo = false;                 // what commands and blocks write goes to standard output as it comes
   std::vector<std::pair<std::string, std::string>> environment;  // for what the engine starts

@@ -35,6 +35,13 @@ std::string ReasonOf(CleXDSmb& reply) {
 
 }  // namespace
 
+std::optional<int> ActionNamed(const std::string& name) {
+  const auto* const found = std::find_if(std::begin(kActionNames), std::end(kActionNames),
+                                         [&name](const ActionName& entry) { return name == entry.name; });
+  if (found == std::end(kActionNames)) return std::nullopt;
+  return found->number;
+}
+
 RequestLog::RequestLog(const std::string& path) : file_name(path) {
   if (path.empty()) return;
   file.reset(std::fopen(path.c_str(), "we"));

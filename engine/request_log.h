@@ -7,9 +7,13 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "CleXDSmb.h"
+
+// The number of an action, by the name that it has in the log.
+std::optional<int> ActionNamed(const std::string& name);
 
 class RequestLog {
  public:

@@ -139,7 +139,7 @@ void Session::Handle(Handler handler, CleXDSmb& request, CleXDSmb& reply) {
   Refuse(reply, code, reason.empty() ? MeaningOf(code) : reason);
 }
 
-bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
+bool Session::Serve(CleXDSmb& request, CleXDSmb& reply, const Fault* fault) {
   static const ActionTable table = MakeTable();
   const std::unique_ptr<char[]> unread(request.GetBinaryData());  // a block never frees its binary string
   if (IsGoodbye(request)) {
@@ -148,6 +148,12 @@ bool Session::Serve(CleXDSmb& request, CleXDSmb& reply) {
   }
   const auto found = table.find(request.GetCommandAction());
   reply.SetCommandAction(request.GetCommandAction());
+  try {
+    if (fault != nullptr) Suffer(*fault);
+  } catch (const Refusal& ordered) {
+    Refuse(reply, ordered.code, ordered.what());
+    return true;
+  }
   if (found != table.end()) {
     Handle(found->second, request, reply);
   } else {

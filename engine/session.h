@@ -17,6 +17,7 @@
 #include "CleXDSmb.h"
 #include "datasets.h"
 #include "engine_code.h"
+#include "faults.h"
 #include "options.h"
 #include "output_document.h"
 #include "plain_text.h"
@@ -79,6 +80,7 @@ struct Session {
   std::map<std::string, pugi::xml_document> snapshots;  // of the output, by handle
   std::size_t last_xml_length = 0;                      // of the XML given out last, in characters
   RequestLog log;
+  Faults faults;
   std::string driver_language;
   bool driver_channel = false;      // the driver can be handed lines of its language
   std::set<std::string> languages;  // that blocks have come for
@@ -90,8 +92,8 @@ struct Session {
   bool ended = false;           // the driver said so
 
   // Serves one request. False when the driver waits for no reply. A reply with a code has the reason as its
-  // first text, and nothing else.
-  bool Serve(CleXDSmb& request, CleXDSmb& reply);
+  // first text, and nothing else. What a fault has ahead of the answer, happens.
+  bool Serve(CleXDSmb& request, CleXDSmb& reply, const Fault* fault = nullptr);
   Dataset& Data() { return datasets.Active(); }
 
  private:

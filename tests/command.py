@@ -108,12 +108,12 @@ Temp              6.5          7.5
         save = f'SAVE /TYPE=CSV\n  /FILE="{self.path("saved.csv")}".\n'
         wrong = 'GET DATA /TYPE=CSV /FILE="nowhere.csv" /DATASET=a.\n'
         open_block = "LANGUAGE PYTHON.\npass\n"
-        died = "LANGUAGE PYTHON.\nimport os, signal\nos.kill(os.getppid(), signal.SIGKILL)\nEND LANGUAGE.\n"
         cases = [  # words, what is given, exit code, in standard error, whether what stands behind ran
             ((), wrong + save, 1, "standard input:1: Submit: the backend refused (2002): nowhere.csv", False),
             (("--keep-going",), wrong + save, 1, "nowhere.csv", True),
             ((), "\n" + save + open_block, 1, "standard input:4: ", True),
-            ((), died + save, 4, "(99103)", False),
+            (("--options", '-fault "Submit die before"'), save, 4, "(99103)", False),
+            (("--options", '-fault "start exit"'), save, 3, "ordered by -fault", False),
             (("--data", "nowhere.csv"), save, 3, "nowhere.csv", False),
             (("--options=-wrong",), save, 3, "unknown option -wrong", False),
             (("--home", "/nowhere"), save, 3, "/nowhere (--home) is no home", False),
@@ -226,12 +226,8 @@ class Shell(Case):
         self.leave(again)
 
     def test_a_backend_that_died_can_be_started_anew(self):
-        shell = self.start()
-        died = "LANGUAGE PYTHON.\nimport os, signal\nos.kill(os.getppid(), signal.SIGKILL)\nEND LANGUAGE."
-        for line in died.splitlines():
-            shell.sendline(line)
-        shell.expect_exact("\\restart starts it anew")
-        shell.expect_exact("vexa> ")
+        shell = self.start("--options", '-fault "Submit die within"')
+        self.ask(shell, "* a command.", "\\restart starts it anew")
         self.ask(shell, "\\d Ozone", "(99103)", "restart starts")
         self.ask(shell, "\\restart")
         self.ask(shell, "\\d Ozone", "target")

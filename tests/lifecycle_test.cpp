@@ -64,7 +64,8 @@ class StartFails : public Lifecycle, public testing::WithParamInterface<FailedSt
 TEST_P(StartFails, WithItsCodeAndLeavesNothing) {
   const bool ordered = GetParam().mode == kOrdered;
   if (!ordered && !GetParam().script.empty()) Install(GetParam().script, GetParam().mode);
-  SetXNameAndSHome("r", ordered ? VEXA_STAGED_HOME : home.path().c_str());
+  // A name that the staged home has no language of: a language stays for the next start.
+  SetXNameAndSHome("c", ordered ? VEXA_STAGED_HOME : home.path().c_str());
   // In a process that then ends, as nothing may be left of it either.
   EXPECT_EQ(InProcess([&] {
               const int descriptors = OpenDescriptors();

@@ -13,6 +13,7 @@
 #include "doctor.h"
 #include "dxglobals.h"
 #include "home.h"
+#include "vexaxd_p.h"
 
 namespace {
 
@@ -97,12 +98,12 @@ void LookAtVersions(const std::string& home, Findings& findings) {
       {"the R package", VersionOfPackage(home + "/lib/R-library/vexastatistics/DESCRIPTION")}};
   bool all_fit = true;
   for (const auto& [part, version] : parts) {
-    if (version.empty() || version == VEXA_VERSION) continue;
-    findings.Fault("versions", part + " is of " + version + ", vexa of " VEXA_VERSION,
+    if (version.empty() || version == VEXA_VERSION_TEXT) continue;
+    findings.Fault("versions", part + " is of " + version + ", vexa of " VEXA_VERSION_TEXT,
                    "install all parts of one release");
     all_fit = false;
   }
-  if (all_fit) findings.Good("versions", "all parts that tell theirs are of " VEXA_VERSION);
+  if (all_fit) findings.Good("versions", "all parts that tell theirs are of " VEXA_VERSION_TEXT);
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ Home FindHome(const std::string& option) {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   const std::filesystem::path around = program.parent_path().parent_path();
-  if (!error && std::filesystem::exists(around / "bin/StartXD", error))
+  const std::string installed = GetVEXAHOME();
+  if (std::filesystem::exists(around / "bin/StartXD", error) || installed.empty())
     return {around.string(), "the program"};
-  return {GetVEXAHOME(), "the library"};
+  return {installed, "the library"};
 }

@@ -120,4 +120,10 @@ install(CODE "
   set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
   file(MAKE_DIRECTORY \"\${bin}\")
   file(CREATE_LINK ../libexec/vexaxd/bin/vexa \"\${bin}/vexa\" SYMBOLIC)" COMPONENT Engine)
+# As Debian wants them.
+install(CODE "
+  file(GLOB_RECURSE pages \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/vexa*.[1-9]\")
+  if(pages)
+    execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)
+  endif()" ALL_COMPONENTS)
 include(CPack)

@@ -135,12 +135,15 @@ Temp              6.5          7.5
         for sign, expected in ((signal.SIGINT, 130), (signal.SIGTERM, 143)):
             with subprocess.Popen([PROGRAM, "run"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, env=self.environment,
                                   stderr=subprocess.PIPE, text=True) as program:
-                program.stdin.write(SLEEP.format(60))
+                program.stdin.write(SLEEP.format(60).replace("'asleep'", "'asleep', os.getppid()").replace("time", "os, time", 1))
                 program.stdin.flush()
-                self.assertEqual(program.stdout.readline(), "asleep\n")
+                word, engine = program.stdout.readline().split()
+                self.assertEqual(word, "asleep")
                 program.send_signal(sign)
                 program.communicate(timeout=SECONDS)
                 self.assertEqual(program.returncode, expected)
+                with self.assertRaises(ProcessLookupError):  # it was ended, and not only left behind
+                    os.kill(int(engine), 0)
             self.nothing_left()
 
 

@@ -104,6 +104,7 @@ int Backend::Start() {
   std::filesystem::remove(directory.File("output"), ignored);
   stream = OpenFifo(directory.File("output"));
   line_begun.clear();
+  broken = false;
   const Task starting(*this, "starting the backend");
   const int code = StartVexa(CommandLine().c_str());
   if (code == 0) return exit_codes::kGood;
@@ -114,9 +115,11 @@ int Backend::Start() {
 // It tells no code; what it had to say is the last error.
 int Backend::Stop() {
   const std::string before = VexaLastError();
-  if (IsBackendReady()) StopVexa();
+  stopping = true;
+  StopVexa();
+  stopping = false;
   ShowOutput();
-  if (before == VexaLastError()) return exit_codes::kGood;
+  if (broken || before == VexaLastError()) return exit_codes::kGood;
   shown.Failed({"", 0, VexaLastError()});
   return exit_codes::kFailed;
 }
@@ -129,6 +132,7 @@ int Backend::Submit(const std::string& text, const std::string& place) {
 }
 
 void Backend::Fail(const std::string& place, int code) {
+  broken = ExitCode(code) != exit_codes::kFailed;
   if (code == CleXDErrorCode::kInterrupted && !AskedToEnd())
     return shown.Failed(
         {place, code, "interrupted; the backend goes on with it (" + std::to_string(code) + ")"});
@@ -173,7 +177,7 @@ int Backend::Look(void* backend) {
   if (!self.task.empty() && seconds >= kLong)
     self.shown.Progress(self.task + ", " + std::to_string(static_cast<long>(seconds)) +
                         " s (Ctrl-C gives it up)");
-  return Interrupted() ? 1 : 0;
+  return Interrupted() && !self.stopping ? 1 : 0;
 }
 
 void Backend::ShowOutput() {

@@ -72,6 +72,8 @@ class Backend {
   PrivateDirectory directory;
   Descriptor stream;
   std::string line_begun;  // of the stream
+  bool stopping = false;   // which nothing gives up: it takes a few seconds at most
+  bool broken = false;     // the backend is gone or busy, as was told
   std::string task;
   std::chrono::steady_clock::time_point task_start;
 };

@@ -63,6 +63,7 @@ std::string OutputOf(const std::vector<std::string>& words, const std::string& s
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return std::strerror(errno);
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
   argv.push_back(nullptr);
   const char* const inherited = std::getenv(kSearch);

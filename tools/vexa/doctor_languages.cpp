@@ -74,9 +74,9 @@ void LookAtR(const std::string& home, XConfigOptions& options, Findings& finding
   const std::string& r_home = options.GetXHome();
   if (const std::string why = WhyNoProgram(r_home + "/bin/R"); !why.empty())
     return findings.Fault("R", why, "install R, and set HOME to what `R RHOME` prints");
-  std::string libraries =
-      home + "/../../Resources/R/rpackage:" + r_home + "/library:" + r_home + "/site-library";
-  if (std::string named; options.FindUserEnv("R_LIBS", named)) libraries = named + ":" + libraries;
+  std::string libraries = home + "/lib/R-library:" + home + "/../../Resources/R/rpackage:" + r_home +
+                          "/library:" + r_home + "/site-library";
+  if (std::string named; options.FindUserEnv("R_LIBS", named)) libraries.insert(0, named.append(":"));
   std::istringstream each(libraries);
   for (std::string library; std::getline(each, library, ':');) {
     if (fs::exists(library + "/vexastatistics/DESCRIPTION"))
@@ -127,7 +127,7 @@ std::vector<std::string> LookAtLanguages(const std::string& home, Findings& find
                    "install it there; without it no language runs");
     return {};
   }
-  const auto languages = reader->GetSupportLanguage();
+  auto languages = reader->GetSupportLanguage();
   if (languages.empty())
     findings.Hint("configuration", file + " supports no language",
                   "name them in X of [SUPPORTED_LANG], with ; between them");

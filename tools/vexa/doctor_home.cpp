@@ -21,6 +21,18 @@ namespace fs = std::filesystem;
 
 bool IsHome(const std::string& home) { return access((home + "/bin/StartXD").c_str(), F_OK) == 0; }
 
+std::string LibraryOf(const std::string& home) {
+  std::error_code ignored;
+  return fs::canonical(home + "/lib/libvexaxd_p.so", ignored).string();
+}
+
+// Installed, the library lies elsewhere and finds the home by itself.
+bool IsInstalled(const std::string& home) {
+  std::error_code ignored;
+  const std::string library = LibraryOf(home);
+  return !library.empty() && !library.starts_with(fs::canonical(home, ignored).string() + "/");
+}
+
 // Which home is meant. False when there is none.
 bool FindsHome(const DoctorOptions& options, const std::string& home, Findings& findings) {
   const char* const named = std::getenv("VEXA_HOME");
@@ -28,7 +40,7 @@ bool FindsHome(const DoctorOptions& options, const std::string& home, Findings& 
   const std::string told = FindHome(options.home).told;
   if (IsHome(home)) {
     findings.Good("home", home + " (" + told + ")");
-    if (!set)
+    if (!set && !IsInstalled(home))
       findings.Hint("home", "VEXA_HOME is not set, which other programs need", "export VEXA_HOME=" + home);
     return true;
   }
@@ -83,17 +95,16 @@ void LookAtLibrary(const std::string& home, Findings& findings) {
   const std::string path = home + "/lib/libvexaxd_p.so";
   if (const std::string why = WhyNoLibrary(path, home + "/lib", {"StartVexa", "VexaLastError"}); !why.empty())
     return findings.Fault("library", why, "install the library of this release in lib/");
-  std::error_code ignored;
-  const std::string file = fs::canonical(path, ignored).string();
+  const std::string file = LibraryOf(home);
   if (file == LoadedLibrary()) return findings.Good("library", file);
   findings.Hint("library", file + "; vexa itself, and so the round trip, uses " + LoadedLibrary(),
                 "call " + home + "/bin/vexa, if it is there");
 }
 
 void LookAtVersions(const std::string& home, Findings& findings) {
-  std::error_code ignored;
   const std::pair<std::string, std::string> parts[] = {
-      {"the library", VersionOfFile(fs::canonical(home + "/lib/libvexaxd_p.so", ignored).string())},
+      {"the library", VersionOfFile(LibraryOf(home))},
+      {"the library that vexa runs with", VexaVersion()},
       {"bin/vexadxcfg.ini", VexaDXConfigReader::GetInstance()->GetVersion()},
       {"the R package", VersionOfPackage(home + "/lib/R-library/vexastatistics/DESCRIPTION")}};
   bool all_fit = true;

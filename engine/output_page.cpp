@@ -12,12 +12,40 @@ namespace {
 // An empty element would be written as one that HTML does not know.
 constexpr const char* kBlank = "\xC2\xA0";
 
+// Light or dark as the reader has it, and on paper without what only a screen can do. Neither may hold a
+// character that XML writes as an entity.
 constexpr const char* kStyle =
-    "body{font-family:sans-serif;margin:2em auto;max-width:60em;padding:0 "
-    "1em}table{border-collapse:collapse;margin:.5em 0}"
-    "thead tr:last-child th{border-bottom:1px solid}tbody{border-bottom:1px solid}"
-    "th,td{padding:.15em .7em;text-align:left;font-weight:normal}.number{text-align:right}"
-    "pre{white-space:pre-wrap}.command{color:#666}.note,.outline{font-size:smaller;margin:.2em 0}";
+    ":root{color-scheme:light dark}"
+    "body{font:1em/1.45 system-ui,sans-serif;margin:2em auto;max-width:60em;padding:0 1em}"
+    "table{border-collapse:collapse;margin:.5em 0;font-variant-numeric:lining-nums tabular-nums;"
+    "border-top:2px solid;border-bottom:2px solid}"
+    "thead tr:last-child th{border-bottom:1px solid}"
+    "thead th[colspan]{border-bottom:1px solid;text-align:center}"
+    "th,td{padding:.15em .7em;text-align:left;font-weight:normal;vertical-align:baseline}"
+    "th[colspan] + th[colspan]{border-left:1em solid transparent}"
+    ".number{text-align:right}pre{white-space:pre-wrap}.command{opacity:.65}"
+    ".note,.outline{font-size:smaller;margin:.2em 0}img{background:white;max-width:100%}"
+    "nav{border-left:3px solid;margin:1em 0;padding-left:1em}nav a{display:block}nav .H3{padding-left:1.5em}"
+    "button{font:inherit;font-size:smaller;opacity:.65}"
+    "@media print{nav,button{display:none}table,img{break-inside:avoid}h2,h3{break-after:avoid}}";
+
+// A table of contents where there is more than one heading, and behind each table a button that copies it as
+// CSV.
+constexpr const char* kScript =
+    "document.addEventListener('DOMContentLoaded',function(){"
+    "var nav=document.createElement('nav');"
+    "document.querySelectorAll('h2,h3').forEach(function(heading,i){"
+    "var link=document.createElement('a');heading.id='part-'+i;link.href='#part-'+i;"
+    "link.className=heading.tagName;link.textContent=heading.firstChild.textContent;nav.appendChild(link)});"
+    "if(nav.childElementCount!=0){if(nav.childElementCount!=1)"
+    "document.querySelector('h1').after(nav)}"
+    "document.querySelectorAll('table').forEach(function(table){"
+    "var button=document.createElement('button');button.textContent='Copy as CSV';"
+    "button.value=Array.from(table.rows).map(function(row){return Array.from(row.cells).map(function(cell){"
+    "var text=(cell.firstChild.data||'').replace('\u00a0','').replaceAll('\"','\"\"');"
+    "return '\"'+text+'\"'+',\"\"'.repeat(cell.colSpan-1)}).join(',')+'\\r\\n'}).join('');"
+    "button.onclick=function(){navigator.clipboard.writeText(button.value).then(function(){"
+    "button.textContent='Copied'})};table.after(button)})})";
 
 // The text of an element, without those of the elements inside.
 std::string TextOf(pugi::xml_node node) { return node.text().get(); }
@@ -154,7 +182,10 @@ void BuildPage(OutputDocument& document, pugi::xml_node first, pugi::xml_node pa
   pugi::xml_node head = html.append_child("head");
   head.append_child("meta").append_attribute("charset") = "utf-8";
   AddElement(head, "title", "Output");
+  head.append_child("meta").append_attribute("name") = "viewport";
+  head.last_child().append_attribute("content") = "width=device-width";
   AddElement(head, "style", kStyle);
+  AddElement(head, "script", kScript);
   pugi::xml_node body = html.append_child("body");
   AddElement(body, "h1", "Output");
   for (pugi::xml_node entry = first; entry; entry = entry.next_sibling()) AddEntry(document, entry, body);

@@ -2,7 +2,9 @@
 // a cell, the columns likewise, and each combination of layers makes a table of its own. A single dimension
 // shows all its categories, cells or not.
 #include <algorithm>
+#include <map>
 #include <set>
+#include <string>
 
 #include "output_page.h"
 #include "pivot_table.h"
@@ -151,6 +153,35 @@ void AddRow(const Layout& layout, const Coordinates& layer, std::size_t index, p
   }
 }
 
+std::size_t BehindPoint(const std::string& number) {
+  return number.size() - std::min(number.find('.'), number.size());
+}
+
+// The points of a column stand below each other: what a number lacks behind its own is room at the right of
+// it.
+void AlignPoints(pugi::xml_node rows) {
+  std::map<std::size_t, std::size_t> most;
+  const auto each_number = [rows](const auto& visit) {
+    for (const pugi::xml_node row : rows.children()) {
+      std::size_t column = 0;
+      for (pugi::xml_node cell : row.children()) {
+        if (!cell.attribute("class").empty()) visit(cell, column, BehindPoint(cell.text().get()));
+        ++column;
+      }
+    }
+  };
+  each_number([&most](pugi::xml_node, std::size_t column, std::size_t behind) {
+    most[column] = std::max(most[column], behind);
+  });
+  each_number([&most](pugi::xml_node cell, std::size_t column, std::size_t behind) {
+    const std::size_t lacks = most[column] - behind;
+    // A point is narrower than a digit.
+    const std::string room =
+        behind == 0 ? std::to_string(lacks - 1) + "ch + .28em" : std::to_string(lacks) + "ch";
+    if (lacks > 0) cell.append_attribute("style") = ("padding-right:calc(.7em + " + room + ")").c_str();
+  });
+}
+
 void AddGrid(const Layout& layout, const Coordinates& layer, pugi::xml_node body) {
   std::string names;
   for (std::size_t i = 0; i < layer.size(); ++i) {
@@ -167,6 +198,7 @@ void AddGrid(const Layout& layout, const Coordinates& layer, pugi::xml_node body
   for (std::size_t i = 0; i < layout.rows.lines.size(); ++i) {
     AddRow(layout, layer, i, rows.append_child("tr"));
   }
+  AlignPoints(rows);
 }
 
 }  // namespace

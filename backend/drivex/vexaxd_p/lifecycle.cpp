@@ -20,6 +20,7 @@
 #include "drivex.h"
 #include "dxglobals.h"
 #include "fifo_files.h"
+#include "frame_record.h"
 #include "language_creation.h"
 #include "patience.h"
 #include "platform.h"
@@ -106,6 +107,8 @@ XCmdArgument& FillEnvironment(XCmdArgument& environment, const std::string& home
   for (const char* name : {"VEXA_QUICK", "VEXA_SPIN"}) {
     if (const char* value = std::getenv(name)) environment.pushArgument(std::string(name) + "=" + value);
   }
+  const std::string record = FrameRecord::Directory();
+  if (!record.empty()) environment.pushArgument("VEXA_RECORD=" + record);
   if (const char* temp = std::getenv("VEXATMPDIR")) environment.pushArgument(std::string("TMPDIR=") + temp);
   environment.pushArgument("HOME=" + EnvironmentValue("HOME"));
   return environment;

@@ -60,7 +60,8 @@ VEXA_API void SetXNameAndSHome(const char* xname, const char* home);
  * beginning it may hold "-vexahome=DIR," and "-language=NAME,", each up to the comma or the end; anywhere
  * "-temppath DIR": these are taken out. The language and the temp path have no effect (SetXNameAndSHome sets
  * the one, the environment the other). The backend's environment is made anew: SHELL, VEXA_HOME, the library
- * search path, PATH, TERM, VEXA_QUICK, VEXA_SPIN, TMPDIR and HOME, and nothing else of this process's. The
+ * search path, PATH, TERM, VEXA_QUICK, VEXA_SPIN, VEXA_RECORD, TMPDIR and HOME, and nothing else of this
+ * process's. VEXA_RECORD names a directory in which every process of the session records its messages. The
  * fifos are made in the first of VEXADXTEMP, TEMP, TMP, tmp that the environment has, else in /tmp/: under
  * names that others can compute, so the directory should belong to the user alone (mode 0700). Returns 0,
  * also when a backend is ready already; 17 when there is no `bin/StartXD` (said on standard output); 99107

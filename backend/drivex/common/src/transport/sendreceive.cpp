@@ -4,23 +4,51 @@
 #include <cstring>
 
 #include "CleXDErrorCode.h"
+#include "frame_record.h"
 
 using Code = CleXDErrorCode;
+
+namespace {
+
+template <class Read>
+int ReceiveRecorded(const VexaPipe& pipe, CleXDSmb& block, FrameProgress& progress, Read read) {
+  ReceivedFrame frame;
+  const int code = ReceiveFrame(block, Code::kPeerClosed, progress,
+                                [&](char* to, int room, unsigned long& got, bool within_frame) {
+                                  const int failed = read(to, room, got, within_frame);
+                                  if (failed == 0) frame.Take(to, got);
+                                  return failed;
+                                });
+  frame.Record(pipe, progress);
+  return code;
+}
+
+template <class Read>
+int ReceiveBlock(const VexaPipe& pipe, CleXDSmb& block, FrameProgress& progress, Read read) {
+  if (FrameRecord::On()) [[unlikely]]
+    return ReceiveRecorded(pipe, block, progress, read);
+  return ReceiveFrame(block, Code::kPeerClosed, progress, read);
+}
+
+}  // namespace
 
 int SendData(VexaPipe* pipe, CleXDSmb& block, std::size_t& sent, const Patience& patience) {
   sent = 0;
   const auto runs = block.BuildRuns();
   if (runs.empty()) return Code::kTooLarge;
+  const bool recorded = FrameRecord::On();
+  const std::int64_t time = recorded ? FrameRecord::Now() : 0;
   const int code = pipe->Send(runs, sent, patience);
+  if (recorded) [[unlikely]]
+    FrameRecord::Sent(*pipe, runs, sent, code, time);
   if (code == 0) block.CleanUp();
   return code;
 }
 
 int ReceiveData(VexaPipe* pipe, CleXDSmb& block, FrameProgress& progress, const Patience& patience) {
-  return ReceiveFrame(block, Code::kPeerClosed, progress,
-                      [&](char* to, int room, unsigned long& got, bool within_frame) {
-                        return pipe->Receive(to, static_cast<std::size_t>(room), got, within_frame, patience);
-                      });
+  return ReceiveBlock(*pipe, block, progress, [&](char* to, int room, unsigned long& got, bool within_frame) {
+    return pipe->Receive(to, static_cast<std::size_t>(room), got, within_frame, patience);
+  });
 }
 
 int SendData(VexaPipe* pipe, CleXDSmb& block) {
@@ -68,21 +96,21 @@ int FrameReader::Fill(VexaPipe* pipe, bool within_frame, const Patience& patienc
 int FrameReader::Receive(VexaPipe* pipe, CleXDSmb& block, const Patience& patience) {
   FrameProgress progress;
   std::size_t given = 0;
-  const int code = ReceiveFrame(block, Code::kPeerClosed, progress,
-                                [&](char* to, int wanted, unsigned long& got, bool within_frame) {
-                                  std::size_t room = static_cast<std::size_t>(wanted);
-                                  if (given < sizeof progress.head) {
-                                    room = sizeof progress.head - given;
-                                    const int failed = Pending() ? 0 : Fill(pipe, within_frame, patience);
-                                    if (failed != 0) return failed;
-                                  } else if (!Pending()) {
-                                    return pipe->Receive(to, room, got, within_frame, patience);
-                                  }
-                                  got = std::min(room, filled - used);
-                                  std::memcpy(to, ahead + used, got);
-                                  used += got;
-                                  given += got;
-                                  return 0;
-                                });
+  const int code =
+      ReceiveBlock(*pipe, block, progress, [&](char* to, int wanted, unsigned long& got, bool within_frame) {
+        std::size_t room = static_cast<std::size_t>(wanted);
+        if (given < sizeof progress.head) {
+          room = sizeof progress.head - given;
+          const int failed = Pending() ? 0 : Fill(pipe, within_frame, patience);
+          if (failed != 0) return failed;
+        } else if (!Pending()) {
+          return pipe->Receive(to, room, got, within_frame, patience);
+        }
+        got = std::min(room, filled - used);
+        std::memcpy(to, ahead + used, got);
+        used += got;
+        given += got;
+        return 0;
+      });
   return progress.broken != 0 ? progress.broken : code;
 }

@@ -385,6 +385,92 @@ class Doctor(Case):
         self.assertEqual(os.listdir(self.temp), [f"{os.getpid():x}VEXA_s"])
 
 
+NESTED = """LANGUAGE PYTHON.
+import vexaxd
+vexaxd.GetVariableName(0)
+vexaxd.Submit("LANGUAGE PYTHON.\\nimport vexaxd\\ntry:\\n  vexaxd.GetVariableLabel(99)\\nexcept vexaxd.Error:\\n  pass\\nEND LANGUAGE.")
+END LANGUAGE.
+"""
+
+
+class Trace(Case):
+    def setUp(self):
+        super().setUp()
+        self.record = self.path("record")
+        self.assertEqual(self.vexa("run", "--data", DATA, given=NESTED, VEXA_RECORD=self.record)[0], 0)
+
+    def show(self, *words, path=None):
+        code, out, error = self.vexa("trace", "show", path or self.record, *words)
+        return code, out.splitlines(), error
+
+    def file(self, program):
+        for path in (os.path.join(self.record, name) for name in os.listdir(self.record)):
+            with open(path, "rb") as file:
+                if file.read(100)[32:].startswith(program):
+                    return path
+        self.fail(f"{program} recorded nothing")
+
+    def test_shows_calls_with_replies_and_what_they_lie_in(self):
+        code, lines, error = self.show("--no-times")
+        self.assertEqual((code, error), (0, ""))
+        self.assertEqual([re.sub(r'("[^"\\\\]{15}).*…"', r'\1…"', line) for line in lines], """\
+vexa        ready() -> 0
+vexa        Submit("LANGUAGE PYTHON…") -> 0
+vexaengine    kTestCmd() -> 0
+vexaengine    kSetupDXRun() -> 0
+vexaengine    ready() -> 0
+vexaengine    block("import vexaxd\\nvexaxd.GetVariableName(0)\\nvexaxd.Submit(\\"LANG…") -> 0
+startx          GetVariableName(0) -> "Ozone", 0
+startx          Submit("LANGUAGE PYTHON…") -> 0
+vexaengine        kSetupDXRun() -> 0
+vexaengine        ready() -> 0
+vexaengine        block("import vexaxd\\ntry:\\n  vexaxd.GetVariableLabel(99)\\nexcept vex…") -> 0
+startx              GetVariableLabel(99) -> "variable 99: the dataset has 7, from 0", 10
+startx              StopReceiveXdApiThread() -> 0
+vexaengine        kExitDxRun() -> 0
+startx          StopReceiveXdApiThread() -> 0
+vexaengine    kExitDxRun() -> 0
+vexa        IsBackendReady() -> 1, 0
+vexa        IsBackendReady() -> 1, 0
+vexa        IsXDriven() -> 1, 0
+vexa        StopVexa() -> 0
+vexaengine    kStopDX() -> 0
+""".splitlines())
+        self.assertEqual(self.show("--no-times"), (code, lines, error))
+
+    def test_chooses_sums_up_and_draws(self):
+        _, lines, _ = self.show("--function", "GetVariableName", "--process", "vexaengine")
+        self.assertEqual(len(lines), 1)
+        self.assertRegex(lines[0], r'^ +0\.000000  vexaengine +GetVariableName\(0\) -> "Ozone", 0, [\d.]+ [mu]s$')
+        self.assertEqual(self.show("--slower", "60000000")[1], [])
+        _, lines, _ = self.show("--summary", "--no-times", "--function", "Submit", "--function", "GetVariableLabel")
+        self.assertEqual([line.split() for line in lines[2:]], [["GetVariableLabel", "1", "1"], ["Submit", "2", "0"]])
+        objects = [json.loads(line) for line in self.show("--json")[1]]
+        one = next(each for each in objects if each["name"] == "GetVariableName")
+        self.assertEqual((one["arguments"], one["results"], one["code"]), ([0], ["Ozone"], 0))
+        self.show("--chrome", self.path("events"))
+        with open(self.path("events")) as file:
+            events = json.load(file)["traceEvents"]
+        self.assertEqual([event["name"] for event in events if event["ph"] == "X"], [each["name"] for each in objects])
+
+    def test_takes_what_is_no_record_or_none_that_is_whole(self):
+        file = self.file(b"vexaengine")
+        whole = self.show("--no-times", path=file)[1]
+        with open(file, "rb") as read:
+            content = read.read()
+        for length in (len(content) - 1, len(content) - 60):
+            with open(file, "wb") as cut:
+                cut.write(content[:length])
+            code, lines, error = self.show("--no-times", path=file)
+            self.assertEqual((code, lines[:len(whole) - 3]), (1, whole[:len(whole) - 3]))
+            self.assertIn(f"{file} is cut off: its last ", error)
+        os.mkdir(self.path("empty"))
+        for path, told in ((DATA, " is no record"), (self.path("empty"), " has no record"), ("/nowhere", "no such file")):
+            code, lines, error = self.show(path=path)
+            self.assertEqual((code, lines), (1, []))
+            self.assertIn(told, error)
+
+
 class Words(Case):
     """What is told of the options in other places is what there is."""
 
@@ -401,12 +487,13 @@ class Words(Case):
         return set(ended.stdout.split())
 
     def test_completion_and_manual_page_have_the_options_that_there_are(self):
-        self.assertEqual(self.completed(""), {"run", "shell", "doctor"} | self.options())
+        self.assertEqual(self.completed(""), {"run", "shell", "doctor", "trace"} | self.options())
         self.assertEqual(self.completed("sh"), {"shell"})
         there = self.options()
-        for subcommand in ("run", "shell", "doctor"):
-            self.assertEqual(self.completed(subcommand, ""), self.options(subcommand))
-            there |= self.options(subcommand)
+        self.assertEqual(self.completed("trace", ""), {"show"} | self.options("trace"))
+        for subcommand in (["run"], ["shell"], ["doctor"], ["trace", "show"]):
+            self.assertEqual(self.completed(*subcommand, ""), self.options(*subcommand))
+            there |= self.options(*subcommand)
         with open(HOME + "/share/man/man1/vexa.1") as page:
             told = re.findall(r"^\.BI? .*?(--[a-z-]+)", page.read().replace("\\-", "-"), flags=re.M)
         self.assertEqual({option for option in told if option != "--version"} | {"--help", "--version"}, there)

@@ -29,5 +29,6 @@ void AddBackendOptions(CLI::App& command, BackendOptions& options);
 void AddRun(CLI::App& program, int& exit_code);
 void AddShell(CLI::App& program, int& exit_code);
 void AddDoctor(CLI::App& program, int& exit_code);
+void AddTrace(CLI::App& program, int& exit_code);
 
 #endif

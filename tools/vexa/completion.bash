@@ -6,11 +6,11 @@ _vexa() {
   COMPREPLY=()
   case $before in
     --home) compopt -o dirnames 2> /dev/null; return ;;
-    --data | --output | --log) compopt -o default 2> /dev/null; return ;;
-    --missing | --env | --options | --width) return ;;
+    --data | --output | --log | --chrome) compopt -o default 2> /dev/null; return ;;
+    --missing | --env | --options | --width | --function | --process | --slower) return ;;
   esac
   if [ "$COMP_CWORD" -eq 1 ]; then
-    COMPREPLY=($(compgen -W "run shell doctor --help --version" -- "$word"))
+    COMPREPLY=($(compgen -W "run shell doctor trace --help --version" -- "$word"))
     return
   fi
   case $subcommand in
@@ -20,6 +20,14 @@ _vexa() {
       ;;
     shell) COMPREPLY=($(compgen -W "$backend --help" -- "$word")) ;;
     doctor) COMPREPLY=($(compgen -W "--home --clean --no-round-trip --json --help" -- "$word")) ;;
+    trace)
+      if [ "$COMP_CWORD" -eq 2 ]; then
+        COMPREPLY=($(compgen -W "show --help" -- "$word"))
+        return
+      fi
+      COMPREPLY=($(compgen -W "--home --function --process --slower --summary --json --chrome --no-times --help" -- "$word"))
+      [[ $word == -* ]] || compopt -o default 2> /dev/null
+      ;;
   esac
 }
 complete -F _vexa vexa

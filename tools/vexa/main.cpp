@@ -1,4 +1,4 @@
-// vexa: run, look, diagnose. Each subcommand is a file of its own.
+// vexa: run, look, diagnose, trace. Each subcommand is a file of its own.
 #include <clocale>
 #include <exception>
 #include <iostream>
@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
   AddRun(program, exit_code);
   AddShell(program, exit_code);
   AddDoctor(program, exit_code);
+  AddTrace(program, exit_code);
   try {
     return Parse(program, argc, argv, exit_code);
   } catch (const std::exception& error) {

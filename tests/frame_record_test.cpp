@@ -50,7 +50,7 @@ class FrameRecordTest : public testing::Test {
     text(head.length - sizeof head);
     EXPECT_EQ(head.process, process);
     std::vector<Entry> entries;
-    for (RecordEntry entry = {}; value(entry), file;) {
+    for (RecordEntry entry = {}; value(entry), file && entry.length != 0;) {
       entries.push_back({entry, text(entry.name), ""});
       entries.back().bytes = text(entry.kept);
       EXPECT_EQ(entry.length, sizeof entry + entry.name + entry.kept);

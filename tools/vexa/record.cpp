@@ -26,13 +26,33 @@ class RecordReader {
  public:
   RecordReader(std::string_view content, Record& record) : rest(content), to(record) {}
 
-  // False at the end, and at what is neither a head nor an entry, or not whole.
-  bool Next() {
-    if (StartsWithHead()) return TakeHead();
-    return headed && TakeEntry();
+  // False for what begins otherwise.
+  bool TakeHead() {
+    RecordHead head = {};
+    std::string_view program;
+    if (!StartsWithHead() || !Take(head, program)) return false;
+    process = head.process;
+    name = program;
+    rest.remove_prefix(head.length);
+    return true;
   }
-  bool Headed() const { return headed; }
-  std::size_t Left() const { return rest.size(); }
+  // False at the end, and at what is no whole entry.
+  bool TakeEntry() {
+    RecordEntry entry = {};
+    std::string_view behind;
+    if (!Take(entry, behind) || entry.direction > RecordEntry::kReceived || entry.name > behind.size() ||
+        entry.kept != behind.size() - entry.name)
+      return false;
+    to.frames.push_back({process, name, entry.thread, entry.direction == RecordEntry::kSent, entry.time,
+                         entry.code, entry.moved, entry.frame, std::string(behind.substr(0, entry.name)),
+                         std::string(behind.substr(entry.name))});
+    rest.remove_prefix(entry.length);
+    return true;
+  }
+  // Zeros are room that a process was killed before it used.
+  std::size_t Left() const {
+    return rest.find_first_not_of('\0') == std::string_view::npos ? 0 : rest.size();
+  }
 
  private:
   bool StartsWithHead() const {
@@ -46,31 +66,9 @@ class RecordReader {
     behind = rest.substr(sizeof front, front.length - sizeof front);
     return true;
   }
-  bool TakeHead() {
-    RecordHead head = {};
-    std::string_view program;
-    if (!Take(head, program)) return false;
-    process = head.process;
-    name = program;
-    rest.remove_prefix(head.length);
-    return headed = true;
-  }
-  bool TakeEntry() {
-    RecordEntry entry = {};
-    std::string_view behind;
-    if (!Take(entry, behind) || entry.direction > RecordEntry::kReceived || entry.name > behind.size() ||
-        entry.kept != behind.size() - entry.name)
-      return false;
-    to.frames.push_back({process, name, entry.thread, entry.direction == RecordEntry::kSent, entry.time,
-                         entry.code, entry.moved, entry.frame, std::string(behind.substr(0, entry.name)),
-                         std::string(behind.substr(entry.name))});
-    rest.remove_prefix(entry.length);
-    return true;
-  }
 
   std::string_view rest;
   Record& to;
-  bool headed = false;
   std::int32_t process = 0;
   std::string name;
 };
@@ -78,9 +76,9 @@ class RecordReader {
 void ReadFile(const fs::path& path, Record& record) {
   const std::string content = ContentOf(path);
   RecordReader reader(content, record);
-  while (reader.Next()) {
+  if (!reader.TakeHead()) throw std::runtime_error(path.string() + " is no record");
+  while (reader.TakeEntry()) {
   }
-  if (!reader.Headed()) throw std::runtime_error(path.string() + " is no record");
   if (reader.Left() != 0)
     record.faults.push_back(path.string() + " is cut off: its last " + std::to_string(reader.Left()) +
                             " bytes are no whole entry");

@@ -3,12 +3,8 @@
 // frame; without it nothing is done but a look at a flag. No call fails over the record: what cannot be
 // written is said once on standard error, and ends it. A fork has a file of its own. Any thread may call.
 //
-// What is received is written with what is sent next, or when the process ends: a call costs one write, while
-// the peer is at work. A process that is killed loses that much.
-//
-// The file, in host byte order: heads and entries, each of which begins with a word that tells which it is.
-// A head stands at the beginning, and again where another program, or another process with the same id, goes
-// on with the file. docs/record.md has it for other readers.
+// The file, in host byte order: a head, and entries behind each other. A length of 0 is the end: the file of
+// a process that was killed has zeros behind it. docs/record.md has it for other readers.
 #ifndef FRAME_RECORD_H
 #define FRAME_RECORD_H
 

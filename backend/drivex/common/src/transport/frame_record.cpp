@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +22,6 @@
 namespace {
 
 constexpr mode_t kOwnersFile = 0600, kOwnersDirectory = 0700;
-constexpr std::size_t kMostPending = std::size_t{1} << 16;
 
 std::int64_t Nanoseconds(clockid_t clock) {
   timespec now = {};
@@ -35,12 +36,9 @@ std::string ProgramName() {
   return std::string(whole.substr(whole.rfind('/') + 1));
 }
 
-template <class Value>
-void Append(std::string& to, const Value& value) {
-  to.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
-// The file of this process.
+// The file of this process, written through a window of memory: no call into the system for a frame, and what
+// stands there outlives the process however that ends. Its room is the file's before it is touched, as a full
+// disk would end the process otherwise.
 class RecordFile {
  public:
   explicit RecordFile(std::string in) : directory(std::move(in)) {}
@@ -52,58 +50,95 @@ class RecordFile {
     entry.thread = thread;
     entry.name = static_cast<std::uint32_t>(fifo.size());
     entry.length = static_cast<std::uint32_t>(sizeof entry + fifo.size() + entry.kept);
-    Append(pending, entry);
-    pending += fifo;
+    if (!MakeRoom(entry.length)) return GiveUp();
+    char* to = window + (offset - base) + sizeof entry;
+    const auto put = [&to](std::string_view run) {
+      std::memcpy(to, run.data(), run.size());
+      to += run.size();
+    };
+    put(fifo);
     std::size_t room = entry.kept;
     for (const std::string_view run : bytes) {
-      const std::string_view front = run.substr(0, room);
-      pending += front;
-      room -= front.size();
+      put(run.substr(0, room));
+      room -= std::min(room, run.size());
     }
-    const bool waits = entry.direction == RecordEntry::kReceived && pending.size() < kMostPending;
-    return waits || Flush();
-  }
-
-  bool Flush() {
-    std::size_t done = 0;
-    while (fd != -1 && done < pending.size()) {
-      const ssize_t count = write(fd, pending.data() + done, pending.size() - done);
-      if (count == -1 && errno == EINTR) continue;
-      if (count <= 0) return GiveUp();
-      done += static_cast<std::size_t>(count);
-    }
-    pending.clear();
+    Finish(entry);
     return true;
   }
 
-  // What the parent has not written yet is the parent's.
+  // What there was room for and was not used goes. A frame that comes yet makes room anew.
+  void Trim() {
+    if (fd == -1) return;
+    CloseWindow();
+    // NOLINTNEXTLINE(bugprone-unused-return-value): zeros at the end are no harm
+    [[maybe_unused]] const int code = ftruncate(fd, static_cast<off_t>(offset));
+  }
+
+  // The parent's file and window stay the parent's.
   void BeginAnew() {
+    CloseWindow();
     if (fd != -1) close(fd);
     fd = -1;
-    pending.clear();
-    threads = 0;
+    offset = 0;
   }
 
   std::mutex mutex;
 
  private:
+  static constexpr std::size_t kWindow = std::size_t{1} << 20;  // and the largest entry fits many times
+
+  // The length comes last: until then the record ends ahead of it.
+  template <class Front>
+  void Finish(Front front) {
+    const std::uint32_t length = front.length;
+    char* const at = window + (offset - base);
+    const std::size_t length_at = offsetof(Front, length);
+    front.length = 0;
+    std::memcpy(at, &front, sizeof front);
+    std::atomic_signal_fence(std::memory_order_release);
+    std::memcpy(at + length_at, &length, sizeof length);
+    offset += length;
+  }
+
+  bool MakeRoom(std::size_t bytes) {
+    if (window != nullptr && offset + bytes <= base + kWindow) return true;
+    CloseWindow();
+    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    base = offset / page * page;
+    errno = posix_fallocate(fd, static_cast<off_t>(base), kWindow);
+    if (errno != 0) return false;
+    void* const mapped =
+        mmap(nullptr, kWindow, PROT_READ | PROT_WRITE, MAP_SHARED, fd, static_cast<off_t>(base));
+    if (mapped == MAP_FAILED) return false;
+    window = static_cast<char*>(mapped);
+    return true;
+  }
+
+  void CloseWindow() {
+    if (window != nullptr) munmap(window, kWindow);
+    window = nullptr;
+  }
+
+  // A program that takes this process over, or has its id later, has a file beside it.
   bool Open() {
+    constexpr int kMostFiles = 1000;
     if (mkdir(directory.c_str(), kOwnersDirectory) != 0 && errno != EEXIST) return GiveUp();
-    path = directory + "/" + std::to_string(getpid()) + ".vexarec";
-    fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnersFile);
-    struct stat file = {};
-    if (fd == -1 || fstat(fd, &file) != 0) return GiveUp();
-    errno = EINVAL;
-    if (!S_ISREG(file.st_mode)) return GiveUp();
+    for (int number = 1; fd == -1 && number <= kMostFiles; ++number) {
+      path = directory + "/" + std::to_string(getpid());
+      path += (number == 1 ? "" : "-" + std::to_string(number)) + ".vexarec";
+      fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kOwnersFile);
+      if (fd == -1 && errno != EEXIST) break;
+    }
     const std::string program = ProgramName();
     RecordHead head = {};
-    std::memcpy(head.magic, RecordHead::kMagic, sizeof head.magic);
     head.length = static_cast<std::uint32_t>(sizeof head + program.size());
+    if (fd == -1 || !MakeRoom(head.length)) return GiveUp();
+    std::memcpy(head.magic, RecordHead::kMagic, sizeof head.magic);
     head.process = getpid();
     head.monotonic = Nanoseconds(CLOCK_MONOTONIC);
     head.wall = Nanoseconds(CLOCK_REALTIME);
-    Append(pending, head);
-    pending += program;
+    std::memcpy(window + sizeof head, program.data(), program.size());
+    Finish(head);
     return true;
   }
 
@@ -111,13 +146,16 @@ class RecordFile {
     const std::string reason = platform::ErrorText(errno);
     std::fprintf(stderr, "vexa: nothing more is recorded (VEXA_RECORD): %s: %s\n",
                  path.empty() ? directory.c_str() : path.c_str(), reason.c_str());
+    Trim();
     BeginAnew();
     return false;
   }
 
   const std::string directory;
-  std::string path, pending;
+  std::string path;
   int fd = -1;
+  char* window = nullptr;
+  std::size_t base = 0, offset = 0;  // of the window, and of the next entry, in the file
   std::atomic<std::uint32_t> threads = 0;
 };
 
@@ -151,7 +189,7 @@ bool FrameRecord::IsOn() {
                        });
         std::atexit([] {
           const std::lock_guard lock(file->mutex);
-          file->Flush();
+          file->Trim();
         });
       }
       state.store(file != nullptr ? State::On : State::Off, std::memory_order_release);

@@ -1,4 +1,5 @@
 // The values of a piece of a column, in whatever form they lie.
+#include <algorithm>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -10,8 +11,12 @@
 
 namespace {
 
-__extension__ typedef __int128 Int128;
-__extension__ typedef unsigned __int128 UInt128;
+// An integer of 128 bits, as it lies in memory; not every machine has a type for it.
+struct Wide {
+  std::uint64_t low = 0, high = 0;
+  bool Negative() const { return high >> 63 != 0; }
+  Wide Size() const { return Negative() ? Wide{~low + 1, ~high + (low == 0 ? 1 : 0)} : *this; }
+};
 
 constexpr int kDigitsOfDouble = std::numeric_limits<double>::digits;
 constexpr const char* kInexact = "a double does not hold it exactly";
@@ -54,25 +59,36 @@ double FromTime(std::int64_t count, const ColumnForm& form) {
          static_cast<double>(rest) / static_cast<double>(form.units_per_second);
 }
 
-std::string DigitsOf(UInt128 size) {
+std::string DigitsOf(Wide size) {
+  std::uint32_t parts[] = {static_cast<std::uint32_t>(size.high >> 32), static_cast<std::uint32_t>(size.high),
+                           static_cast<std::uint32_t>(size.low >> 32), static_cast<std::uint32_t>(size.low)};
   std::string digits;
-  for (; size != 0; size /= 10)
-    digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(size % 10)));
+  const auto is_zero = [](std::uint32_t part) { return part == 0; };
+  while (!std::all_of(std::begin(parts), std::end(parts), is_zero)) {
+    std::uint64_t rest = 0;
+    for (std::uint32_t& part : parts) {
+      rest = rest << 32 | part;
+      part = static_cast<std::uint32_t>(rest / 10);
+      rest %= 10;
+    }
+    digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(rest)));
+  }
   return digits;
 }
 
 // The nearest double, which must give the same digits back.
-double FromDecimal(Int128 value, int scale, std::size_t row) {
-  if (value == 0) return 0.0;
-  constexpr Int128 kFifteenDigits = 999999999999999;  // of which a double holds any
+double FromDecimal(Wide value, int scale, std::size_t row) {
+  const Wide size = value.Size();
+  if (size.high == 0 && size.low == 0) return 0.0;
+  constexpr std::uint64_t kFifteenDigits = 999999999999999;  // of which a double holds any
   constexpr int kMostExactPower = 22;
   static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                        1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  if (value >= -kFifteenDigits && value <= kFifteenDigits && scale >= 0 && scale <= kMostExactPower)
-    return static_cast<double>(static_cast<std::int64_t>(value)) / kPowers[scale];
-  std::string digits = DigitsOf(value < 0 ? -static_cast<UInt128>(value) : static_cast<UInt128>(value));
-  const std::string number = (value < 0 ? "-" : "") + digits.substr(0, 1) + "." + digits.substr(1) + "0e" +
-                             std::to_string(static_cast<int>(digits.size()) - 1 - scale);
+  if (size.high == 0 && size.low <= kFifteenDigits && scale >= 0 && scale <= kMostExactPower)
+    return (value.Negative() ? -1.0 : 1.0) * static_cast<double>(size.low) / kPowers[scale];
+  std::string digits = DigitsOf(size);
+  const std::string number = (value.Negative() ? "-" : "") + digits.substr(0, 1) + "." + digits.substr(1) +
+                             "0e" + std::to_string(static_cast<int>(digits.size()) - 1 - scale);
   double nearest = 0.0;
   const auto read = std::from_chars(number.data(), number.data() + number.size(), nearest);
   digits.erase(digits.find_last_not_of('0') + 1);
@@ -186,7 +202,7 @@ void ColumnInput::Piece::Numbers(std::size_t first, std::size_t count, double* v
     case ColumnForm::Kind::kDecimal: {
       const auto* const source = static_cast<const char*>(array.buffers[1]);
       return Each(first, count, [&](std::size_t i, bool valid) {
-        Int128 value = 0;
+        Wide value;
         if (valid) std::memcpy(&value, source + (start + first + i) * sizeof value, sizeof value);
         values[i] = valid ? FromDecimal(value, form.scale, i) : kMissing;
       });

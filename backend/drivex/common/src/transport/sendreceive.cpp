@@ -89,7 +89,10 @@ int ReceiveDataWhile(VexaPipe* pipe, CleXDSmb& block, const std::function<bool()
 
 int FrameReader::Fill(VexaPipe* pipe, bool within_frame, const Patience& patience) {
   filled = used = 0;
-  return pipe->Receive(ahead, sizeof ahead, filled, within_frame, patience);
+  unsigned long got = 0;
+  const int code = pipe->Receive(ahead, sizeof ahead, got, within_frame, patience);
+  filled = got;
+  return code;
 }
 
 // Once the length is known, no read asks for more than the rest of the frame.

@@ -13,7 +13,8 @@
 #include <vector>
 
 #include "CleXDSmb.h"
-#include "engine/session.h"
+#include "memory_dataset.h"
+#include "session.h"
 #include "vexa_assert.h"
 
 namespace {
@@ -22,16 +23,26 @@ constexpr std::size_t kMostRequests = 200;
 
 // A dataset of three variables and cases, a table and a second dataset: something to find for a request.
 void Fill(Session& session) {
-  Dataset& data = session.Data();
+  auto& data = dynamic_cast<MemoryDataset&>(session.Data());
   data.AddVariable(Variable("a", 0));
   data.AddVariable(Variable("b", 0));
   data.AddVariable(Variable("t", 9));
-  data.InsertCases(0, 3);
+  for (std::size_t i = 0; i < 3; ++i) data.InsertCase(i);
   data.splits = {"a"};
-  session.datasets.Add("other").AddVariable(Variable("x", 3));
+  dynamic_cast<MemoryDataset&>(session.datasets.Add("other")).AddVariable(Variable("x", 3));
   const std::string names[] = {"o", "t", "title"};
   session.output.StartTable(names, false);
 }
+
+// Datasets in memory, and no commands.
+struct Memory final : Backend {
+  Memory() : Backend({"driver_fuzz", "0", ""}) {}
+  std::unique_ptr<Dataset> Make(const std::string& name, bool) override {
+    auto dataset = std::make_unique<MemoryDataset>();
+    dataset->name = name;
+    return dataset;
+  }
+};
 
 // Bytes of the input, zeros behind its end.
 class Bytes {
@@ -118,7 +129,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Bytes bytes(data, size);
-  Session session;
+  Memory memory;
+  Session session(memory);
   Fill(session);
   for (std::size_t i = 0; i < kMostRequests && bytes.Left() != 0 && !session.ended; ++i) {
     CleXDSmb request;

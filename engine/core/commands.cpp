@@ -1,0 +1,67 @@
+#include "commands.h"
+
+#include <algorithm>
+
+#include "language_run.h"
+#include "reasons.h"
+#include "words.h"
+
+namespace {
+
+// Takes a line off the text, without its end.
+std::string_view TakeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+// The language that a line "LANGUAGE name." opens a block of; empty for another line.
+std::string OpenedLanguage(std::string_view line) {
+  const auto words = SplitWords(Trimmed(line));
+  const bool opens = words && words->size() == 2 && SameName((*words)[0].text, "LANGUAGE") &&
+                     (*words)[1].text.ends_with('.');
+  return opens ? UpperCase((*words)[1].text.substr(0, (*words)[1].text.size() - 1)) : std::string();
+}
+
+// Where the language does not say why, what a block wrote last tells it as a rule.
+int RunLines(Session& session, const std::string& language, std::vector<std::string> lines) {
+  session.output.said_last.clear();
+  session.backend.StartBlock(session);
+  const int code = RunBlock(session, language, std::move(lines));
+  session.backend.EndBlock(session, code == 0);
+  if (code == 0) return 0;
+  const std::string known = TakeReason(code);
+  std::string reason = language + ": " + (known.empty() ? MeaningOf(code) : known);
+  if (known.empty() && !session.output.said_last.empty()) reason += "\n" + session.output.said_last;
+  throw Refusal(code, reason);
+}
+
+// Takes the lines of a block and the one that closes it.
+int RunLanguageBlock(Session& session, const std::string& language, std::string_view& text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::string_view line = TakeLine(text);
+    if (SameName(Trimmed(line), "END LANGUAGE.")) return RunLines(session, language, std::move(lines));
+    lines.emplace_back(line);
+  }
+  throw Refusal(engine_code::kBadCommand, "LANGUAGE " + language + ".: there is no line END LANGUAGE.");
+}
+
+}  // namespace
+
+int RunCommands(Session& session, std::string_view text) {
+  while (!text.empty()) {
+    std::string_view behind_line = text;
+    if (const std::string language = OpenedLanguage(TakeLine(behind_line)); !language.empty()) {
+      text = behind_line;
+      if (const int code = RunLanguageBlock(session, language, text)) return code;
+      continue;
+    }
+    const std::size_t end = session.backend.CommandEnd(text);
+    if (const int code = session.backend.Run(session, text.substr(0, end))) return code;
+    text.remove_prefix(end);
+  }
+  return 0;
+}

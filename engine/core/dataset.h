@@ -78,6 +78,9 @@ class Dataset {
   virtual void InsertCase(std::size_t at) = 0;
   virtual void DeleteCase(std::size_t at) = 0;
 
+  // Nobody asks for cases by their index in a while: what helped to find them may go.
+  virtual void Release() {}
+
   // --- The variables ---
 
   // Where the values of a variable come from, when the variables change.
@@ -95,6 +98,8 @@ class Dataset {
 
   // A name that is free. Nothing more than the member where the name has no meaning outside the session.
   virtual void Rename(const std::string& new_name) { name = new_name; }
+  // False for one that can be opened again by its name: it is closed once nothing uses it.
+  virtual bool StaysOpen() const { return true; }
   // Everything but the name is the other's from here on.
   virtual void CopyFrom(Dataset& source) = 0;
 

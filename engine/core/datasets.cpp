@@ -24,16 +24,31 @@ Dataset& Datasets::Add(const std::string& name, bool temporary) {
   return *open.emplace_back(backend.Make(name, temporary));
 }
 
-void Datasets::ActivateUnnamed(std::unique_ptr<Dataset> dataset) {
-  const auto place =
-      std::find_if(open.begin(), open.end(), [](const auto& one) { return one->name.empty(); });
-  active = dataset.get();
+void Datasets::Activate(Dataset& dataset) {
+  active = &dataset;
+  CloseUnused();
+}
+
+void Datasets::Activate(std::unique_ptr<Dataset> dataset) {
+  const auto place = std::find_if(open.begin(), open.end(),
+                                  [&](const auto& one) { return SameName(one->name, dataset->name); });
+  Dataset& chosen = *dataset;
   if (place == open.end()) {
     open.push_back(std::move(dataset));
-    return;
+  } else {
+    backend.Closed(**place);
+    *place = std::move(dataset);
   }
-  backend.Closed(**place);
-  *place = std::move(dataset);
+  Activate(chosen);
+}
+
+void Datasets::CloseUnused() {
+  if (step_open) return;
+  std::erase_if(open, [&](const auto& one) {
+    if (one.get() == active || one->StaysOpen()) return false;
+    backend.Closed(*one);
+    return true;
+  });
 }
 
 void Datasets::Remove(const Dataset& dataset) {
@@ -86,10 +101,12 @@ void Datasets::CloseStep() {
   for (const Dataset* dataset : ending) {
     if (dataset != active) Remove(*dataset);
   }
+  for (Dataset* const dataset : step) dataset->Release();
   step_open = false;
   step.clear();
   before.clear();
   only_for_step.clear();
+  CloseUnused();
 }
 
 void Datasets::ReserveStep() {

@@ -17,9 +17,9 @@ class Datasets {
   explicit Datasets(Backend& of_backend) : backend(of_backend) { active = &Add({}); }
 
   Dataset& Active() { return *active; }
-  void Activate(Dataset& dataset) { active = &dataset; }
-  // In place of the one without a name.
-  void ActivateUnnamed(std::unique_ptr<Dataset> dataset);
+  void Activate(Dataset& dataset);
+  // In place of the one of the same name, or of none. While no data step is open.
+  void Activate(std::unique_ptr<Dataset> dataset);
   // Null when there is none of the name; case does not count. One that the backend has is opened.
   Dataset* Find(std::string_view name);
   // An empty dataset of that name.
@@ -46,6 +46,8 @@ class Datasets {
   std::vector<Dataset*> BeforeStep() const { return before; }
 
  private:
+  void CloseUnused();
+
   Backend& backend;
   std::vector<std::unique_ptr<Dataset>> open;
   Dataset* active = nullptr;

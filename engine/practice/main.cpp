@@ -32,7 +32,7 @@ class PracticeEngine final : public Backend {
     try {
       auto read = std::make_unique<MemoryDataset>(ReadCsv(data, missing, warnings));
       ReadSideFile(data + ".vars", *read);
-      session.datasets.ActivateUnnamed(std::move(read));
+      session.datasets.Activate(std::move(read));
     } catch (const Refusal&) {
       throw;
     } catch (const std::exception&) {

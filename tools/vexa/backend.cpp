@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <span>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -21,6 +22,9 @@ namespace {
 
 constexpr const char* kName = "VEXA";  // of the language that drives, as the fifos bear it
 constexpr const char* kHandedOn[] = {"DISPLAY", "XAUTHORITY", "LANG", "LC_ALL", "TZ"};
+// Not PGPASSWORD: what is handed on can be seen in the list of processes.
+constexpr const char* kHandedOnForServer[] = {"PGHOST",     "PGPORT",    "PGDATABASE",    "PGUSER",
+                                              "PGPASSFILE", "PGSERVICE", "PGSERVICEFILE", "PGSSLMODE"};
 
 std::string Quoted(const std::string& word) {
   std::string quoted = "\"";
@@ -80,12 +84,18 @@ std::string Backend::CommandLine() const {
     if (!value.empty()) line.append(" ").append(option).append(" ").append(Quoted(value));
   };
   add("-data", options.data);
+  if (options.database) line.append(" -database ").append(Quoted(*options.database));
+  add("-table", options.table);
   add("-output", OutputPrefix(options.output));
   add("-log", options.log);
   for (const std::string& text : options.missing) add("-missing", text);
-  for (const char* name : kHandedOn) {
-    if (const char* value = std::getenv(name)) add("-env", std::string(name) + "=" + value);
-  }
+  const auto hand_on = [&](std::span<const char* const> names) {
+    for (const char* name : names) {
+      if (const char* value = std::getenv(name)) add("-env", std::string(name) + "=" + value);
+    }
+  };
+  hand_on(kHandedOn);
+  if (options.database) hand_on(kHandedOnForServer);
   for (const std::string& setting : options.environment) add("-env", setting);
   add("-stream", directory.File("output"));
   return line + (options.more.empty() ? "" : " " + options.more);

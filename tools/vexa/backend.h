@@ -60,6 +60,8 @@ class Backend {
     if (options.log.empty()) options.log = directory.File("requests.log");
   }
   const std::string& LogFile() const { return options.log; }
+  // Its commands are SQL.
+  bool TakesSql() const { return options.database.has_value(); }
 
  private:
   static int Look(void* backend);

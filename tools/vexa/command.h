@@ -4,6 +4,7 @@
 #define COMMAND_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ inline constexpr int kEnded = 143;
 struct BackendOptions {
   std::string home;  // empty: the one that OwnHome finds
   std::string data, output, log;
+  std::optional<std::string> database;  // of a server, instead of data
+  std::string table;
   std::vector<std::string> missing, environment;  // NAME=VALUE
   std::string more;                               // handed on as it is
 };

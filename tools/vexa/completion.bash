@@ -2,12 +2,12 @@
 
 _vexa() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} subcommand=${COMP_WORDS[1]}
-  local backend="--home --data --output --log --missing --env --options"
+  local backend="--home --data --database --table --output --log --missing --env --options"
   COMPREPLY=()
   case $before in
     --home) compopt -o dirnames 2> /dev/null; return ;;
     --data | --output | --log | --chrome) compopt -o default 2> /dev/null; return ;;
-    --missing | --env | --options | --width | --function | --process | --slower) return ;;
+    --database | --table | --missing | --env | --options | --width | --function | --process | --slower) return ;;
   esac
   if [ "$COMP_CWORD" -eq 1 ]; then
     COMPREPLY=($(compgen -W "run shell doctor trace --help --version" -- "$word"))

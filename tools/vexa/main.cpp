@@ -29,6 +29,11 @@ void AddBackendOptions(CLI::App& command, BackendOptions& options) {
             ->type_name("DIR"));
   group(command.add_option("--data", options.data, "The data, as CSV")->type_name("FILE"));
   group(
+      command.add_option("--database", options.database, "A PostgreSQL database instead, as libpq names it")
+          ->type_name("CONNECTION"));
+  group(command.add_option("--table", options.table, "The table that is active at the start")
+            ->type_name("NAME"));
+  group(
       command.add_option("--output", options.output, "Writes the output document as PAGE.html and PAGE.txt")
           ->type_name("PAGE"));
   group(command.add_option("--log", options.log, "Writes a line for every request")->type_name("FILE"));

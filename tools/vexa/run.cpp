@@ -24,7 +24,8 @@ struct RunOptions {
 // The statements of a file or of a pipe. Those of a file are all known at the start.
 class Source {
  public:
-  explicit Source(const std::string& path) : name(path == "-" ? "standard input" : path) {
+  Source(const std::string& path, bool reads_sql)
+      : name(path == "-" ? "standard input" : path), reader(reads_sql) {
     if (path == "-") return;
     errno = 0;
     std::ifstream file(path);
@@ -87,7 +88,7 @@ int RunAll(Source& source, Backend& backend, Presenter& shown, bool keep_going) 
 }
 
 int Run(const RunOptions& options) {
-  Source source(options.file);
+  Source source(options.file, options.backend.database.has_value());
   const auto shown = options.json ? MakeJsonPresenter() : MakeTextPresenter(options.width);
   WatchSignals();
   Backend backend(options.backend, *shown);

@@ -72,7 +72,7 @@ std::optional<std::size_t> CountIn(const std::string& word) {
 
 class Shell {
  public:
-  Shell(Backend& with, Presenter& presenter) : backend(with), shown(presenter) {}
+  Shell(Backend& with, Presenter& presenter) : backend(with), shown(presenter), reader(with.TakesSql()) {}
 
   int Run() {
     if (interactive) std::cout << "vexa " VEXA_VERSION_TEXT ". \\? tells what there is, \\q leaves.\n";

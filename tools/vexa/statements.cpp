@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "sql_text.h"
+
 namespace {
 
 std::string_view Trimmed(std::string_view text) {
@@ -28,6 +30,12 @@ bool OpensBlock(std::string_view line) {
 
 }  // namespace
 
+bool StatementReader::Ends() const {
+  const std::string_view text = Trimmed(begun.text);
+  if (in_block) return SameWord(Trimmed(text.substr(text.find_last_of('\n') + 1)), "END LANGUAGE.");
+  return sql ? IsWhole(text) : text.ends_with('.');
+}
+
 std::optional<Statement> StatementReader::Take(std::string_view line) {
   ++lines;
   const std::string_view words = Trimmed(line);
@@ -36,12 +44,9 @@ std::optional<Statement> StatementReader::Take(std::string_view line) {
     if (words.empty() || starts_script) return std::nullopt;
     begun.line = lines;
     in_block = OpensBlock(words);
-    begun.text.append(line) += '\n';
-    return !in_block && words.ends_with('.') ? Rest() : std::nullopt;
   }
   begun.text.append(line) += '\n';
-  const bool ends = in_block ? SameWord(words, "END LANGUAGE.") : words.ends_with('.');
-  return ends ? Rest() : std::nullopt;
+  return Ends() ? Rest() : std::nullopt;
 }
 
 std::optional<Statement> StatementReader::Rest() {

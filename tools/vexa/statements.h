@@ -1,5 +1,5 @@
-// Commands as a person writes them, line by line: a command ends with a period at the end of a line, a block
-// of a language with the line that says so.
+// Commands as a person writes them, line by line: a command ends with a period at the end of a line, one of
+// SQL with a semicolon there, a block of a language with the line that says so.
 //
 //   SAVE /TYPE=CSV
 //     /FILE="result.csv".
@@ -20,6 +20,7 @@ struct Statement {
 
 class StatementReader {
  public:
+  explicit StatementReader(bool reads_sql) : sql(reads_sql) {}
   // The statement that this line ends, if it does.
   std::optional<Statement> Take(std::string_view line);
   // What has begun and has not ended.
@@ -29,6 +30,9 @@ class StatementReader {
   void Drop();
 
  private:
+  bool Ends() const;
+
+  bool sql;
   Statement begun;
   bool in_block = false;
   int lines = 0;

@@ -133,6 +133,7 @@ Result Connection::Checked(PGresult* result, const std::string& statement) {
     case PGRES_TUPLES_OK:
     case PGRES_EMPTY_QUERY:
     case PGRES_COPY_IN:
+    case PGRES_COPY_OUT:
       return owned;
     default:
       break;
@@ -146,7 +147,13 @@ Result Connection::Checked(PGresult* result, const std::string& statement) {
 Result Connection::Run(const std::string& statement) {
   Ready();
   Result result = Checked(PQexec(line, statement.c_str()), statement);
-  if (PQresultStatus(result.get()) == PGRES_COPY_IN) EndCopy("there is nothing to copy from here");
+  const ExecStatusType status = PQresultStatus(result.get());
+  if (status == PGRES_COPY_IN) EndCopy("there is nothing to copy from here");
+  if (status == PGRES_COPY_OUT) {
+    while (NextRow()) {
+    }
+    throw Refusal(sql_code::kStatementFailed, "nobody takes what is copied to STDOUT");
+  }
   return result;
 }
 
@@ -180,6 +187,35 @@ Result Connection::Await() {
 void Connection::Leave(const InFlight& flight) {
   if (in_flight == &flight) in_flight = nullptr;
   while (PGresult* const rest = line != nullptr ? PQgetResult(line) : nullptr) PQclear(rest);
+}
+
+void Connection::StartRows(const std::string& statement, InFlight& flight) {
+  Ready();
+  Checked(PQexec(line, statement.c_str()), statement);
+  in_flight = &flight;
+}
+
+std::optional<std::string_view> Connection::NextRow() {
+  char* bytes = nullptr;
+  const int length = PQgetCopyData(line, &bytes, 0);
+  row.reset(bytes);
+  if (length > 0) return std::string_view(bytes, static_cast<std::size_t>(length));
+  in_flight = nullptr;
+  Result result(PQgetResult(line));
+  while (PGresult* const more = PQgetResult(line)) PQclear(more);
+  Checked(result.release(), {});
+  return std::nullopt;
+}
+
+void Connection::Abandon(const InFlight& flight) noexcept {
+  if (in_flight != &flight) return;
+  in_flight = nullptr;
+  Cancel();
+  try {
+    while (NextRow()) {
+    }
+  } catch (const Refusal&) {  // as it must be
+  }
 }
 
 void Connection::StartCopy(const std::string& statement) {

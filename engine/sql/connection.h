@@ -6,8 +6,10 @@
 #include <libpq-fe.h>
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine_code.h"
@@ -64,6 +66,13 @@ class Connection {
   Result Await();
   void Leave(const InFlight& flight);  // which is gone
 
+  // COPY ... TO STDOUT: its rows one by one, each valid until the next; none behind the last. `flight` has
+  // the line.
+  void StartRows(const std::string& statement, InFlight& flight);
+  std::optional<std::string_view> NextRow();
+  // Gives up the rows that are still to come. A transaction that is open has failed then.
+  void Abandon(const InFlight& flight) noexcept;
+
   // COPY ... FROM STDIN: behind the statement pieces of any size, then the end; what `why` names ends it
   // without effect.
   void StartCopy(const std::string& statement);
@@ -93,6 +102,7 @@ class Connection {
   PGcancel* cancel = nullptr;
   int number = 0;
   InFlight* in_flight = nullptr;
+  std::unique_ptr<char, void (*)(void*)> row{nullptr, PQfreemem};
   std::string notices;
 };
 

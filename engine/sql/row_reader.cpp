@@ -35,6 +35,36 @@ void RowReader::StoreCut(const Variable& variable, Unit* place, std::string_view
   ++cut;
 }
 
+void RowReader::Store(const Field& field, Unit* place, std::string_view value) {
+  const Variable& variable = field.variable;
+  if (!variable.IsText()) {
+    *place = field.type->Read(value);
+  } else if (value.size() <= static_cast<std::size_t>(variable.width)) {
+    StoreText(variable, place, value);
+  } else {
+    StoreCut(variable, place, value);
+  }
+}
+
+// A count of fields, then each with its length in front; a length of -1 for NULL.
+void RowReader::ReadCopied(std::string_view row, std::vector<Unit>& units, std::vector<RowMark>&) {
+  const char* at = row.data() + sizeof(std::int16_t);
+  const std::size_t first = units.size();
+  units.resize(first + case_units);
+  Unit* const units_of_row = units.data() + first;
+  for (const Field& field : fields) {
+    const auto length = Load<std::uint32_t>(at);
+    at += sizeof length;
+    Unit* const place = units_of_row + field.variable.first_unit;
+    if (length == UINT32_MAX) {
+      StoreMissing(field.variable, place);
+      continue;
+    }
+    Store(field, place, {at, length});
+    at += length;
+  }
+}
+
 void RowReader::Read(const PGresult* result, std::vector<Unit>& units, std::vector<RowMark>& marks) {
   const int rows = PQntuples(result), first = marked ? kMarkColumns : 0;
   std::size_t at = units.size();
@@ -42,20 +72,13 @@ void RowReader::Read(const PGresult* result, std::vector<Unit>& units, std::vect
   for (int row = 0; row < rows; ++row, at += case_units) {
     if (marked) marks.push_back(MarkOf(result, row));
     int column = first;
-    for (const auto& [type, variable] : fields) {
-      Unit* const place = units.data() + at + variable.first_unit;
+    for (const Field& field : fields) {
+      Unit* const place = units.data() + at + field.variable.first_unit;
       const auto length = static_cast<std::size_t>(PQgetlength(result, row, column));
       if (length == 0 && PQgetisnull(result, row, column) != 0) {
-        StoreMissing(variable, place);
+        StoreMissing(field.variable, place);
       } else {
-        const std::string_view value(PQgetvalue(result, row, column), length);
-        if (!variable.IsText()) {
-          *place = type->Read(value);
-        } else if (length <= static_cast<std::size_t>(variable.width)) {
-          StoreText(variable, place, value);
-        } else {
-          StoreCut(variable, place, value);
-        }
+        Store(field, place, {PQgetvalue(result, row, column), length});
       }
       ++column;
     }

@@ -24,6 +24,8 @@ class RowReader {
   RowReader(const Relation& relation, const std::vector<Variable>& variables, bool has_marks);
   // Appends the rows of the result.
   void Read(const PGresult* result, std::vector<Unit>& units, std::vector<RowMark>& marks);
+  // Appends a row as COPY has it in its binary form.
+  void ReadCopied(std::string_view row, std::vector<Unit>& units, std::vector<RowMark>& marks);
   // How many texts were longer than their variable, and were cut at a character.
   std::size_t Cut() const { return cut; }
 
@@ -32,6 +34,7 @@ class RowReader {
     const ColumnType* type;
     Variable variable;
   };
+  void Store(const Field& field, Unit* place, std::string_view value);
   void StoreCut(const Variable& variable, Unit* place, std::string_view text);
 
   std::vector<Field> fields;

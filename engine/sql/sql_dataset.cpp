@@ -84,7 +84,7 @@ std::size_t SqlDataset::StartPass(bool pass_writes) {
 RowStream& SqlDataset::Stream(std::size_t first) {
   if (stream && (stream->Holds(first) || stream->IsAhead(first))) return *stream;
   stream.reset();
-  if (!pass_work) pass_work.emplace(server);
+  if (!pass_work && (writes || server.InTransaction())) pass_work.emplace(server);
   stream = std::make_unique<RowStream>(server, relation, variables, writes, first);
   return *stream;
 }
@@ -106,8 +106,10 @@ void SqlDataset::AbandonPass() noexcept {
 void SqlDataset::EndPass() {
   try {
     Flush();
+    // Rows that are given up take the transaction with them, in which nothing else has happened then.
+    const bool nothing_else = stream && !stream->LineIsFree();
     stream.reset();
-    if (pass_work && (wrote || pass_work->Lives())) pass_work->Commit();
+    if (pass_work && !nothing_else && (wrote || pass_work->Lives())) pass_work->Commit();
   } catch (const Refusal&) {
     AbandonPass();
     throw;

@@ -70,6 +70,13 @@ programs are developed and tested with it."
 set(CPACK_DEBIAN_ENGINE_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/engine/prerm)
 set(CPACK_DEBIAN_ENGINE_PACKAGE_RECOMMENDS "libpython3.11")
 set(CPACK_DEBIAN_ENGINE_PACKAGE_SUGGESTS "xterm, python3-vexaxd, r-cran-vexaxd, libvexaxd-java, lua-vexaxd")
+if(TARGET vexasql)
+  debian_package(PostgreSQL vexaxd-postgresql math any
+    "PostgreSQL database behind programs that use libvexaxd_p"
+    "A backend whose language is SQL: queries and tables of a PostgreSQL server are
+the datasets that R, Python, Java and Lua work on."
+    "vexaxd-engine ${exact}")
+endif()
 debian_package(Python python3-vexaxd python all
   "statistics backend driven from Python"
   "Every function of the client interface of libvexaxd_p as a Python module,

@@ -2,7 +2,29 @@
 
 #include <algorithm>
 
+#include "engine_code.h"
 #include "words.h"
+
+namespace {
+
+[[noreturn]] void RefuseChange(const std::string& name) {
+  throw Refusal(engine_code::kNotDone,
+                (name.empty() ? "the dataset" : name) + " cannot be changed in this way");
+}
+
+}  // namespace
+
+Unit* Dataset::Change(std::size_t) { RefuseChange(name); }
+
+void Dataset::Append(const Columns&, const void*, std::size_t) { RefuseChange(name); }
+
+void Dataset::InsertCase(std::size_t) { RefuseChange(name); }
+
+void Dataset::DeleteCase(std::size_t) { RefuseChange(name); }
+
+bool Dataset::Arrange(std::vector<Variable>, std::span<const std::size_t>) { RefuseChange(name); }
+
+void Dataset::CopyFrom(Dataset&) { RefuseChange(name); }
 
 Variable* Dataset::Find(std::string_view variable_name) {
   const auto found = std::find_if(variables.begin(), variables.end(), [&](const Variable& variable) {

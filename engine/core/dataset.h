@@ -1,6 +1,8 @@
 // A dataset: the dictionary, and the way to the cases, wherever these are. What a backend holds its data in
 // derives from it. Cases have the unit form of variable.h.
 //
+// Only what reads has to be there: what a dataset does not say how to change is refused.
+//
 // Cases are looked at in two ways. A pass walks them forward once, in blocks, and never turns back: what
 // holds more cases than memory does streams them. Everything else asks for cases by their index, in any
 // order.
@@ -65,7 +67,7 @@ class Dataset {
   // Where a case is: valid until the next call of any of these.
   virtual const Unit* Case(std::size_t index) = 0;
   // To be written to. It counts once Keep has returned; a pass may keep it later, at its end at the latest.
-  virtual Unit* Change(std::size_t index) = 0;
+  virtual Unit* Change(std::size_t index);
   // All that was changed since the last Keep, or nothing of it.
   virtual void Keep() {}
   // So many bytes from the front of a case on, to be sent from here. Cases that follow each other in a pass
@@ -73,10 +75,10 @@ class Dataset {
   virtual Loan Lend(std::size_t first_case, std::size_t bytes) = 0;
   // New cases behind the last. The rows hold the values of the columns, one behind the other; other variables
   // are missing.
-  virtual void Append(const Columns& columns, const void* rows, std::size_t count) = 0;
+  virtual void Append(const Columns& columns, const void* rows, std::size_t count);
   // One new case, with missing values everywhere.
-  virtual void InsertCase(std::size_t at) = 0;
-  virtual void DeleteCase(std::size_t at) = 0;
+  virtual void InsertCase(std::size_t at);
+  virtual void DeleteCase(std::size_t at);
 
   // Nobody asks for cases by their index in a while: what helped to find them may go.
   virtual void Release() {}
@@ -88,7 +90,7 @@ class Dataset {
   // Makes `wanted` the variables; sources[i] is the place that variable i has now, kNowhere for a new one.
   // Values of new variables are missing; of those with another type they are converted. False when a case
   // would be too long.
-  virtual bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources) = 0;
+  virtual bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources);
   virtual void RenameVariable(Variable& variable, const std::string& new_name);
   // When a variable's name has changed, or the variable is gone: an empty new name. An exception changes
   // nothing.
@@ -101,7 +103,7 @@ class Dataset {
   // False for one that can be opened again by its name: it is closed once nothing uses it.
   virtual bool StaysOpen() const { return true; }
   // Everything but the name is the other's from here on.
-  virtual void CopyFrom(Dataset& source) = 0;
+  virtual void CopyFrom(Dataset& source);
 
  protected:
   // Gives each variable its place in a case, and returns the units of a case.

@@ -1,6 +1,7 @@
 // vexasql: a backend whose language is SQL and whose data are in a PostgreSQL server.
 //
 //   vexasql DIRECTORY ID XNAME '-database "host=/run/postgresql dbname=air" -table readings'
+#include <algorithm>
 #include <csignal>
 #include <vector>
 
@@ -155,7 +156,46 @@ class SqlBackend final : public Backend {
     const std::string known = FindTable(*server, name);
     const std::string quoted = known.empty() ? name : server->Quoted(known);
     session.datasets.Activate(SqlDataset::OfTable(*server, known.empty() ? name : known, quoted, warnings));
+    TakeSettings(session);
     Warn(session, warnings);
+  }
+
+  // SET vexa.weight = 'persons' and SET vexa.split = 'region, year' name variables of the active dataset, and
+  // of those that become it: what the dataset has none of counts as not said.
+  void TakeSettings(Session& session) {
+    const Result said = server->Run(
+        "SELECT pg_catalog.current_setting('vexa.weight', true), pg_catalog.current_setting('vexa.split', "
+        "true)");
+    Dataset& data = session.Data();
+    data.weight.clear();
+    data.splits.clear();
+    if (data.variables.empty()) return;
+    for (const std::string& name : NamesIn(PQgetvalue(said.get(), 0, 0))) {
+      const Variable* const variable = data.Find(name);
+      if (variable == nullptr || variable->IsText())
+        session.output.Post("vexa.weight: there is no number " + name + "\n");
+      else
+        data.weight = variable->name;
+    }
+    for (const std::string& name : NamesIn(PQgetvalue(said.get(), 0, 1))) {
+      if (const Variable* const variable = data.Find(name)) {
+        data.splits.push_back(variable->name);
+      } else {
+        session.output.Post("vexa.split: there is no variable " + name + "\n");
+      }
+    }
+  }
+
+  // "region, year"
+  static std::vector<std::string> NamesIn(std::string_view list) {
+    std::vector<std::string> names;
+    while (!list.empty()) {
+      const std::size_t end = std::min(list.find(','), list.size());
+      const std::string_view name = Trimmed(list.substr(0, end));
+      if (!name.empty()) names.emplace_back(name);
+      list.remove_prefix(std::min(end + 1, list.size()));
+    }
+    return names;
   }
 
   // False for what is run at once: its result has no columns, or is what a function without a value gives.
@@ -170,6 +210,7 @@ class SqlBackend final : public Backend {
     RequireFree(session);
     std::vector<std::string> warnings;
     session.datasets.Activate(SqlDataset::OfQuery(*server, sql, warnings));
+    TakeSettings(session);
     Warn(session, warnings);
     return true;
   }
@@ -184,6 +225,7 @@ class SqlBackend final : public Backend {
     session.output.Post(Shown(result.get()));
     if (const std::string tag = PQcmdStatus(const_cast<PGresult*>(result.get())); !tag.empty())
       session.output.Post(tag + "\n");
+    if (word == "SET" || word == "RESET") TakeSettings(session);
   }
 
   std::unique_ptr<Connection> server;

@@ -86,7 +86,8 @@ double IntervalSeconds(std::string_view value) {
   constexpr double kMonthDays = 30, kYearDays = 365.25;
   const double micros = static_cast<double>(Load64(value.data()));
   const int days = Load32(value.data() + 8), months = Load32(value.data() + 12);
-  return (months / 12) * kYearDays * kDaySeconds + (months % 12 * kMonthDays + days) * kDaySeconds +
+  const int years = months / 12;
+  return years * kYearDays * kDaySeconds + (months % 12 * kMonthDays + days) * kDaySeconds +
          micros / kMicroseconds;
 }
 

@@ -9,6 +9,12 @@ namespace {
 
 std::string Value(const Result& result, int row, int column) { return PQgetvalue(result.get(), row, column); }
 
+std::vector<std::string> FirstColumn(const Result& result) {
+  std::vector<std::string> texts(static_cast<std::size_t>(PQntuples(result.get())));
+  for (std::size_t row = 0; row < texts.size(); ++row) texts[row] = Value(result, static_cast<int>(row), 0);
+  return texts;
+}
+
 std::string Joined(const std::vector<std::string>& parts) {
   std::string text;
   for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
@@ -40,9 +46,7 @@ std::vector<std::string> EnumLabels(Connection& server, Oid type) {
   const char* const values[] = {number.c_str()};
   const Result labels = server.Run(
       "SELECT enumlabel FROM pg_catalog.pg_enum WHERE enumtypid = $1::oid ORDER BY enumsortorder", values);
-  std::vector<std::string> texts;
-  for (int row = 0; row < PQntuples(labels.get()); ++row) texts.push_back(Value(labels, row, 0));
-  return texts;
+  return FirstColumn(labels);
 }
 
 constexpr Oid kFirstOfUsers = 16384;  // types below are the server's own
@@ -209,7 +213,5 @@ std::vector<std::string> TableNames(Connection& server) {
       "c.relkind IN ('r', 'p', 'v', 'm', 'f') AND NOT c.relispartition AND "
       "pg_catalog.pg_table_is_visible(c.oid) AND "
       "n.nspname NOT IN ('pg_catalog', 'information_schema') AND c.relname NOT LIKE 'vexa\\_%' ORDER BY 1");
-  std::vector<std::string> names;
-  for (int row = 0; row < PQntuples(found.get()); ++row) names.push_back(Value(found, row, 0));
-  return names;
+  return FirstColumn(found);
 }

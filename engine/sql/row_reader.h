@@ -24,10 +24,6 @@ class RowReader {
   RowReader(const Relation& relation, const std::vector<Variable>& variables, bool has_marks);
   // Appends the rows of the result.
   void Read(const PGresult* result, std::vector<Unit>& units, std::vector<RowMark>& marks);
-  // Room for so many more.
-  void Reserve(std::size_t rows, std::vector<Unit>& units) const {
-    units.reserve(units.size() + rows * case_units);
-  }
   // Appends a row as COPY has it in its binary form.
   void ReadCopied(std::string_view row, std::vector<Unit>& units, std::vector<RowMark>& marks);
   // How many texts were longer than their variable, and were cut at a character.

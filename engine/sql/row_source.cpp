@@ -53,7 +53,6 @@ bool CopySource::NextRow(std::vector<char>& from_file, std::string_view& row) {
 
 void CopySource::Read(std::size_t rows, std::vector<Unit>& units, std::vector<RowMark>& marks) {
   if (!aside) RequireConnection(server, of_connection);
-  reader.Reserve(rows, units);
   std::string_view row;
   while (rows > 0 && NextRow(from_aside, row)) {
     if (std::exchange(at_start, false)) row.remove_prefix(kCopyHeader);

@@ -33,6 +33,7 @@ void RowStream::Forget(std::size_t before) {
 std::size_t RowStream::Ahead(std::size_t first, std::size_t wanted) {
   const std::size_t room = std::clamp<std::size_t>(kBlockBytes / (case_units * kUnitBytes), 1, kMostRows);
   if (first + wanted > begin + Rows() && !at_end && first > begin + 1) Forget(first - 1);
+  if (!at_end) units.reserve((first + wanted - begin + room) * case_units);  // untouched, it costs nothing
   while (first + wanted > begin + Rows() && !at_end) {
     const std::size_t had = Rows(), rows = had == 0 ? std::min(room, std::max(wanted, kFirstRows)) : room;
     source->Read(rows, units, marks);

@@ -221,8 +221,8 @@ void SqlDataset::Write() {
   } else {
     statement += "SELECT FROM vexa_done";
   }
-  std::vector<const char*> values;
-  for (ArrayText& list : lists) values.push_back(list.Text());
+  std::vector<const char*> values(lists.size());
+  std::transform(lists.begin(), lists.end(), values.begin(), [](ArrayText& list) { return list.Text(); });
   const auto written = static_cast<std::size_t>(PQntuples(server.Run(statement, values).get()));
   if (written != queued.size())
     throw Refusal(sql_code::kRowChanged,
@@ -339,7 +339,8 @@ bool SqlDataset::Arrange(std::vector<Variable> wanted, std::span<const std::size
     const Variable& variable = wanted[i];
     if (i >= kept) {
       const std::string column = server.Quoted(variable.name);
-      server.Run(alter + "ADD COLUMN " + column + " " + TypeFor(variable));
+      server.Run(
+          std::string(alter).append("ADD COLUMN ").append(column).append(" ").append(TypeFor(variable)));
       if (!variable.label.empty())
         server.Run("COMMENT ON COLUMN " + relation.source + "." + column + " IS " +
                    server.Literal(variable.label));

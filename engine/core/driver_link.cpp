@@ -23,6 +23,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kLookPause(250);
+constexpr unsigned kLastSeconds = 2;
 constexpr pid_t kNobody = -1;
 
 // The parent, as a rule the process that the id text names. It may also be a fork of that process, but not
@@ -44,8 +45,9 @@ void WatchDriver(const std::stop_token& link_ends, pid_t driver, const std::stri
   std::unique_lock lock(mutex);
   while (!link_ends.stop_requested()) {
     if (getppid() != driver) {
-      driver_gone();
       RemoveFifosOf(directory, id);
+      alarm(kLastSeconds);  // ends the process whatever hangs
+      driver_gone();
       _exit(EXIT_FAILURE);
     }
     pause.wait_for(lock, link_ends, kLookPause, [] { return false; });

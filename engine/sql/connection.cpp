@@ -81,9 +81,7 @@ Connection::Connection(const std::string& parameters) : given(parameters) {
 Connection::~Connection() { Close(); }
 
 void Connection::Close() {
-  PGcancel* const old = cancel;
   cancel = nullptr;
-  PQfreeCancel(old);
   PQfinish(line);
   line = nullptr;
   in_flight = nullptr;
@@ -101,7 +99,7 @@ void Connection::Open() {
   }
   ++number;
   PQsetNoticeProcessor(line, Note, this);
-  cancel = PQgetCancel(line);
+  cancel = cancels.emplace_back(PQgetCancel(line), PQfreeCancel).get();
   Checked(PQexec(line, kSettings), kSettings);
 }
 
@@ -236,7 +234,7 @@ void Connection::EndCopy(const char* why) {
 
 void Connection::Cancel() noexcept {
   char why[256];
-  if (PGcancel* const way = cancel) PQcancel(way, why, sizeof why);
+  if (PGcancel* const way = cancel.load()) PQcancel(way, why, sizeof why);
 }
 
 std::string Connection::Quoted(const std::string& name) const {

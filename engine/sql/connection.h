@@ -5,6 +5,7 @@
 
 #include <libpq-fe.h>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <span>
@@ -99,7 +100,9 @@ class Connection {
   int works = 0;  // that are open, also those of a connection that is lost
   std::string given;
   PGconn* line = nullptr;
-  PGcancel* cancel = nullptr;
+  // Those of connections that are gone stay: somebody may be using one.
+  std::vector<std::unique_ptr<PGcancel, void (*)(PGcancel*)>> cancels;
+  std::atomic<PGcancel*> cancel = nullptr;
   int number = 0;
   InFlight* in_flight = nullptr;
   std::unique_ptr<char, void (*)(void*)> row{nullptr, PQfreemem};

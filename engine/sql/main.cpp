@@ -55,6 +55,8 @@ class SqlBackend final : public Backend {
  public:
   SqlBackend() : Backend({"vexasql", VEXA_SQL_VERSION, "SQL on PostgreSQL through libvexaxd_p"}) {}
 
+  ~SqlBackend() override { interrupted = nullptr; }
+
   bool TakeOption(const std::string& option, const std::function<std::string()>& value) override {
     if (option == "-database") {
       server = std::make_unique<Connection>(value());

@@ -234,23 +234,32 @@ Unit ColumnType::Read(std::string_view value) const {
   return kSystemMissing;
 }
 
+void ColumnType::Refuse(Unit value, const std::string& column) const {
+  throw Refusal(sql_code::kCannotChange, "the column " + column + ", of type " + name + ", has no room for " +
+                                             ShortestText(NumberOf(value)));
+}
+
+std::int64_t ColumnType::WholeNumber(Unit unit, const std::string& column) const {
+  const double value = NumberOf(unit);
+  const double bound = kind == Kind::Int2 ? 0x1p15 : kind == Kind::Int4 ? 0x1p31 : 0x1p63;
+  const bool fits = kind == Kind::Bool ? value == 0 || value == 1
+                                       : std::nearbyint(value) == value && value >= -bound && value < bound;
+  if (!fits) Refuse(unit, column);
+  return static_cast<std::int64_t>(value);
+}
+
 std::string ColumnType::Written(Unit unit, const std::string& column) const {
   const double value = NumberOf(unit);
-  const bool whole = std::nearbyint(value) == value, endless = std::isinf(value);
+  const bool endless = std::isinf(value);
   const double micros = std::nearbyint(value * kMicroseconds);
   bool fits = true;
   std::string text;
   switch (kind) {
     case Kind::Bool:
-      fits = value == 0 || value == 1;
-      text = value != 0 ? "true" : "false";
-      break;
     case Kind::Int2:
     case Kind::Int4:
     case Kind::Int8:
-      fits = whole && std::fabs(value) < 0x1p63;
-      if (fits) text = Whole(value);
-      break;
+      return std::to_string(WholeNumber(unit, column));
     case Kind::Float4:
       fits = endless || !(std::fabs(value) > 3.4028234663852886e38);
       text = ShortestText(value);
@@ -277,9 +286,6 @@ std::string ColumnType::Written(Unit unit, const std::string& column) const {
     default:
       text = ShortestText(value);
   }
-  if (!fits) {
-    throw Refusal(sql_code::kCannotChange,
-                  "the column " + column + ", of type " + name + ", has no room for " + ShortestText(value));
-  }
+  if (!fits) Refuse(unit, column);
   return text;
 }

@@ -55,9 +55,15 @@ struct ColumnType {
   Level MeasurementLevel() const;
   // The unit of a number, from a value in binary form that is not NULL.
   Unit Read(std::string_view value) const;
+  // A number for a column of whole ones, within the bounds of its type; 0 and 1 for a boolean. Throws Refusal
+  // for another.
+  std::int64_t WholeNumber(Unit value, const std::string& column) const;
   // What the server takes for a number that is not missing. Throws Refusal for one that the type has no room
   // for.
   std::string Written(Unit value, const std::string& column) const;
+
+ private:
+  [[noreturn]] void Refuse(Unit value, const std::string& column) const;
 };
 
 // The type of these numbers, as libpq tells them of a result.

@@ -97,7 +97,10 @@ void TakeColumns(Connection& server, const Result& description, Relation& relati
   }
 }
 
-// Widths of texts come from the data: there is no other bound.
+// Widths of texts come from the data: there is no other bound. Where there are none yet, some shall have
+// room.
+constexpr long kFirstWidth = 255;
+
 void MeasureTexts(Connection& server, const Relation& relation, std::vector<Variable>& variables,
                   std::vector<std::string>& warnings) {
   std::vector<std::string> looks;
@@ -112,7 +115,11 @@ void MeasureTexts(Connection& server, const Relation& relation, std::vector<Vari
   for (std::size_t i = 0; i < variables.size(); ++i) {
     const ColumnType& type = relation.columns[i].type;
     if (!type.IsText()) continue;
-    const long longest = std::atol(PQgetvalue(widths.get(), 0, look++));
+    const bool none = PQgetisnull(widths.get(), 0, look) != 0;
+    const long longest = none && relation.is_table && type.DeclaredWidth() == 0
+                             ? kFirstWidth
+                             : std::atol(PQgetvalue(widths.get(), 0, look));
+    ++look;
     const long width = std::clamp<long>(std::max<long>(longest, type.DeclaredWidth()), 1, kMaxTextWidth);
     if (longest > width)
       warnings.push_back(variables[i].name + ": texts of up to " + std::to_string(longest) +

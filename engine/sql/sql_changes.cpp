@@ -3,28 +3,13 @@
 #include <set>
 #include <utility>
 
+#include "copy_writer.h"
 #include "sql_dataset.h"
 #include "words.h"
 
 namespace {
 
 constexpr std::size_t kMostQueued = 10000;
-constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
-
-std::string TrimmedText(const Variable& variable, const Unit* value) {
-  const std::string_view text = TextAt(variable, value);
-  return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
-}
-
-// As the server reads it; nothing for what is missing.
-bool IsNull(const Variable& variable, const Unit* value) {
-  return variable.IsText() ? TextAt(variable, value).find_first_not_of(' ') == std::string_view::npos
-                           : *value == kSystemMissing;
-}
-
-std::string ServerText(const Column& column, const Variable& variable, const Unit* value) {
-  return variable.IsText() ? TrimmedText(variable, value) : column.type.Written(*value, variable.name);
-}
 
 // A list of texts as the server reads it: {"one",NULL}.
 class ArrayText {
@@ -53,27 +38,6 @@ class ArrayText {
   }
   std::string list = "{";
 };
-
-void AppendEscaped(std::string_view text, std::string& line) {
-  for (const char byte : text) {
-    switch (byte) {
-      case '\\':
-        line += "\\\\";
-        break;
-      case '\n':
-        line += "\\n";
-        break;
-      case '\r':
-        line += "\\r";
-        break;
-      case '\t':
-        line += "\\t";
-        break;
-      default:
-        line += byte;
-    }
-  }
-}
 
 // A type for a column of a new variable.
 std::string TypeFor(const Variable& variable) {
@@ -235,43 +199,8 @@ void SqlDataset::Write() {
 
 void SqlDataset::Append(const Columns& columns, const void* rows, std::size_t count) {
   RequireTable("there can be no new cases");
-  std::string names;
-  for (const std::size_t column : columns)
-    names += (names.empty() ? "" : ", ") + relation.columns[column].server_name;
   Work work(server);
-  server.StartCopy("COPY " + relation.source + " (" + names + ") FROM STDIN");
-  try {
-    std::string piece;
-    std::vector<Unit> value;
-    const char* source = static_cast<const char*>(rows);
-    for (std::size_t row = 0; row < count; ++row) {
-      for (std::size_t i = 0; i < columns.size(); ++i) {
-        const Variable& variable = variables[columns[i]];
-        value.assign(variable.Units(), 0);
-        std::copy_n(source, variable.Units() * kUnitBytes, reinterpret_cast<char*>(value.data()));
-        source += variable.Units() * kUnitBytes;
-        if (i != 0) piece += '\t';
-        if (IsNull(variable, value.data())) {
-          piece += "\\N";
-        } else {
-          AppendEscaped(ServerText(relation.columns[columns[i]], variable, value.data()), piece);
-        }
-      }
-      piece += '\n';
-      if (piece.size() < kPieceBytes) continue;
-      server.Copy(piece);
-      piece.clear();
-    }
-    server.Copy(piece);
-  } catch (const Refusal& refusal) {
-    if (refusal.code == sql_code::kConnectionLost) throw;
-    try {
-      server.EndCopy("a value does not fit");
-    } catch (const Refusal&) {  // as it must be
-    }
-    throw;
-  }
-  server.EndCopy();
+  CopyWriter(server, relation, variables, columns).Write(rows, count);
   work.Commit();
   Forget();
 }

@@ -24,7 +24,8 @@ WIDTHS = [0, 0, 1, 3, 8, 9, 17, 20]
 NAMES = ["a", "B", "c1", "_x", "é", "n$", "other", "last"]
 BAD_NAMES = ["", "1x", "a.", "a b", "x" * 65]
 FIELDS = ["1", "-2.5", "+1e3", " 7 ", "", "inf", "nan", "1e999", "a,b", 'say "hi"', "two\nlines", "cr\rcr", "long text of a column"]
-LETTERS = {1: "A", 2: "F", 3: "E", 4: "COMMA", 5: "DOLLAR", 6: "PCT"}
+LETTERS = {1: "A", 2: "F", 3: "E", 4: "COMMA", 5: "DOLLAR", 6: "PCT", 7: "DATE", 8: "DATETIME", 9: "TIME"}
+WITHOUT_DECIMALS = (1, 7)
 LEVELS = ["nominal", "ordinal", "scale"]
 
 
@@ -281,9 +282,9 @@ class Model:
         return 0 if 0 <= level <= 2 else 2011, change, [level + 1 if by_name else word], function
 
     def _format(self, variable, _):
-        kind, width = self.random.randrange(0, 8), self.pick(0, 1, 8, 16, 17, 18, 40, 41)
+        kind, width = self.random.randrange(0, 11), self.pick(0, 1, 8, 16, 17, 18, 40, 41)
         decimals = self.pick(-1, 0, 1, width - 1, width, 16, 17)
-        most = (32767, 0) if kind == 1 else (40, min(16, width - 1))
+        most = (32767 if kind == 1 else 40, 0 if kind in WITHOUT_DECIMALS else min(16, width - 1))
         fits = 1 <= width <= most[0] and 0 <= decimals <= most[1]
         code = 2011 if kind not in LETTERS else 24 if (kind == 1) != (variable.width > 0) else 0 if fits else 2011
         return code, lambda: setattr(variable, "format", (kind, width, decimals)), [kind, width, decimals], "SetVarFormat"
@@ -631,7 +632,7 @@ class Model:
         told = [*map(ask, ("Name", "Label", "Type", "MeasurementLevel", "Role", "Alignment", "ColumnWidth"))]
         wanted = [variable.name, variable.label, variable.width, LEVELS[variable.level], variable.role, variable.alignment]
         self.expect("variable", told, [*wanted, variable.column])
-        self.expect("format", ask("Format"), LETTERS[kind] + str(width) + ("" if kind == 1 else f".{decimals}"))
+        self.expect("format", ask("Format"), LETTERS[kind] + str(width) + ("" if kind in WITHOUT_DECIMALS else f".{decimals}"))
         letter = "C" if variable.width else "N"
         form, *values = ask(letter + "MissingValues")
         wanted = [value.decode() if variable.width else bits(value) for value in variable.missing[1]]

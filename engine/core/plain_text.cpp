@@ -6,6 +6,8 @@
 #include <charconv>
 #include <iterator>
 
+#include "calendar.h"
+
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
@@ -55,6 +57,12 @@ std::size_t Width(std::string_view text) {
 
 std::string NumberText(double value, NumberStyle style) {
   if (UnitOf(value) == kSystemMissing) return ".";
+  const int decimals_of_second = std::max(style.decimals, 0);
+  std::string moment;
+  if (style.type == FormatType::Date) moment = DateText(value);
+  if (style.type == FormatType::DateTime) moment = DateTimeText(value, decimals_of_second);
+  if (style.type == FormatType::Time) moment = TimeText(value, decimals_of_second);
+  if (!moment.empty()) return moment;
   char digits[512];  // the largest double has 309 digits in front of its decimals
   char* const end = digits + sizeof digits;
   const auto form =

@@ -13,9 +13,10 @@ struct FormatName {
   const char* letters;
 };
 
-constexpr FormatName kFormatNames[] = {{FormatType::Text, "A"},        {FormatType::Fixed, "F"},
-                                       {FormatType::Scientific, "E"},  {FormatType::Comma, "COMMA"},
-                                       {FormatType::Dollar, "DOLLAR"}, {FormatType::Percent, "PCT"}};
+constexpr FormatName kFormatNames[] = {
+    {FormatType::Text, "A"},      {FormatType::Fixed, "F"},           {FormatType::Scientific, "E"},
+    {FormatType::Comma, "COMMA"}, {FormatType::Dollar, "DOLLAR"},     {FormatType::Percent, "PCT"},
+    {FormatType::Date, "DATE"},   {FormatType::DateTime, "DATETIME"}, {FormatType::Time, "TIME"}};
 
 bool InRange(const MissingRule& rule, Unit value) {
   return NumberOf(value) >= NumberOf(rule.values[0]) && NumberOf(rule.values[1]) >= NumberOf(value);
@@ -64,7 +65,7 @@ const FormatType* FormatTypeOf(std::string_view letters) {
 
 std::string Format::Text() const {
   std::string text = FormatLetters(type) + std::to_string(width);
-  if (type != FormatType::Text) text += "." + std::to_string(decimals);
+  if (HasDecimals()) text += "." + std::to_string(decimals);
   return text;
 }
 
@@ -76,7 +77,7 @@ bool Format::WidthFits() const {
 
 bool Format::DecimalsFit() const {
   constexpr int kMaxDecimals = 16;
-  return decimals >= 0 && decimals <= (type == FormatType::Text ? 0 : std::min(kMaxDecimals, width - 1));
+  return decimals >= 0 && decimals <= (HasDecimals() ? std::min(kMaxDecimals, width - 1) : 0);
 }
 
 Variable::Variable(std::string variable_name, int text_width)

@@ -40,7 +40,17 @@ inline constexpr std::size_t kMaxNameBytes = 64;
 // A case travels in a message, whose length is a 32-bit number.
 inline constexpr std::size_t kMaxCaseBytes = INT_MAX / 2;
 
-enum class FormatType : int { Text = 1, Fixed = 2, Scientific = 3, Comma = 4, Dollar = 5, Percent = 6 };
+enum class FormatType : int {
+  Text = 1,
+  Fixed = 2,
+  Scientific = 3,
+  Comma = 4,
+  Dollar = 5,
+  Percent = 6,
+  Date = 7,  // dates and times are seconds: calendar.h
+  DateTime = 8,
+  Time = 9
+};
 enum class Level : int { Nominal = 1, Ordinal = 2, Scale = 3 };
 enum class Role : int { Input = 0, Target = 1, Both = 2, None = 3, Partition = 4, Split = 5 };
 enum class Alignment : int { Left = 0, Right = 1, Center = 2 };
@@ -54,6 +64,7 @@ struct Format {
   int decimals = 2;
   std::string Text() const;  // "F8.2", "A9"
   // What the type allows: a width of 1 to 40 for numbers; decimals within the width, which must fit.
+  bool HasDecimals() const { return type != FormatType::Text && type != FormatType::Date; }
   bool WidthFits() const;
   bool DecimalsFit() const;
 };

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 
+#include "calendar.h"
 #include "words.h"
 
 namespace {
@@ -24,6 +24,8 @@ constexpr Oid kOidType = 26, kMoney = 790, kFixedText = 1042, kBoundedText = 104
 constexpr int kHeaderOfModifier = 4;
 
 constexpr double kDaySeconds = 86400, kMicroseconds = 1e6;
+constexpr int kDecimals = 6;  // of a second
+constexpr double kLargestFloat = 3.4028234663852886e38;
 constexpr double kEpoch = 10957 * kDaySeconds;  // the server counts from 2000-01-01
 
 // The infinite dates and times.
@@ -103,39 +105,6 @@ Unit TimestampUnit(std::int64_t micros) {
   return UnitOf(static_cast<double>((seconds + 946684800) * 1000000 + rest) / kMicroseconds);
 }
 
-// A whole number, in all its digits.
-std::string Whole(double value) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, static_cast<std::int64_t>(value)).ptr};
-}
-
-std::string Digits(long value, std::size_t width) {
-  const std::string digits = std::to_string(value);
-  return std::string(width - std::min(width, digits.size()), '0') + digits;
-}
-
-constexpr std::int64_t kDayMicros = 86400000000;
-
-std::string TimeOfDay(std::int64_t micros) {
-  const std::int64_t seconds = micros / 1000000;
-  return Digits(seconds / 3600, 2) + ":" + Digits(seconds / 60 % 60, 2) + ":" + Digits(seconds % 60, 2) +
-         "." + Digits(micros % 1000000, 6);
-}
-
-// The day and the time of a count from 1970 on, in UTC.
-std::string DateText(std::int64_t micros, bool with_time) {
-  const std::int64_t day = micros / kDayMicros - (micros % kDayMicros < 0 ? 1 : 0);
-  const std::chrono::year_month_day date{std::chrono::sys_days{std::chrono::days{day}}};
-  const int year = static_cast<int>(date.year());
-  std::string text = Digits(year > 0 ? year : 1 - year, 4) + "-" + Digits(unsigned(date.month()), 2) + "-" +
-                     Digits(unsigned(date.day()), 2);
-  if (with_time) text += " " + TimeOfDay(micros - day * kDayMicros) + "+00";
-  return year > 0 ? text : text + " BC";
-}
-
-// The days that both std::chrono and the server know.
-constexpr double kMostSeconds = 32767.0 * 365 * 86400;
-
 }  // namespace
 
 std::string ShortestText(double value) {
@@ -180,10 +149,12 @@ Format ColumnType::NumberFormat() const {
     case Kind::Int8:
       return {FormatType::Fixed, 20, 0};
     case Kind::Date:
+      return {FormatType::Date, 10, 0};
     case Kind::Timestamp:
+      return {FormatType::DateTime, 19, 0};
     case Kind::Time:
     case Kind::Interval:
-      return {FormatType::Fixed, 18, kind == Kind::Date ? 0 : 3};
+      return {FormatType::Time, 8, 0};
     default:
       break;
   }
@@ -250,9 +221,8 @@ std::int64_t ColumnType::WholeNumber(Unit unit, const std::string& column) const
 
 std::string ColumnType::Written(Unit unit, const std::string& column) const {
   const double value = NumberOf(unit);
-  const bool endless = std::isinf(value);
-  const double micros = std::nearbyint(value * kMicroseconds);
-  bool fits = true;
+  const bool is_moment = kind == Kind::Date || kind == Kind::Timestamp;
+  if (is_moment && std::isinf(value)) return value > 0 ? "infinity" : "-infinity";
   std::string text;
   switch (kind) {
     case Kind::Bool:
@@ -261,31 +231,27 @@ std::string ColumnType::Written(Unit unit, const std::string& column) const {
     case Kind::Int8:
       return std::to_string(WholeNumber(unit, column));
     case Kind::Float4:
-      fits = endless || !(std::fabs(value) > 3.4028234663852886e38);
-      text = ShortestText(value);
+      if (std::isinf(value) || !(std::fabs(value) > kLargestFloat)) text = ShortestText(value);
       break;
     case Kind::Date:
+      if (std::fmod(value, kDaySeconds) == 0) text = DateText(value);
+      break;
     case Kind::Timestamp:
-      fits = endless ||
-             (std::fabs(value) < kMostSeconds && (kind != Kind::Date || std::fmod(value, kDaySeconds) == 0));
-      text = endless ? (value > 0 ? "infinity" : "-infinity") : "";
-      if (fits && !endless) text = DateText(static_cast<std::int64_t>(micros), kind != Kind::Date);
+      text = DateTimeText(value, kDecimals);
+      if (!text.empty()) text.insert(text.ends_with("BC") ? text.size() - 3 : text.size(), "+00");
       break;
     case Kind::Time:
-      fits = value >= 0 && value <= kDaySeconds;
-      if (fits) text = TimeOfDay(static_cast<std::int64_t>(micros));
+      if (value >= 0 && value <= kDaySeconds) text = TimeText(value, kDecimals);
       break;
     case Kind::Interval:
-      fits = std::fabs(value) < kMostSeconds;
-      if (fits) text = Whole(micros) + " microseconds";
+      text = TimeText(value, kDecimals);
       break;
     case Kind::Enum:
       for (const auto& [label, place] : places) text = place == value ? label : text;
-      fits = !text.empty();
       break;
     default:
       text = ShortestText(value);
   }
-  if (!fits) Refuse(unit, column);
+  if (text.empty()) Refuse(unit, column);
   return text;
 }

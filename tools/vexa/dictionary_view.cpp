@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "CleXDErrorCode.h"
+#include "calendar.h"
 #include "terminal.h"
 #include "vexaxd_p.h"
 
@@ -124,15 +125,15 @@ void AddLabels(int index, TextTable& table) {
 struct Column {
   std::string name;
   unsigned index;
-  int width;     // of a text; 0 for a number
-  int decimals;  // as its format shows them
+  int width;             // of a text; 0 for a number
+  int format, decimals;  // as its values are shown
 };
 
 Column ColumnOf(int index) {
   int type = 0, width = 0, decimals = 0;
   Require(GetVariableFormatType(index, &type, &width, &decimals));
   return {TextOf(GetVariableName, index), static_cast<unsigned>(index), NumberOf(GetVariableType, index),
-          decimals};
+          type, decimals};
 }
 
 std::vector<Column> ColumnsOf(const std::vector<std::string>& names, std::string& unknown) {
@@ -149,12 +150,22 @@ std::vector<Column> ColumnsOf(const std::vector<std::string>& names, std::string
   return columns;
 }
 
+// The formats of dates and times, which are seconds.
+std::string NumberOfColumn(const Column& column, double value) {
+  constexpr int kDate = 7, kDateTime = 8, kTime = 9;
+  std::string moment;
+  if (column.format == kDate) moment = DateText(value);
+  if (column.format == kDateTime) moment = DateTimeText(value, column.decimals);
+  if (column.format == kTime) moment = TimeText(value, column.decimals);
+  return moment.empty() ? Number(value, column.decimals) : moment;
+}
+
 TableCell ValueOf(const Column& column, std::string& room) {
   int missing = 0;
   if (column.width == 0) {
     double value = 0;
     Require(GetNumericValue(column.index, &value, &missing));
-    return {missing == 2 ? "." : Number(value, column.decimals), true};
+    return {missing == 2 ? "." : NumberOfColumn(column, value), true};
   }
   room.assign(static_cast<std::size_t>(column.width) + 1, '\0');
   char* at = room.data();

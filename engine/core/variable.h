@@ -63,8 +63,8 @@ struct Format {
   int width = 8;
   int decimals = 2;
   std::string Text() const;  // "F8.2", "A9"
-  // What the type allows: a width of 1 to 40 for numbers; decimals within the width, which must fit.
   bool HasDecimals() const { return type != FormatType::Text && type != FormatType::Date; }
+  // What the type allows: a width of 1 to 40 for numbers; decimals within the width, which must fit.
   bool WidthFits() const;
   bool DecimalsFit() const;
 };

@@ -12,6 +12,7 @@
 #include "VexaDXConfigReader.h"
 #include "driver_link.h"
 #include "dxglobals.h"
+#include "plain_text.h"
 #include "serving.h"
 #include "session.h"
 #include "xpipemanager.h"
@@ -45,7 +46,7 @@ bool Start(DriverLink& link, const char* options, Session& session) {
   }
   if (failure.code != 0) std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, failure.what());
   if (failure.code == 0 && !link.Channel().Listen()) return false;
-  return link.Report(failure.code, failure.what()) && failure.code == 0;
+  return link.Report(failure.code, ReasonText(failure.what())) && failure.code == 0;
 }
 
 bool WriteLast(Session& session) {

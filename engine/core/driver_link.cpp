@@ -17,7 +17,6 @@
 #include "VexaDXConfigReader.h"
 #include "dxglobals.h"
 #include "fifo_files.h"
-#include "plain_text.h"
 #include "xpipemanager.h"
 
 namespace {
@@ -89,6 +88,6 @@ DriverLink::~DriverLink() {
 bool DriverLink::Report(int code, const std::string& reason) {
   CleXDSmb first;
   first.SetErrorCode(code);
-  if (code != 0) first.SetString(ReasonText(reason));
+  if (code != 0) first.SetString(reason);
   return channel.Reply(first);
 }

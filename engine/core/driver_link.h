@@ -25,8 +25,8 @@ class DriverLink {
 
   // False when nobody can watch the driver: there was no thread for it.
   bool Watches() const { return watch.joinable(); }
-  // Waits until the driver reads its replies, and sends the first message. False when there is no way to send
-  // it.
+  // Waits until the driver reads its replies, and sends the first message. The reason is text that a reply
+  // can hold. False when there is no way to send it.
   bool Report(int code, const std::string& reason);
   ApiChannel& Channel() { return channel; }
 

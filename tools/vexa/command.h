@@ -14,6 +14,7 @@ inline constexpr int kFailed = 1;       // a command failed; doctor: something w
 inline constexpr int kUsage = 2;        // the words behind `vexa`
 inline constexpr int kNoBackend = 3;    // it did not start
 inline constexpr int kLost = 4;         // it went away
+inline constexpr int kDiffers = 5;      // a program differed from the record that it ran on
 inline constexpr int kInterrupt = 130;  // Ctrl-C; 143 for a request to end
 inline constexpr int kEnded = 143;
 }  // namespace exit_codes

@@ -2,12 +2,12 @@
 
 _vexa() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} subcommand=${COMP_WORDS[1]}
-  local backend="--home --data --database --table --output --log --missing --env --options"
+  local words="" backend="--home --data --database --table --output --log --missing --env --options"
   COMPREPLY=()
   case $before in
     --home) compopt -o dirnames 2> /dev/null; return ;;
     --data | --output | --log | --chrome) compopt -o default 2> /dev/null; return ;;
-    --database | --table | --missing | --env | --options | --width | --function | --process | --slower) return ;;
+    --database | --table | --missing | --env | --options | --width | --function | --process | --slower | --mask | --session) return ;;
   esac
   if [ "$COMP_CWORD" -eq 1 ]; then
     COMPREPLY=($(compgen -W "run shell doctor trace --help --version" -- "$word"))
@@ -22,10 +22,14 @@ _vexa() {
     doctor) COMPREPLY=($(compgen -W "--home --clean --no-round-trip --json --help" -- "$word")) ;;
     trace)
       if [ "$COMP_CWORD" -eq 2 ]; then
-        COMPREPLY=($(compgen -W "show --help" -- "$word"))
+        COMPREPLY=($(compgen -W "show serve --help" -- "$word"))
         return
       fi
-      COMPREPLY=($(compgen -W "--home --function --process --slower --summary --json --chrome --no-times --help" -- "$word"))
+      case ${COMP_WORDS[2]} in
+        show) words="--home --function --process --slower --summary --json --chrome --no-times --help" ;;
+        serve) words="--home --any-order --languages --mask --no-masks --backend --session --help" ;;
+      esac
+      COMPREPLY=($(compgen -W "$words" -- "$word"))
       [[ $word == -* ]] || compopt -o default 2> /dev/null
       ;;
   esac

@@ -76,6 +76,7 @@ class RecordReader {
 void ReadFile(const fs::path& path, Record& record) {
   const std::string content = ContentOf(path);
   RecordReader reader(content, record);
+  if (reader.Left() == 0) return;  // its process was killed as it began
   if (!reader.TakeHead()) throw std::runtime_error(path.string() + " is no record");
   while (reader.TakeEntry()) {
   }

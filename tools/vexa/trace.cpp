@@ -8,11 +8,11 @@
 #include <stdexcept>
 
 #include "command.h"
-#include "described.h"
 #include "exchanges.h"
 #include "home.h"
 #include "record.h"
 #include "text_table.h"
+#include "trace_options.h"
 
 namespace {
 
@@ -50,15 +50,6 @@ std::string Duration(double microseconds) {
                 : milli ? "ms"
                         : "us");
   return text;
-}
-
-// `Name(arguments) -> results, code`: the state in the place of results that never came.
-std::string Line(const Told& told) {
-  std::string line = told.name + "(" + Written(told.arguments) + ") -> ";
-  const std::string results = Written(told.results);
-  if (!told.state.empty())
-    return line + told.state + (told.code != 0 ? ", " + std::to_string(told.code) : "");
-  return line + results + (results.empty() ? "" : ", ") + std::to_string(told.code);
 }
 
 void Print(const std::vector<Shown>& all, const ShowOptions& options) {
@@ -164,13 +155,6 @@ void WriteChrome(const std::vector<Shown>& all, const std::string& path) {
   if (!file.flush()) throw std::runtime_error(path + " cannot be written");
 }
 
-Description DescriptionOf(const std::string& home) {
-  Description described(FindHome(home).path + "/share/vexaxd/functions.json");
-  if (!described.There())
-    std::cerr << "vexa: the home has no share/vexaxd/functions.json: actions go by numbers\n";
-  return described;
-}
-
 int Show(const ShowOptions& options, const std::string& home) {
   Record record = ReadRecord(options.path);
   std::erase_if(record.frames, [&](const RecordedFrame& frame) { return !IsOfProcess(options, frame); });
@@ -194,6 +178,31 @@ int Show(const ShowOptions& options, const std::string& home) {
 }
 
 }  // namespace
+
+void AddMaskOptions(CLI::App& command, MaskOptions& options) {
+  command
+      .add_option(
+          "--mask", options.rules,
+          "A value that may vary: FUNCTION, FUNCTION:SLOT, FUNCTION:SLOT[N], or /REGEX/ in any text; may be "
+          "given again")
+      ->type_name("RULE")
+      ->allow_extra_args(false);
+  command.add_flag("--no-masks", options.none,
+                   "Without the usual masks: temp paths, addresses, times, numbers of sockets");
+}
+
+Masks MasksOf(const MaskOptions& options) {
+  Masks masks = options.none ? Masks() : Masks::Usual(options.temp_directories);
+  for (const std::string& rule : options.rules) masks.Add(rule);
+  return masks;
+}
+
+Description DescriptionOf(const std::string& home, Masks masks) {
+  Description described(FindHome(home).path + "/share/vexaxd/functions.json", std::move(masks));
+  if (!described.There())
+    std::cerr << "vexa: the home has no share/vexaxd/functions.json: functions go by their actions\n";
+  return described;
+}
 
 void AddTrace(CLI::App& program, int& exit_code) {
   struct Options : ShowOptions {
@@ -223,4 +232,5 @@ void AddTrace(CLI::App& program, int& exit_code) {
   show->add_flag("--no-times", options->no_times, "Nothing that varies from run to run");
   show->footer(program.get_footer());
   show->callback([options, &exit_code] { exit_code = Show(*options, options->home); });
+  AddTraceServe(*trace, exit_code);
 }

@@ -1,0 +1,147 @@
+#include "replay_blocks.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <exception>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "CleXDErrorCode.h"
+#include "OutpStatisticsX.h"
+#include "VexaDXConfigReader.h"
+#include "XManager.h"
+#include "descriptor.h"
+#include "drivex.h"
+#include "dxglobals.h"
+#include "java_block.h"
+#include "words.h"
+#include "xpipemanager.h"
+
+namespace {
+
+constexpr int kOnThisMachine = 1;
+
+std::string_view TakeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+std::string OpenedLanguage(std::string_view line) {
+  const auto words = SplitWords(Trimmed(line));
+  const bool opens = words && words->size() == 2 && SameName((*words)[0].text, "LANGUAGE") &&
+                     (*words)[1].text.ends_with('.');
+  if (!opens) return "";
+  std::string name = (*words)[1].text.substr(0, (*words)[1].text.size() - 1);
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return name;
+}
+
+// A driver on a nesting level of its own, which goes with it.
+class OpenLevel {
+ public:
+  OpenLevel(const std::string& language, StatisticsX* runtime, XConfigOptions* options,
+            std::vector<std::string>& lines)
+      : driver(new DriveX(language, runtime, options)) {
+    GetXManager()->addVexaDX(driver);
+    driver->setSyntax(lines);
+  }
+  OpenLevel(const OpenLevel&) = delete;
+  OpenLevel& operator=(const OpenLevel&) = delete;
+  ~OpenLevel() { GetXManager()->destoryVexaDX(driver); }
+  DriveX& Driver() const { return *driver; }
+
+ private:
+  DriveX* driver;  // the manager's
+};
+
+// Runs the block on a thread of its own, and serves its level meanwhile.
+int Drive(DriveX& driver, std::vector<int>& ends, const BlockRuns::Serve& serve) {
+  ApiChannel channel(*GetXPipeManager()->getPipeSuit(driver.XName())->getXPipes());
+  if (!channel.Listen()) return CleXDErrorCode::kPipeFailed;
+  const Descriptor over(eventfd(0, EFD_CLOEXEC));
+  int code = CleXDErrorCode::kPipeFailed;
+  ends.push_back(over.Number());
+  std::jthread run([&] {
+    try {
+      code = driver.invokeX();
+    } catch (const std::exception&) {
+    }
+    eventfd_write(over.Number(), 1);
+  });
+  serve(channel);
+  run.join();
+  ends.pop_back();
+  return code;
+}
+
+}  // namespace
+
+std::vector<LanguageBlock> BlocksOf(std::string_view text) {
+  std::vector<LanguageBlock> blocks;
+  bool open = false;
+  while (!text.empty()) {
+    const std::string_view line = TakeLine(text);
+    if (open && SameName(Trimmed(line), "END LANGUAGE."))
+      open = false;
+    else if (open)
+      blocks.back().lines.emplace_back(line);
+    else if (std::string language = OpenedLanguage(line); !language.empty()) {
+      blocks.push_back({std::move(language), {}});
+      open = true;
+    }
+  }
+  return blocks;
+}
+
+// A program that takes blocks has made its fifo of the channel by now.
+BlockRuns::BlockRuns(std::string driver, bool runs_others)
+    : driver_language(std::move(driver)), others(runs_others) {
+  const std::string prefix = GetXPipeManager()->getPipeSuit(driver_language)->getPipeNamePrefix();
+  driver_takes = VexaDXConfigReader::GetInstance()->IsSupportLanguage(driver_language) &&
+                 access((prefix + "_s").c_str(), F_OK) == 0;
+}
+
+bool BlockRuns::Takes(const std::string& language) const {
+  if (driver_takes && language == driver_language) return true;
+  return others && VexaDXConfigReader::GetInstance()->IsSupportLanguage(language);
+}
+
+int BlockRuns::Run(const LanguageBlock& block, const Serve& serve) {
+  std::vector<std::string> lines = block.lines;
+  XConfigOptions* const options = VexaDXConfigReader::GetInstance()->GetOptions(block.language);
+  if (block.language == kJavaExtension) {
+    JavaBlock java(options);
+    if (!java.Fill(lines)) return CleXDErrorCode::kPipeFailed;
+    const OpenLevel level(block.language, &java.Runtime(), options, lines);
+    java.TellLevel(level.Driver().getIndex());
+    return Drive(level.Driver(), ends, serve);
+  }
+  const bool of_driver = driver_takes && block.language == driver_language;
+  auto* runtime = dynamic_cast<OutpStatisticsX*>(GetXManager()->getStatisticsX(block.language));
+  if (runtime == nullptr) {
+    runtime = new OutpStatisticsX(options, kOnThisMachine, !of_driver);
+    GetXManager()->addStatisticsX(block.language, runtime);  // which keeps it for the next block
+  }
+  if (!of_driver) started.insert(block.language);
+  const OpenLevel level(block.language, runtime, options, lines);
+  return Drive(level.Driver(), ends, serve);
+}
+
+void BlockRuns::Stop() {
+  if (!ends.empty()) return;
+  GetXManager()->stopX();
+  for (const std::string& language : started) GetXPipeManager()->removePipeSuit(language);
+  if (driver_takes)
+    GetXPipeManager()
+        ->getPipeSuit(driver_language)
+        ->getCmdDispatcher(false)
+        ->sendCmd(DXCmdDispatcher::kStopDX);
+}

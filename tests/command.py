@@ -490,8 +490,8 @@ class Words(Case):
         self.assertEqual(self.completed(""), {"run", "shell", "doctor", "trace"} | self.options())
         self.assertEqual(self.completed("sh"), {"shell"})
         there = self.options()
-        self.assertEqual(self.completed("trace", ""), {"show", "serve"} | self.options("trace"))
-        for subcommand in (["run"], ["shell"], ["doctor"], ["trace", "show"], ["trace", "serve"]):
+        self.assertEqual(self.completed("trace", ""), {"show", "serve", "diff"} | self.options("trace"))
+        for subcommand in (["run"], ["shell"], ["doctor"], ["trace", "show"], ["trace", "serve"], ["trace", "diff"]):
             self.assertEqual(self.completed(*subcommand, ""), self.options(*subcommand))
             there |= self.options(*subcommand)
         with open(HOME + "/share/man/man1/vexa.1") as page:

@@ -4,11 +4,9 @@
 """
 import json
 import os
-import re
+import random
 import shutil
-import struct
 import subprocess
-import sys
 import unittest
 
 from command import DATA, HOME, NESTED, PROGRAM, SECONDS, Case
@@ -112,6 +110,78 @@ vexa: session 1: call 1 of the program differs from the record:
                     self.assertIn("has no start of a session", self.run_words(PROGRAM, "trace", "serve", file, "--", "true")[2])
         self.assertEqual(self.serve("/nowhere/program")[0], 127)
         self.assertEqual(self.serve("sh", "-c", "kill -9 $$")[0], 5)  # which started no session
+
+
+class Diff(Replays):
+    RUN = (PROGRAM, "run", "--keep-going", "--data", DATA)
+
+    def diff(self, a, b, *options):
+        return self.run_words(PROGRAM, "trace", "diff", self.path(a), self.path(b), *options)
+
+    def test_the_stable_text_is_the_same_from_run_to_run_and_from_day_to_day(self):
+        self.record(*self.RUN, given=NESTED)
+        golden = os.path.join(TOP, "tests/nested.trace")
+        with open(golden) as file:
+            self.assertEqual(self.vexa("trace", "show", "--stable", self.path("record"))[1], file.read())
+        self.assertEqual(self.diff("record", golden), (0, "", ""))
+
+    def test_prints_what_differs_as_a_unified_diff_and_as_json(self):
+        beginning = "X" * 70
+        self.record(*self.RUN, name="a", given=f"A.\n{beginning}1.\n" + SAVE.format(self.path("x/s.csv")) + "B.\nC.\nD.\n")
+        self.record(*self.RUN, name="b", given=f"A.\n{beginning}2.\n" + SAVE.format(self.path("y/s.csv")) + "B.\nC.\nD.\nE.\n")
+        self.assertEqual(self.diff("a", "a"), (0, "", ""))
+        code, out, _ = self.diff("a", "b", "--whole")
+        saved = 'Submit("SAVE /TYPE=CSV /FILE=\\"<temp>/s.csv\\".\\n") -> "<temp>/s.csv: No such file or directory", 2002'
+        self.assertEqual((code, out), (1, f"""\
+--- {self.path("a")}
++++ {self.path("b")}
+@@ -1,10 +1,11 @@
+ ready() -> 0
+ Submit("A.\\n") -> 0
+-Submit("{beginning}1.\\n") -> 0
++Submit("{beginning}2.\\n") -> 0
+ {saved}
+ Submit("B.\\n") -> 0
+ Submit("C.\\n") -> 0
+ Submit("D.\\n") -> 0
++Submit("E.\\n") -> 0
+ IsBackendReady() -> 1, 0
+ IsBackendReady() -> 1, 0
+ IsXDriven() -> 1, 0
+"""))
+        changes = [json.loads(line) for line in self.diff("a", "b", "--json")[1].splitlines()]
+        self.assertEqual([(one["change"], one["line"], one["call"]["name"]) for one in changes],
+                         [("removed", 3, "Submit"), ("added", 3, "Submit"), ("added", 8, "Submit")])
+        self.assertEqual(self.diff("a", "b", "--mask", "/X[12]/", "--mask", "/[DE]/")[0], 1)
+        self.assertEqual(self.diff("a", "b", "--no-masks", "--json")[1].count("SAVE"), 4)
+
+    def test_finds_the_shortest_way(self):
+        chosen = random.Random(7)
+        for _ in range(25):
+            a, b = ([chosen.choice("abcd") for _ in range(chosen.randrange(14))] for _ in range(2))
+            self.write("a", "".join(line + "\n" for line in a))
+            self.write("b", "".join(line + "\n" for line in b))
+            changes = [json.loads(line) for line in self.diff("a", "b", "--json")[1].splitlines()]
+            gone = {one["line"] - 1 for one in changes if one["change"] == "removed"}
+            come = {one["line"] - 1 for one in changes if one["change"] == "added"}
+            kept = [line for i, line in enumerate(a) if i not in gone]
+            self.assertEqual(kept, [line for i, line in enumerate(b) if i not in come])
+            longest = [0] * (len(b) + 1)
+            for x in a:
+                before = longest[:]
+                for j, y in enumerate(b):
+                    longest[j + 1] = before[j] + 1 if x == y else max(before[j + 1], longest[j])
+            self.assertEqual(len(kept), longest[-1], (a, b))
+
+    def test_tells_what_cannot_be_compared(self):
+        self.record(*self.RUN, given="A.\n", name="a")
+        self.assertEqual(self.diff("a", "nowhere")[0], 2)
+        self.assertEqual(self.diff("a", "a", "--mask", "/(/")[0], 2)
+        for name in os.listdir(self.path("a")):
+            with open(self.path("a/" + name), "ab") as file:
+                file.write(b"more")
+        code, _, error = self.diff("a", "a")
+        self.assertEqual((code, "is cut off" in error), (2, True))
 
 
 if __name__ == "__main__":

@@ -22,12 +22,13 @@ _vexa() {
     doctor) COMPREPLY=($(compgen -W "--home --clean --no-round-trip --json --help" -- "$word")) ;;
     trace)
       if [ "$COMP_CWORD" -eq 2 ]; then
-        COMPREPLY=($(compgen -W "show serve --help" -- "$word"))
+        COMPREPLY=($(compgen -W "show serve diff --help" -- "$word"))
         return
       fi
       case ${COMP_WORDS[2]} in
-        show) words="--home --function --process --slower --summary --json --chrome --no-times --help" ;;
+        show) words="--home --function --process --slower --summary --json --chrome --no-times --stable --whole --mask --no-masks --help" ;;
         serve) words="--home --any-order --languages --mask --no-masks --backend --session --help" ;;
+        diff) words="--home --json --whole --mask --no-masks --help" ;;
       esac
       COMPREPLY=($(compgen -W "$words" -- "$word"))
       [[ $word == -* ]] || compopt -o default 2> /dev/null

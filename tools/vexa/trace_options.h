@@ -18,7 +18,8 @@ Masks MasksOf(const MaskOptions& options);
 // The interface as the home has it; says so where that has no description.
 Description DescriptionOf(const std::string& home, Masks masks = {});
 
-void AddTraceDiff(CLI::App& trace, int& exit_code);
+void AddTraceShow(CLI::App& trace, int& exit_code);
 void AddTraceServe(CLI::App& trace, int& exit_code);
+void AddTraceDiff(CLI::App& trace, int& exit_code);
 
 #endif

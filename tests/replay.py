@@ -184,5 +184,35 @@ class Diff(Replays):
         self.assertEqual((code, "is cut off" in error), (2, True))
 
 
+class Bindings(Replays):
+    """What needs plain interpreters: examples of other languages, and the suite of the bindings."""
+
+    def played(self, *words, options=()):
+        """What came out, which is the same with the engine and on the record of that."""
+        environment = {"PYTHONPATH": HOME + "/lib/python"}
+        with_engine = self.record(*words, **environment)
+        self.assertEqual(with_engine[0], 0, with_engine)
+        self.assertEqual(self.serve(*words, options=options, **environment)[:2], with_engine[:2])
+        return with_engine[1]
+
+    def test_the_examples_put_out_the_same_without_an_engine(self):
+        for words, options in ((["summary", DATA], ()), (["standardise", DATA, "Temp", "out.csv"], ()),
+                               (["merge", DATA, REMARKS, "out.csv"], ()), (["nesting", DATA], ()),
+                               (["regression", DATA], ["--languages"]), (["wordcount", REMARKS, "Remark"], ())):
+            with self.subTest(words[0]):
+                self.doCleanups()
+                self.setUp()
+                needs = {"regression": "lib/R-library", "wordcount": "bin/vexajavaplugin.jar"}.get(words[0], "")
+                if not os.path.exists(os.path.join(HOME, needs)):
+                    continue
+                words = [word.replace("out.csv", self.path("out.csv")) for word in words]
+                out = self.played("/usr/bin/python3", f"examples/{words[0]}.py", *words[1:], options=options)
+                self.assertTrue(out or "out.csv" in words[-1])
+
+    def test_the_suite_of_the_bindings_passes_on_a_record(self):
+        out = self.played("/usr/bin/python3", "interface/conformance/run.py")
+        self.assertRegex(out, r"^\d{3} passed, 0 failed, 0 left out\n$")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -20,6 +20,7 @@ class PrivateDirectory {
   PrivateDirectory(const PrivateDirectory&) = delete;
   PrivateDirectory& operator=(const PrivateDirectory&) = delete;
   ~PrivateDirectory();
+  const std::string& Path() const { return path; }
   std::string File(const char* name) const { return path + "/" + name; }
 
  private:

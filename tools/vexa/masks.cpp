@@ -41,14 +41,14 @@ Masks Masks::Usual(const std::vector<std::string>& more_temp_directories) {
     if (!path.empty()) roots += "|" + Escaped(path);
   }
   const std::string part = "/[^][:space:]/\"'<>,;:()[]+";
-  masks.AddExpression("(" + roots + ")" + part + "((" + part + ")*/)?", "<temp>", true);
-  masks.AddExpression("0x[0-9a-fA-F]{6,}", "<address>");
-  masks.AddExpression(
+  masks.expressions.push_back(Compiled("(" + roots + ")" + part + "((" + part + ")*/)?", "<temp>", true));
+  masks.expressions.push_back(Compiled("0x[0-9a-fA-F]{6,}", "<address>"));
+  masks.expressions.push_back(Compiled(
       "[0-9]{4}-[0-9]{2}-[0-9]{2}[T ][0-9]{2}:[0-9]{2}(:[0-9]{2}([.,][0-9]+)?)?(Z|[+-][0-9]{2}:?[0-9]{2})?",
-      "<time>");
-  masks.AddExpression("[A-Z][a-z]{2} [A-Z][a-z]{2} +[0-9]{1,2} [0-9]{2}:[0-9]{2}:[0-9]{2}( [A-Z]+)? [0-9]{4}",
-                      "<time>");
-  masks.AddExpression("/SOCKET *=? *\"?[0-9]+\"?", "/SOCKET=<masked>");
+      "<time>"));
+  masks.expressions.push_back(Compiled(
+      "[A-Z][a-z]{2} [A-Z][a-z]{2} +[0-9]{1,2} [0-9]{2}:[0-9]{2}:[0-9]{2}( [A-Z]+)? [0-9]{4}", "<time>"));
+  masks.expressions.push_back(Compiled("/SOCKET *=? *\"?[0-9]+\"?", "/SOCKET=<masked>"));
   masks.Add("CreateSocket:longs");
   masks.Add("TransportData:strings[0]");
   return masks;
@@ -56,8 +56,14 @@ Masks Masks::Usual(const std::vector<std::string>& more_temp_directories) {
 
 void Masks::Add(const std::string& rule) {
   const bool expression = rule.size() > 2 && rule.starts_with('/') && rule.ends_with('/');
-  if (expression) return AddExpression(rule.substr(1, rule.size() - 2));
-  AddField(rule);
+  if (expression)
+    expressions.push_back(Compiled(rule.substr(1, rule.size() - 2)));
+  else
+    AddField(rule);
+}
+
+void Masks::TakeFor(const std::string& path, const std::string& other) {
+  expressions.insert(expressions.begin(), Compiled(Escaped(path), other));
 }
 
 void Masks::AddField(const std::string& rule) {
@@ -86,7 +92,7 @@ void Masks::AddField(const std::string& rule) {
   fields.push_back(std::move(field));
 }
 
-void Masks::AddExpression(const std::string& expression, std::string instead, bool keeps_end) {
+Masks::Expression Masks::Compiled(const std::string& expression, std::string instead, bool keeps_end) {
   const std::shared_ptr<regex_t> compiled(new regex_t{}, [](regex_t* of) {
     regfree(of);
     delete of;
@@ -97,7 +103,7 @@ void Masks::AddExpression(const std::string& expression, std::string instead, bo
     regerror(code, compiled.get(), reason, sizeof reason);
     throw std::runtime_error("/" + expression + "/: " + reason);
   }
-  expressions.push_back({compiled, keeps_end, std::move(instead)});
+  return {compiled, keeps_end, std::move(instead)};
 }
 
 void Masks::Apply(const std::string& function, Slots& slots) const {

@@ -29,6 +29,8 @@ class Masks {
   static Masks Usual(const std::vector<std::string>& more_temp_directories = {});
   // Throws std::runtime_error for what is no rule.
   void Add(const std::string& rule);
+  // Reads one path in texts as another one, ahead of all rules.
+  void TakeFor(const std::string& path, const std::string& other);
   // What the function of that name asks or is answered.
   void Apply(const std::string& function, Slots& slots) const;
 
@@ -44,7 +46,8 @@ class Masks {
   };
 
   void AddField(const std::string& rule);
-  void AddExpression(const std::string& expression, std::string instead = "<masked>", bool keeps_end = false);
+  static Expression Compiled(const std::string& expression, std::string instead = "<masked>",
+                             bool keeps_end = false);
   void ApplyToTexts(nlohmann::ordered_json& value) const;
   static std::string Replaced(const Expression& expression, const std::string& text);
 

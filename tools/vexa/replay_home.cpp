@@ -50,7 +50,7 @@ void HandOn(int signal) {
 
 std::string MakeReplayHome(const std::string& directory, const std::string& real_home,
                            const std::vector<std::string>& backend) {
-  const fs::path real = real_home, home = fs::path(directory) / "home";
+  const fs::path real = real_home, home = fs::path(directory) / real.filename();
   LinkAll(real, home, "bin");
   LinkAll(real / "bin", home / "bin", "StartXD");
   const fs::path script = home / "bin/StartXD";

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-// Below `directory`, which takes it along; the backend is what these words start, with those of StartXD
-// behind them. Returns its path. Throws std::filesystem::filesystem_error.
+// In `directory`, which takes it along, under the real one's name; the backend is what these words start,
+// with those of StartXD behind them. Returns its path. Throws std::filesystem::filesystem_error.
 std::string MakeReplayHome(const std::string& directory, const std::string& real_home,
                            const std::vector<std::string>& backend);
 // In the environment of this process: VEXA_HOME, and where the bindings of the home are found.

@@ -31,6 +31,7 @@ constexpr const char* kTells =
 
 struct Options : ServeOptions {
   std::string path, home, notes;
+  std::vector<std::string> moved;  // where the home of the run stands, and where the real one does
   MaskOptions masks;
   bool backend = false;
 };
@@ -38,7 +39,8 @@ struct Options : ServeOptions {
 std::string Absolute(const std::string& path) { return std::filesystem::absolute(path).string(); }
 
 // The words that start a server of this run, up to those of StartXD.
-std::vector<std::string> BackendWords(const Options& options, const std::string& notes) {
+std::vector<std::string> BackendWords(const Options& options, const std::string& notes,
+                                      const std::string& real_home) {
   std::vector<std::string> words = {std::filesystem::read_symlink("/proc/self/exe").string(),
                                     "trace",
                                     "serve",
@@ -54,14 +56,16 @@ std::vector<std::string> BackendWords(const Options& options, const std::string&
   for (const char* const name : {"TMPDIR", "VEXADXTEMP"}) {
     if (const char* const value = std::getenv(name)) words.insert(words.end(), {"--temp", value});
   }
-  words.emplace_back("--");
+  const std::filesystem::path beside = std::filesystem::path(real_home).parent_path();
+  words.insert(words.end(), {"--moved", notes, "--moved", beside.string(), "--"});
   return words;
 }
 
 int RunOn(const Options& options, std::size_t sessions) {
   const PrivateDirectory directory;
-  const std::string place = directory.File("");
-  UseHome(MakeReplayHome(place, FindHome(options.home).path, BackendWords(options, place)));
+  const std::string& place = directory.Path();
+  const std::string real = FindHome(options.home).path;
+  UseHome(MakeReplayHome(place, real, BackendWords(options, place, real)));
   const int code = RunProgram(options.words);
   const ReplayNotes notes(place);
   const std::size_t turns = notes.Turns();
@@ -87,6 +91,7 @@ int Serve(Options options) {
   std::size_t sessions = 0;
   try {
     masks = MasksOf(options.masks);
+    if (options.moved.size() == 2) masks.TakeFor(options.moved[0], options.moved[1]);
     record = PlayableRecord(options.path, sessions);
   } catch (const std::runtime_error& error) {
     std::cerr << "vexa: " << error.what() << '\n';
@@ -123,6 +128,7 @@ void AddTraceServe(CLI::App& trace, int& exit_code) {
       ->type_name("N")
       ->needs(backend);
   serve->add_option("--notes", options->notes)->group("");
+  serve->add_option("--moved", options->moved)->allow_extra_args(false)->group("");
   serve->add_option("--temp", options->masks.temp_directories)->allow_extra_args(false)->group("");
   serve->footer(kTells);
   serve->callback([options, &exit_code] {

@@ -49,7 +49,7 @@ std::vector<Exchange> Joined(const std::vector<RecordedFrame>& frames) {
     } else if (!IsOnlyTheEnd(frame)) {
       exchanges.push_back({carried->kind, name, carried->reply ? nullptr : &frame,
                            carried->reply ? &frame : nullptr, frame.time,
-                           carried->reply ? frame.time : frames.back().time});
+                           carried->reply || frame.code != 0 ? frame.time : frames.back().time});
       if (!carried->reply) open = exchanges.size() - 1;
     }
   }
@@ -91,6 +91,8 @@ void Nest(std::vector<Exchange>& exchanges) {
   for (Exchange& each : exchanges) {
     if (!around.empty() && around.front()->session != each.session) around.clear();
     while (!around.empty() && around.back()->end <= each.start) around.pop_back();
+    // What was never answered ends with what it lies in.
+    if (each.reply == nullptr && !around.empty()) each.end = std::min(each.end, around.back()->end);
     each.depth = around.size();
     around.push_back(&each);
   }

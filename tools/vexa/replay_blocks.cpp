@@ -120,19 +120,33 @@ int BlockRuns::Run(const LanguageBlock& block, const Serve& serve) {
   if (block.language == kJavaExtension) {
     JavaBlock java(options);
     if (!java.Fill(lines)) return CleXDErrorCode::kPipeFailed;
-    const OpenLevel level(block.language, &java.Runtime(), options, lines);
-    java.TellLevel(level.Driver().getIndex());
-    return Drive(level.Driver(), ends, serve);
+    int code = 0;
+    {
+      const OpenLevel level(block.language, &java.Runtime(), options, lines);
+      java.TellLevel(level.Driver().getIndex());
+      code = Drive(level.Driver(), ends, serve);
+    }
+    if (GetXPipeManager()->getPipeSuit(kJavaExtension)->getIndex() < 0)
+      GetXPipeManager()->removePipeSuit(kJavaExtension);  // its pipes lead to nobody
+    return code;
   }
-  const bool of_driver = driver_takes && block.language == driver_language;
-  auto* runtime = dynamic_cast<OutpStatisticsX*>(GetXManager()->getStatisticsX(block.language));
-  if (runtime == nullptr) {
-    runtime = new OutpStatisticsX(options, kOnThisMachine, !of_driver);
-    GetXManager()->addStatisticsX(block.language, runtime);  // which keeps it for the next block
-  }
-  if (!of_driver) started.insert(block.language);
-  const OpenLevel level(block.language, runtime, options, lines);
+  const OpenLevel level(block.language, RuntimeOf(block.language, options), options, lines);
   return Drive(level.Driver(), ends, serve);
+}
+
+// Kept by the manager for the blocks to come. One whose process has ended goes, with its pipes.
+OutpStatisticsX* BlockRuns::RuntimeOf(const std::string& language, XConfigOptions* options) {
+  const bool of_driver = driver_takes && language == driver_language;
+  if (!of_driver) started.insert(language);
+  auto* runtime = dynamic_cast<OutpStatisticsX*>(GetXManager()->getStatisticsX(language));
+  if (runtime != nullptr) {
+    if (of_driver || !ends.empty() || !runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
+    GetXManager()->destoryStatisticsX(language);
+    GetXPipeManager()->removePipeSuit(language);
+  }
+  runtime = new OutpStatisticsX(options, kOnThisMachine, !of_driver);
+  GetXManager()->addStatisticsX(language, runtime);
+  return runtime;
 }
 
 void BlockRuns::Stop() {

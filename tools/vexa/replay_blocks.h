@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "OutpStatisticsX.h"
+#include "XConfigOptions.h"
 #include "api_channel.h"
 
 struct LanguageBlock {
@@ -34,6 +36,8 @@ class BlockRuns {
   void Stop();
 
  private:
+  OutpStatisticsX* RuntimeOf(const std::string& language, XConfigOptions* options);
+
   const std::string driver_language;
   const bool others;
   bool driver_takes = false;

@@ -1,6 +1,9 @@
 #include "frame_record.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
+
+#include <cerrno>
 
 #include "CleXDErrorCode.h"
 #include "sendreceive.h"
@@ -109,6 +112,26 @@ TEST_F(FrameRecordTest, SaysOnceThatADirectoryCannotBeWrittenAndFailsNoCall) {
   }
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "vexa: nothing more is recorded (VEXA_RECORD): " + file + "/within: Not a directory\n");
+}
+
+// Over the limit of the process, as on a disk that is full: no signal, no failed call, and the record says
+// so.
+TEST_F(FrameRecordTest, SaysInItselfThatItEndsWhereItMayNotGrow) {
+  constexpr rlim_t kMost = 1 << 20;
+  const rlimit limit = {kMost, RLIM_INFINITY};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(Send(i, 50000), 0);
+    EXPECT_EQ(Receive(), 0);
+  }
+  const std::string path = directory + "/" + std::to_string(getpid()) + ".vexarec";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "vexa: nothing more is recorded (VEXA_RECORD): " + path + ": File too large\n");
+  const std::vector<Entry> entries = EntriesOf(getpid());
+  ASSERT_EQ(entries.size(), 20u + 1u);
+  EXPECT_EQ(entries.back().direction, RecordEntry::kEnded);
+  EXPECT_EQ(entries.back().code, EFBIG);
 }
 
 // Neither writes what the other has done, also where that was not written yet.

@@ -40,13 +40,18 @@ class RecordReader {
   bool TakeEntry() {
     RecordEntry entry = {};
     std::string_view behind;
-    if (!Take(entry, behind) || entry.direction > RecordEntry::kReceived || entry.name > behind.size() ||
+    if (!Take(entry, behind) || entry.direction > RecordEntry::kEnded || entry.name > behind.size() ||
         entry.kept != behind.size() - entry.name)
       return false;
+    rest.remove_prefix(entry.length);
+    if (entry.direction == RecordEntry::kEnded) {
+      to.faults.push_back("process " + std::to_string(process) + " (" + name +
+                          ") recorded nothing from some moment on: " + std::strerror(entry.code));
+      return true;
+    }
     to.frames.push_back({process, name, entry.thread, entry.direction == RecordEntry::kSent, entry.time,
                          entry.code, entry.moved, entry.frame, std::string(behind.substr(0, entry.name)),
                          std::string(behind.substr(entry.name))});
-    rest.remove_prefix(entry.length);
     return true;
   }
   // Zeros are room that a process was killed before it used.
@@ -76,7 +81,8 @@ class RecordReader {
 void ReadFile(const fs::path& path, Record& record) {
   const std::string content = ContentOf(path);
   RecordReader reader(content, record);
-  if (reader.Left() == 0) return;  // its process was killed as it began
+  if (content.empty()) record.faults.push_back(path.string() + " is empty: its process could not write it");
+  if (reader.Left() == 0) return;  // or was killed as it began
   if (!reader.TakeHead()) throw std::runtime_error(path.string() + " is no record");
   while (reader.TakeEntry()) {
   }

@@ -130,11 +130,13 @@ std::string Replay::Difference(const Scope& scope, CleXDSmb& request) const {
   return "differs from the record:\n  record:  " + RequestLine(theirs) + asked + "\n  " + slot;
 }
 
+// A backend that died may have been asked more, or not, before that was noticed.
 std::string Replay::Left(const Scope& scope) const {
+  const auto answered = [](const Exchange& call) { return call.reply != nullptr && call.reply->code == 0; };
   std::size_t left = 0, first = 0;
   for (std::size_t at = NextCall(any_order ? scope.begin : scope.next, scope); at < scope.end;
        at = NextCall(End(at), scope)) {
-    if (!played[at] && left++ == 0) first = at;
+    if (!played[at] && answered(At(at)) && left++ == 0) first = at;
   }
   if (left == 0) return "";
   return "did not come to the last " + std::to_string(left) +

@@ -29,7 +29,8 @@ struct RecordHead {
 static_assert(sizeof(RecordHead) == 32);
 
 struct RecordEntry {
-  static constexpr std::uint32_t kSent = 0, kReceived = 1;
+  // The last is no frame: nothing more could be written, for the reason of the system that is its code.
+  static constexpr std::uint32_t kSent = 0, kReceived = 1, kEnded = 2;
   static constexpr std::size_t kMostKept = 65536;  // of the bytes of a frame
   std::uint32_t length;  // of the entry, with the name of the fifo and the bytes behind it
   std::uint32_t direction;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -100,18 +101,28 @@ class RecordFile {
     offset += length;
   }
 
+  // There is always room for the entry that ends the record. The window that is stays until there is another.
   bool MakeRoom(std::size_t bytes) {
-    if (window != nullptr && offset + bytes <= base + kWindow) return true;
-    CloseWindow();
+    if (window != nullptr && offset + bytes + sizeof(RecordEntry) <= base + kWindow) return true;
     const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    base = offset / page * page;
-    errno = posix_fallocate(fd, static_cast<off_t>(base), kWindow);
-    if (errno != 0) return false;
+    const std::size_t next = offset / page * page;
+    if (!Allocate(next)) return false;
     void* const mapped =
-        mmap(nullptr, kWindow, PROT_READ | PROT_WRITE, MAP_SHARED, fd, static_cast<off_t>(base));
+        mmap(nullptr, kWindow, PROT_READ | PROT_WRITE, MAP_SHARED, fd, static_cast<off_t>(next));
     if (mapped == MAP_FAILED) return false;
+    CloseWindow();
+    base = next;
     window = static_cast<char*>(mapped);
     return true;
+  }
+
+  // A file over the limit of the process would be a signal, which ends it as a rule.
+  bool Allocate(std::size_t start) {
+    rlimit limit = {};
+    errno = EFBIG;
+    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && start + kWindow > limit.rlim_cur) return false;
+    errno = posix_fallocate(fd, static_cast<off_t>(start), kWindow);
+    return errno == 0;
   }
 
   void CloseWindow() {
@@ -143,7 +154,16 @@ class RecordFile {
   }
 
   bool GiveUp() {
-    const std::string reason = platform::ErrorText(errno);
+    const int code = errno;
+    const std::string reason = platform::ErrorText(code);
+    if (window != nullptr) {
+      RecordEntry end = {};
+      end.length = sizeof end;
+      end.direction = RecordEntry::kEnded;
+      end.time = Nanoseconds(CLOCK_MONOTONIC);
+      end.code = code;
+      Finish(end);
+    }
     std::fprintf(stderr, "vexa: nothing more is recorded (VEXA_RECORD): %s: %s\n",
                  path.empty() ? directory.c_str() : path.c_str(), reason.c_str());
     Trim();

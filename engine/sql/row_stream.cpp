@@ -37,7 +37,7 @@ std::size_t RowStream::Ahead(std::size_t first, std::size_t wanted) {
   while (first + wanted > begin + Rows() && !at_end) {
     const std::size_t had = Rows(), rows = had == 0 ? std::min(room, std::max(wanted, kFirstRows)) : room;
     source->Read(rows, units, marks);
-    at_end = Rows() < had + rows;
+    at_end = Rows() == had;  // a source may have fewer at hand than were asked for, and more to come
   }
   return first < begin + Rows() ? std::min(wanted, begin + Rows() - first) : 0;
 }

@@ -214,6 +214,15 @@ TEST_F(OutputTest, ImageIsAWholePng) {
   EXPECT_TRUE(png.ends_with(std::string("\0\0\0\0IEND\xAE\x42\x60\x82", 12)));
 }
 
+TEST_F(OutputTest, PlotsAreEntriesOfWhatTheyShow) {
+  const auto submit = [](const char* text) { return Submit(text, static_cast<int>(std::strlen(text))); };
+  EXPECT_EQ(Failed({submit("PLOT /HISTOGRAM=n."), submit("plot /scatter=C \"n\".")}), "");
+  EXPECT_EQ(Find("//bar/@*") + Find("//point/@*"), "0.5|1.5|1|1.5|2.5|1|1|1|1|0|2|1|");
+  EXPECT_EQ(Find("//plot/@*"), "histogram|Histogram of n|n|Cases|2|2|scatter|n by C|C|n|2|2|");
+  EXPECT_EQ((std::vector{submit("PLOT /HISTOGRAM=t."), submit("PLOT /SCATTER=n none."), submit("PLOT n.")}),
+            (std::vector{24, 2033, 2046}));
+}
+
 TEST_F(OutputTest, WhatIsNotThereHasACode) {
   EXPECT_EQ(OnTable(HidePivotTableTitle), 2020);
   StartTable();

@@ -4,6 +4,7 @@
 """
 import csv
 import html
+import json
 import os
 import re
 import shutil
@@ -18,6 +19,14 @@ MEASURED = """<script>addEventListener('load',function(){var ends=[];document.qu
 var range=document.createRange(),text=cell.firstChild,point=text.data.indexOf('.');range.setStart(text,0);
 range.setEnd(text,point==-1?text.data.length:point);ends.push([cell.cellIndex,Math.round(range.getBoundingClientRect().right)])});
 document.body.dataset.ends=JSON.stringify(ends)})</script>"""
+
+LOOKED_AT = """<script>addEventListener('load',function(){var plots=[];document.querySelectorAll('svg[role=img]').forEach(function(svg){
+var all=svg.getBoundingClientRect(),texts=Array.from(svg.querySelectorAll('text'));plots.push({words:svg.getAttribute('aria-label'),
+fits:all.right<innerWidth,ratio:Math.round(all.width/all.height*100)/100,ticks:texts.map(function(text){return text.textContent}),
+marks:Array.from(svg.querySelectorAll('rect title,circle title')).map(function(title){return title.textContent}),
+outside:texts.filter(function(text){var box=text.getBoundingClientRect();return box.left<all.left-1||box.right>all.right+1||
+box.top<all.top-1||box.bottom>all.bottom+1}).map(function(text){return text.textContent})})});
+document.body.dataset.plots=JSON.stringify(plots)})</script>"""
 
 
 @unittest.skipUnless(BROWSER, "chromium is not installed")
@@ -53,6 +62,30 @@ class Page(unittest.TestCase):
         self.assertEqual(len(ends), 7)
         for column, found in ends.items():
             self.assertLessEqual(max(found) - min(found), 2, f"the points of column {column} stand at {found}")
+
+    def test_plots_scale_and_hold_all_that_they_say(self):
+        data = self.page + ".csv"
+        with open(data, "w", encoding="utf-8") as file:
+            file.write("small,large,same,whole,none\n")
+            for i in range(3000):
+                file.write(f"{i * 0.0001 - 0.05:.4f},{i * 7e12},3.25,{i % 5},\n")
+        with open(data + ".vars", "w", encoding="utf-8") as file:
+            file.write(f'variable large\nlabel "{"Große Zahlen " * 9}"\n')
+        sys.path.insert(0, os.environ["VEXA_HOME"] + "/lib/python")
+        import vexaxd
+        with vexaxd.session(f"-data {data} -output {self.page[:-5]}", echo=False):
+            for what in ("HISTOGRAM=small", "HISTOGRAM=large", "HISTOGRAM=same", "HISTOGRAM=whole", "HISTOGRAM=none",
+                         "SCATTER=small large", "SCATTER=same whole"):  # fmt: skip
+                vexaxd.Submit(f"PLOT /{what}.")
+        with open(self.page, "a", encoding="utf-8") as page:
+            page.write(LOOKED_AT)
+        looks = json.loads(html.unescape(re.search(r'data-plots="([^"]*)"', self.browse("--dump-dom", "--window-size=500,700"))[1]))
+        self.assertEqual([look["outside"] for look in looks], [[]] * 7)
+        self.assertEqual({(look["fits"], look["ratio"]) for look in looks}, {(True, 1.6)}, "narrower than the window, in proportion")
+        self.assertEqual([look["words"] for look in looks[3:5]], ["Histogram of whole: 3000 of 3000 cases", "Histogram of none: 0 of 3000 cases"])
+        self.assertEqual(looks[3]["marks"], [f"{i - 0.5} to {i + 0.5}: 600" for i in range(5)])
+        self.assertEqual(looks[0]["ticks"][:8], ["-0.10", "-0.05", "0", "0.05", "0.10", "0.15", "0.20", "0.25"])
+        self.assertLess(len(looks[5]["marks"]), 3000, "a grid in the place of the points")
 
     def test_light_and_dark(self):
         pictures = {}

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "language_run.h"
+#include "plot.h"
 #include "reasons.h"
 #include "words.h"
 
@@ -54,7 +55,13 @@ int RunLanguageBlock(Session& session, const std::string& language, std::string_
 int RunCommands(Session& session, std::string_view text) {
   while (!text.empty()) {
     std::string_view behind_line = text;
-    if (const std::string language = OpenedLanguage(TakeLine(behind_line)); !language.empty()) {
+    const std::string_view line = TakeLine(behind_line);
+    if (IsPlot(line)) {
+      text = behind_line;
+      RunPlot(session, line);
+      continue;
+    }
+    if (const std::string language = OpenedLanguage(line); !language.empty()) {
       text = behind_line;
       if (const int code = RunLanguageBlock(session, language, text)) return code;
       continue;

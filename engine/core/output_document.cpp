@@ -79,11 +79,16 @@ void OutputDocument::ClosePost() {
 
 pugi::xml_node OutputDocument::Add(const char* element, const std::string& text,
                                    const Attributes& attributes) {
-  ClosePost();
-  const pugi::xml_node added = Append(element, [&](pugi::xml_node node) {
+  return AddFilled(element, [&](pugi::xml_node node) {
     if (!text.empty()) SetText(node, text);
     for (const auto& [name, value] : attributes) SetAttribute(node, name, value);
   });
+}
+
+pugi::xml_node OutputDocument::AddFilled(const char* element,
+                                         const std::function<void(pugi::xml_node)>& fill) {
+  ClosePost();
+  const pugi::xml_node added = Append(element, fill);
   if (stream) Show(added);
   return added;
 }

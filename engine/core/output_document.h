@@ -4,6 +4,7 @@
 //   <output>
 //     <command>...</command>  <text>...</text>  <textBlock outline="" title="" skip="0">...</textBlock>
 //     <split>...</split>  <graphic file="" title="" label=""/>  <pivotTable>...</pivotTable>
+//     <plot>...</plot>, which plot.h shows
 //     <procedure name="" title=""> any of these, and <footnote>...</footnote> </procedure>
 //   </output>
 //
@@ -13,6 +14,7 @@
 #define OUTPUT_DOCUMENT_H
 
 #include <deque>
+#include <functional>
 #include <initializer_list>
 #include <ios>
 #include <pugixml.hpp>
@@ -41,6 +43,8 @@ class OutputDocument {
 
   // Adds an element with this text and these attributes.
   pugi::xml_node Add(const char* element, const std::string& text = {}, const Attributes& attributes = {});
+  // One that `fill` completes.
+  pugi::xml_node AddFilled(const char* element, const std::function<void(pugi::xml_node)>& fill);
   // Texts that are posted one behind the other are one text, until the document is looked at.
   void Post(const std::string& text);
   // The parts and the command that closes them are one entry, a line each. It comes back as one text.

@@ -6,6 +6,7 @@
 
 #include "output_document.h"
 #include "plain_text.h"
+#include "plot.h"
 
 namespace {
 
@@ -25,9 +26,10 @@ constexpr const char* kStyle =
     "th[colspan] + th[colspan]{border-left:1em solid transparent}"
     ".number{text-align:right}pre{white-space:pre-wrap}.command{opacity:.65}"
     ".note,.outline{font-size:smaller;margin:.2em 0}img{background:white;max-width:100%}"
+    "svg{display:block;height:auto;margin:.5em 0;max-width:100%}"
     "nav{border-left:3px solid;margin:1em 0;padding-left:1em}nav a{display:block}nav .H3{padding-left:1.5em}"
     "button{font:inherit;font-size:smaller;opacity:.65}"
-    "@media print{nav,button{display:none}table,img{break-inside:avoid}h2,h3{break-after:avoid}}";
+    "@media print{nav,button{display:none}table,img,svg{break-inside:avoid}h2,h3{break-after:avoid}}";
 
 // A table of contents where there is more than one heading, and behind each table a button that copies it as
 // CSV.
@@ -163,6 +165,8 @@ void AddEntry(OutputDocument& document, pugi::xml_node entry, pugi::xml_node bod
     pugi::xml_node image = body.append_child("img");
     image.append_attribute("src") = entry.attribute("file").value();
     image.append_attribute("alt") = entry.attribute("label").value();
+  } else if (kind == "plot") {
+    DrawPlot(entry, body);
   } else if (kind == "footnote") {
     AddOfClass(body, "p", TextOf(entry), "note");
   } else if (kind == "pivotTable") {
@@ -204,6 +208,8 @@ void WritePageAsText(const pugi::xml_document& page, bool with_heading, std::ost
       if (!TextOf(node).ends_with('\n')) text << '\n';
     } else if (kind == "table") {
       WriteTable(node, text);
+    } else if (kind == "svg") {
+      text << "[" << node.attribute("aria-label").value() << "]\n";
     } else if (kind == "img") {
       text << "[" << node.attribute("src").value() << "] " << node.attribute("alt").value() << '\n';
     } else {

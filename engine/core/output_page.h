@@ -1,8 +1,9 @@
 // The output document for a person: as a page of HTML, and that page as text with aligned tables.
 //
 // The page has few elements, and the text knows just these: h1 and h2 (headings), h3 (of a table), pre
-// (commands and texts as they are), p (a line; of class "note" a footnote), img, and table with thead, tbody,
-// tr, th and td, where sup holds the marks of footnotes and the class "number" means alignment to the right.
+// (commands and texts as they are), p (a line; of class "note" a footnote), img, svg (a plot), and table with
+// thead, tbody, tr, th and td, where sup holds the marks of footnotes and the class "number" means alignment
+// to the right.
 #ifndef OUTPUT_PAGE_H
 #define OUTPUT_PAGE_H
 

@@ -10,8 +10,8 @@ namespace {
 using Texts = std::span<const std::string>;
 
 // The kinds of entries that an output can have.
-constexpr const char* kKinds[] = {"command", "text",      "textBlock", "split",
-                                  "graphic", "procedure", "pivotTable"};
+constexpr const char* kKinds[] = {"command", "text",      "textBlock",  "split",
+                                  "graphic", "procedure", "pivotTable", "plot"};
 
 std::string XmlOf(pugi::xml_node node) {
   std::ostringstream xml;

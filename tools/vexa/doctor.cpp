@@ -59,8 +59,8 @@ int Examine(const DoctorOptions& options, bool json, bool round_trip) {
   LookAtHome(options, home, findings);
   LookAtSystem(options, findings);
   if (!findings.HasFault("home")) {
-    const std::vector<std::string> languages = LookAtLanguages(home, findings);
-    LookAtJava(home, findings);
+    std::vector<std::string> languages = LookAtLanguages(home, findings);
+    if (LookAtJava(home, findings)) languages.emplace_back("JAVAEXTENSION");
     const bool can_start = !findings.HasFault("backend") && !findings.HasFault("temp");
     if (round_trip && can_start) GoRound(home, languages, findings);
   }

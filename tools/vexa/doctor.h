@@ -39,7 +39,8 @@ void LookAtHome(const DoctorOptions& options, const std::string& home, Findings&
 void LookAtSystem(const DoctorOptions& options, Findings& findings);
 // The configuration, and each language that it supports. These come back.
 std::vector<std::string> LookAtLanguages(const std::string& home, Findings& findings);
-void LookAtJava(const std::string& home, Findings& findings);
+// Whether an extension can be run.
+bool LookAtJava(const std::string& home, Findings& findings);
 void GoRound(const std::string& home, const std::vector<std::string>& languages, Findings& findings);
 
 // Why a file cannot be executed, or loaded into a program, here; empty when nothing speaks against it.
@@ -49,6 +50,8 @@ std::string WhyNoObject(const std::string& path);
 // loaded, or which of the names it lacks; empty for neither.
 std::string WhyNoLibrary(const std::string& path, const std::string& search,
                          const std::vector<std::string>& names);
+// Those that a language library has to have.
+std::vector<std::string> LanguageFunctions();
 // In that process: tells it on standard output. Names come from the environment.
 int ProbeLibrary(const std::string& path);
 

@@ -19,9 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kFunctions[] = {"init_embedded_x", "execute_x",   "stop_embedded_x",
-                                      "pre_action",      "post_action", "set_post_vexa_output"};
-
 // The names of the sections, in the order of the file.
 std::vector<std::string> SectionsOf(const std::string& path) {
   std::vector<std::string> sections;
@@ -94,8 +91,7 @@ void LookAtRuntime(const std::string& home, const std::string& language, XConfig
                           "name the library there, as it is called in lib/");
   const std::string path = PlugInDecorateDynamicPathName(home + "/lib/" + options.GetXLibName());
   const std::string own = options.GetXHome().empty() ? "" : ":" + options.GetXHome() + "/lib";
-  const std::string why =
-      WhyNoLibrary(path, home + "/lib" + own, {std::begin(kFunctions), std::end(kFunctions)});
+  const std::string why = WhyNoLibrary(path, home + "/lib" + own, LanguageFunctions());
   if (!why.empty()) {
     const bool lacks = why.starts_with(path + " lacks");
     return findings.Fault(language, why,
@@ -118,6 +114,10 @@ void LookAtTrace(Findings& findings) {
 }
 
 }  // namespace
+
+std::vector<std::string> LanguageFunctions() {
+  return {"init_embedded_x", "execute_x", "stop_embedded_x", "pre_action", "post_action"};
+}
 
 std::vector<std::string> LookAtLanguages(const std::string& home, Findings& findings) {
   VexaDXConfigReader* const reader = VexaDXConfigReader::GetInstance();
@@ -149,18 +149,21 @@ std::vector<std::string> LookAtLanguages(const std::string& home, Findings& find
 }
 
 // Supported whatever the configuration says, and a hint for those who do not use it.
-void LookAtJava(const std::string& home, Findings& findings) {
+bool LookAtJava(const std::string& home, Findings& findings) {
   constexpr const char* kClass = "com/kor/statistics/plugin/Extension.class";
   const std::string program = home + "/JRE/bin/java", jar = home + "/bin/vexajavaplugin.jar";
-  if (const std::string why = WhyNoProgram(program); !why.empty())
-    return findings.Hint("JAVAEXTENSION", why, "link JRE of the home to a Java, if extensions are to run");
+  if (const std::string why = WhyNoProgram(program); !why.empty()) {
+    findings.Hint("JAVAEXTENSION", why, "link JRE of the home to a Java, if extensions are to run");
+    return false;
+  }
+  const auto fault = [&](const std::string& why) {
+    findings.Fault("JAVAEXTENSION", why, "install the jar of this release there");
+    return false;
+  };
   std::ifstream file(jar, std::ios::binary);
-  if (!file)
-    return findings.Fault("JAVAEXTENSION", jar + ": " + std::strerror(errno),
-                          "install the jar of this release there");
+  if (!file) return fault(jar + ": " + std::strerror(errno));
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  if (bytes.find(kClass) == std::string::npos)
-    return findings.Fault("JAVAEXTENSION", jar + " has no " + kClass,
-                          "install the jar of this release there");
+  if (bytes.find(kClass) == std::string::npos) return fault(jar + " has no " + kClass);
   findings.Good("JAVAEXTENSION", program + ", " + jar);
+  return true;
 }

@@ -16,6 +16,7 @@ class Listener : public Presenter {
   void Table(const TextTable&) override {}
   void Image(const std::string&, const std::string&) override {}
   void Note(const std::string&) override {}
+  void Plot(const std::string&, const std::string&) override {}
   void Failed(const Failure& failure) override { reason = failure.reason; }
   void Done(const std::string&, double) override {}
 
@@ -28,9 +29,18 @@ std::string Milliseconds(double seconds) {
   return text;
 }
 
-void TryLanguage(Backend& backend, const Listener& told, const std::string& language, Findings& findings) {
+// Of Java an extension that the jar has for this; any other language takes an empty block.
+std::string BlockOf(const std::string& home, const std::string& language) {
+  const std::string line = language != "JAVAEXTENSION" ? ""
+                                                       : "com.kor.statistics.plugin.Trial /JARS=\"" + home +
+                                                             "/bin/vexajavaplugin.jar\"\n";
+  return "LANGUAGE " + language + ".\n" + line + "END LANGUAGE.\n";
+}
+
+void TryLanguage(Backend& backend, const Listener& told, const std::string& home, const std::string& language,
+                 Findings& findings) {
   const Backend::Task task(backend, "a block of " + language);
-  const std::string block = "LANGUAGE " + language + ".\nEND LANGUAGE.\n";
+  const std::string block = BlockOf(home, language);
   if (backend.Submit(block, "") == 0)
     return findings.Good(language,
                          "a round trip in " + Milliseconds(task.Seconds()) + ", its start included");
@@ -56,7 +66,7 @@ void GoRound(const std::string& home, const std::vector<std::string>& languages,
   const double both = task.Seconds();
   findings.Good("backend", "started in " + Milliseconds(start) + ", a call in " + Milliseconds(both - start));
   for (const std::string& language : languages) {
-    if (!findings.HasFault(language) && !Interrupted()) TryLanguage(backend, told, language, findings);
+    if (!findings.HasFault(language) && !Interrupted()) TryLanguage(backend, told, home, language, findings);
   }
   backend.Stop();
 }

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
+#include <sstream>
 #include <string_view>
 
 #include "terminal.h"
@@ -68,6 +69,7 @@ class TextPresenter : public Presenter {
     EndLine();
     Print(Styled(Printable(text), Look::Faint, colours) + '\n');
   }
+  void Plot(const std::string&, const std::string& words) override { Note("[" + words + "]"); }
   void Failed(const Failure& failure) override {
     Progress("");
     EndLine();
@@ -128,6 +130,9 @@ class JsonPresenter : public Presenter {
     Print({{"event", "image"}, {"path", path}, {"label", label}});
   }
   void Note(const std::string& text) override { Print({{"event", "note"}, {"text", text}}); }
+  void Plot(const std::string& svg, const std::string& words) override {
+    Print({{"event", "plot"}, {"label", words}, {"svg", svg}});
+  }
   void Failed(const Failure& failure) override {
     Print({{"event", "error"}, {"place", failure.place}, {"code", failure.code}, {"reason", failure.reason}});
   }
@@ -156,6 +161,10 @@ void Presenter::Show(const std::string& line) {
     Table(TableOf(element));
   } else if (kind == "img") {
     Image(element.attribute("src").value(), element.attribute("alt").value());
+  } else if (kind == "svg") {
+    std::ostringstream svg;
+    element.print(svg, "", pugi::format_raw);
+    Plot(svg.str(), element.attribute("aria-label").value());
   } else if (const std::string text = TextOf(element); !text.empty()) {
     Note(text);
   }

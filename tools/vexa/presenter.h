@@ -24,6 +24,8 @@ class Presenter {
   virtual void Table(const TextTable& table) = 0;
   virtual void Image(const std::string& path, const std::string& label) = 0;
   virtual void Note(const std::string& text) = 0;
+  // A drawing, and what it shows in words.
+  virtual void Plot(const std::string& svg, const std::string& words) = 0;
   virtual void Failed(const Failure& failure) = 0;
   // A command that went well.
   virtual void Done(const std::string& place, double seconds) = 0;

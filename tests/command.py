@@ -9,13 +9,17 @@ import signal
 import subprocess
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 import pexpect
 
 HOME = os.environ["VEXA_HOME"]
 PROGRAM = os.path.join(HOME, "bin/vexa")
 DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "examples/data/airquality.csv")
+SMALL = os.path.join(os.path.dirname(os.path.dirname(DATA)), "backend.py")
 SECONDS = 20
+with open(HOME + "/lib/libvexaxd_p.so", "rb") as library:
+    SANITIZED = b"libasan" in library.read()  # which no plain program can load
 
 TABLE = """LANGUAGE PYTHON.
 import vexaxd
@@ -296,11 +300,16 @@ class Doctor(Case):
         return code, [line for line in out.splitlines() if not line.startswith("good")], error
 
     def test_finds_nothing_wrong_with_a_good_home_and_goes_round(self):
+        java = os.path.exists(HOME + "/JRE") and not SANITIZED
+        if java:
+            for name in ("JRE", "lib/libvexaxd_jni.so"):
+                os.symlink(f"{HOME}/{name}", f"{self.home}/{name}")
         code, out, _ = self.vexa("doctor", "--json")
         findings = [json.loads(line) for line in out.splitlines()]
         self.assertEqual(([f for f in findings if f["kind"] == "FAULT"], code), ([], 0))
         rounds = [(f["subject"], f["finding"].split(" in ")[0]) for f in findings if " ms" in f["finding"]]
-        self.assertEqual(rounds, [("backend", "started"), ("PYTHON", "a round trip")])
+        languages = ["PYTHON", "JAVAEXTENSION"] if java else ["PYTHON"]
+        self.assertEqual(rounds, [("backend", "started"), *((language, "a round trip") for language in languages)])
         self.assertEqual(os.listdir(self.temp), [])
 
     def test_names_what_is_broken_in_one_line(self):
@@ -340,7 +349,7 @@ class Doctor(Case):
             (lambda: self.language(GOOD + "int nobody(void); int call(void) { return nobody(); }"), {},
              "FAULT  X: <home>/lib/libx.so cannot be loaded: undefined symbol: nobody: install"),
             (lambda: self.language("int init_embedded_x, execute_x, stop_embedded_x, pre_action;"), {},
-             "FAULT  X: <home>/lib/libx.so lacks post_action set_post_vexa_output: add them"),
+             "FAULT  X: <home>/lib/libx.so lacks post_action: add them"),
             (lambda: self.language(GOOD + "__attribute__((constructor)) void end(void) { *(volatile int*)0 = 1; }"), {},
              "FAULT  X: <home>/lib/libx.so ends the program that loads it"),
             (lambda: self.configure("[R]\nHOME=/nowhere\n", "R"), {}, "FAULT  R: /nowhere/bin/R: No such file or directory"),
@@ -471,6 +480,162 @@ vexaengine    kStopDX() -> 0
             self.assertIn(told, error)
 
 
+class ProveBackend(Case):
+    def prove(self, *words, fault=""):
+        options = ("--options", f'-fault "{fault}"') if fault else ()
+        code, out, error = self.vexa("prove", "backend", *words, *options)
+        self.nothing_left()
+        return code, out.splitlines(), error
+
+    def test_the_practice_engine_holds_to_everything(self):
+        code, lines, _ = self.prove("--data", DATA, "--junit", self.path("report.xml"))
+        self.assertEqual((code, [line for line in lines[:-1] if not line.startswith("good  ")]), (0, []))
+        self.assertIn("good  cases: a walk gives as many cases as there are said to be: 153", lines)
+        self.assertIn("good  requests: Dictionary of the active dataset: all 20 are served", lines)
+        report = xml.etree.ElementTree.parse(self.path("report.xml")).getroot()
+        self.assertEqual(lines[-1], f"{len(report.findall('.//testcase'))} good, 0 faults, 0 left")
+        self.assertEqual(sum(int(suite.get("tests")) for suite in report), len(lines) - 1)
+
+    def test_of_a_small_one_it_tells_what_is_served(self):
+        code, lines, _ = self.prove("python3", SMALL)
+        self.assertEqual((code, [line for line in lines if line.startswith("FAULT")]), (0, []))
+        self.assertIn("left  requests: Data steps: not served (code 9999)", lines)
+        self.assertIn("good  cases: a walk gives as many cases as there are said to be: 10", lines)
+        told = next(line for line in lines if "Case cursor" in line)
+        self.assertRegex(told, "3 of 10 are served, not GetNumericValue, .*ResetDataPass")
+
+    def test_each_fault_is_found_and_shown(self):
+        broke_off = "it closed its fifo of replies, and lives on"
+        cases = [  # what is ordered, the exit code, the line, what stands below it
+            ("start exit", 3, "start: sends its first message: it ended with status 1; its last words: vexaengine: ordered by", ""),
+            ("start silent", 3, "start: sends its first message: nothing came for 1 s", ""),
+            ("start code 7", 3, "start: the first message says that it started: code 7", ""),
+            ("start cut 9", 3, f"{broke_off}, behind 9 of 52 bytes", "ready() -> broke off"),
+            ("GetVariableName 3 shape empty", 1, "result is missing: it is strings[0], and the reply has nothing",
+             "GetVariableName(2) -> 0"),
+            ("GetVariableName 3 shape other", 1, "strings[0], and the reply has 1 longs", "GetVariableName(2) -> 4, 0"),
+            ("GetVariableName 3 shape more", 1, "nobody reads more than 0 longs", 'GetVariableName(2) -> "Wind", 0, 1'),
+            ("GetVariableName 3 code 10", 1, "a question of a variable that is there is answered", "GetVariableName(2) -> "),
+            ("227 3 cut 100", 1, f"cases: NextCaseBlock is answered: {broke_off}, behind 100 of ", "NextCaseBlock("),
+            ("227 3 shape empty", 1, "cases: another pass gives the same: 0 cases", "NextCaseBlock("),
+            ("CommitHeader 1 die within", 1, "it died of signal 9, behind ", "CommitHeader() -> broke off"),
+            ("SetVarLabelInDS deaf", 1, "nothing came for 1 s", "SetVarLabelInDS("),
+            ("SetVarLabelInDS fill", 1, "requests: GetVarTypeInDS is answered: ", "GetVarTypeInDS("),
+            ("CommitCaseRecord every shape empty", 1, "new variables: a walk that writes comes to every case once: it came to 148 of 153", ""),
+            ("IsXDriven die after", 1, "requests: QueueCommandPart is answered: it died of signal 9", ""),
+        ]
+        for fault, expected, told, shown in cases:
+            with self.subTest(fault=fault):
+                code, lines, _ = self.prove("--within", "1", "--data", DATA, fault=fault)
+                found = [at for at, line in enumerate(lines) if line.startswith("FAULT") and told in line]
+                self.assertEqual((code, bool(found)), (expected, True), lines)
+                self.assertIn(shown, lines[found[0] + 1])
+
+    def test_a_small_one_that_is_wrong_is_found_so(self):
+        with open(SMALL) as file:
+            right = file.read()
+        cases = [  # what stands there, what takes its place, the line
+            ("if os.getppid() != DRIVER:", "if False:", "ends when its driver dies between two requests: it lives on"),
+            ("    os.unlink(REQUESTS)", "    pass", "leaves no fifo of its own when its driver dies ahead of the answer: there are "),
+            ("0o600)", "0o644)", "is open to others"),
+            ("bytes(4 * 6)", "bytes(4 * 5)", "the reply is no message: it ends ahead of the count of bytes of void"),
+            ("return message(action, UNKNOWN)", "return message(action)", "action 30000, which there is not, is refused: it was"),
+            ("(0,) * 5", "()", "broken requests: a head without slots: it ended with status 1; its last words: ValueError"),
+            ("at + len(cases) == len(SQUARES)", "at == len(SQUARES)", ""),  # which is right, too
+        ]
+        for there, instead, told in cases:
+            self.assertEqual(right.count(there), 1, there)
+            code, lines, _ = self.prove("--within", "1", "python3", self.write("small.py", right.replace(there, instead)))
+            faults = [line for line in lines if line.startswith("FAULT")]
+            self.assertEqual((bool(code), told in "".join(faults)), (bool(told), True), lines)
+
+    def test_says_what_keeps_it_from_trying(self):
+        for words, expected, told in ((["/nowhere"], 3, "FAULT  start: runs: /nowhere: No such file or directory"),
+                                      (["--home", "/nowhere"], 3, "/nowhere (--home) has no share/vexaxd/functions.json"),
+                                      (["--junit", "/nowhere/x"], 1, "/nowhere/x cannot be written"),
+                                      (["--within", "soon"], 2, "--within")):
+            code, lines, error = self.prove(*words)
+            self.assertEqual((code, told in "\n".join([*lines, error])), (expected, True), error)
+
+
+# What it lacks makes a language of few lines into one that is wrong.
+SMALL_LANGUAGE = """#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+static int (*post)(const char*, int), up;
+static char kept[100], why[200];
+int init_embedded_x(int count, char** words) { return up++ ? 7 : 0; }
+void set_post_vexa_output(int (*function)(const char*, int)) { post = function; }
+int pre_action(void) { return up ? 0 : 8; }
+static void say(const char* text) { post(text, (int)strlen(text)), post("\\n", 1); }
+int execute_x(char* lines) {
+  for (char* line = strtok(lines, "\\n"); line != NULL; line = strtok(NULL, "\\n")) {
+    if (strncmp(line, "print ", 6) == 0) say(line + 6);
+    else if (strncmp(line, "keep ", 5) == 0) strcpy(kept, line + 5);
+    else if (strcmp(line, "kept") == 0) say(kept);
+    else return snprintf(why, sizeof why, "%s", line), 5;
+  }
+  return 0;
+}
+int post_action(void) { return 0; }
+int stop_embedded_x(void) { return up = 0; }
+const char* last_error_x(void) { return why; }
+"""
+SMALL_BLOCKS = "[print]\nprint {}\n[fail]\nfail {}\n[keep]\nkeep {}\n[kept]\nkept\n"
+
+
+class ProveLanguage(Case):
+    def prove(self, *words):
+        code, out, error = self.vexa("prove", "language", *words)
+        self.nothing_left()
+        return code, out.splitlines(), error
+
+    def test_the_languages_of_the_home_hold_to_everything(self):
+        with open(HOME + "/bin/vexadxcfg.ini") as file:
+            names = re.search("^X=(.*)$", file.read(), flags=re.M)[1].split(";")
+        names += ["JAVAEXTENSION"] if os.path.exists(HOME + "/JRE") else []
+        for name in names:
+            if SANITIZED and name in ("R", "JAVAEXTENSION"):
+                continue
+            with self.subTest(language=name):
+                code, lines, _ = self.prove(name, "--junit", self.path("report.xml"))
+                self.assertEqual((code, [line for line in lines if line.startswith("FAULT")]), (0, []))
+                self.assertIn("good  blocks: a block submits a block", lines)
+                report = xml.etree.ElementTree.parse(self.path("report.xml")).getroot()
+                self.assertEqual(len(report.findall(".//testcase")), len(lines) - 1)
+
+    def test_what_is_wrong_with_a_library_is_found(self):
+        blocks = self.write("blocks", SMALL_BLOCKS)
+        cases = [  # what stands there, what takes its place, the line
+            ("", "", ""),
+            ("int post_action", "int past_action", "has the functions of a language: {library} lacks post_action"),
+            ("return up++ ? 7 : 0", "return 6", "library: starts: expected 0 of init_embedded_x, and it gave 6"),
+            ("return up = 0", "return 0", "library: starts again: expected 0 of init_embedded_x, and it gave 7"),
+            ("post(text, (int)strlen(text))", "0", 'expected "Grüße " to be posted, and got " "'),
+            ("line), 5", "line), 0", "gives a block that fails a code: expected a code other than 0"),
+            ("return snprintf(", "abort(); return snprintf(", "gives a block that fails a code: the process died of it: Aborted"),
+            ("return snprintf(", "for (;;); return snprintf(", "gives a block that fails a code: it did not come back in time"),
+            ("return why", 'return ""', 'tells why: expected "mistaken" of last_error_x or in the output, and got ""'),
+            ("say(kept)", "say(line)", 'still has it in the next block: expected "remembered "'),
+            ('line = strtok(NULL, "\\n")', "line = NULL", "blocks: a block of 500 lines runs whole, in order: the output is"),
+        ]
+        for there, instead, told in cases:
+            self.assertIn(there, SMALL_LANGUAGE)
+            library = self.path("libsmall.so")
+            source = self.write("small.c", SMALL_LANGUAGE.replace(there, instead, 1))
+            subprocess.run(["gcc", "-shared", "-fPIC", "-o", library, source], check=True, timeout=SECONDS)
+            code, lines, error = self.prove(library, "--blocks", blocks, "--within", "2")
+            faults = [line for line in lines if line.startswith("FAULT")]
+            self.assertEqual((code, told.format(library=library) in "".join(faults)), (int(bool(told)), True), lines + [error])
+
+    def test_says_what_keeps_it_from_trying(self):
+        for words, expected, told in ((["NODE"], 2, "NODE is no language of "), ([], 2, "LIBRARY"),
+                                      (["LUA", "--blocks", "/nowhere"], 1, "/nowhere cannot be read"),
+                                      (["/nowhere/libx.so"], 1, "/nowhere/libx.so: No such file")):
+            code, lines, error = self.prove(*words)
+            self.assertEqual((code, told in "\n".join([*lines, error])), (expected, True), error)
+
+
 class Words(Case):
     """What is told of the options in other places is what there is."""
 
@@ -487,11 +652,13 @@ class Words(Case):
         return set(ended.stdout.split())
 
     def test_completion_and_manual_page_have_the_options_that_there_are(self):
-        self.assertEqual(self.completed(""), {"run", "shell", "doctor", "trace"} | self.options())
+        self.assertEqual(self.completed(""), {"run", "shell", "doctor", "trace", "prove"} | self.options())
         self.assertEqual(self.completed("sh"), {"shell"})
         there = self.options()
         self.assertEqual(self.completed("trace", ""), {"show", "serve", "diff"} | self.options("trace"))
-        for subcommand in (["run"], ["shell"], ["doctor"], ["trace", "show"], ["trace", "serve"], ["trace", "diff"]):
+        self.assertEqual(self.completed("prove", ""), {"backend", "language"} | self.options("prove"))
+        for subcommand in (["run"], ["shell"], ["doctor"], ["trace", "show"], ["trace", "serve"], ["trace", "diff"],
+                           ["prove", "backend"], ["prove", "language"]):
             self.assertEqual(self.completed(*subcommand, ""), self.options(*subcommand))
             there |= self.options(*subcommand)
         with open(HOME + "/share/man/man1/vexa.1") as page:

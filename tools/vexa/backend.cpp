@@ -41,6 +41,12 @@ std::string OutputPrefix(const std::string& path) {
   return path;
 }
 
+void HandOn(std::span<const char* const> names, std::string& line) {
+  for (const char* name : names) {
+    if (const char* value = std::getenv(name)) line += " -env " + Quoted(std::string(name) + "=" + value);
+  }
+}
+
 // For what comes while nobody looks: it is looked at ten times a second.
 Descriptor OpenFifo(const std::string& path) {
   constexpr int kBytes = 1 << 20;
@@ -78,7 +84,7 @@ Backend::Backend(const BackendOptions& of, Presenter& presenter) : options(of), 
 
 Backend::~Backend() { VexaSetInterruptCheck(nullptr, nullptr); }
 
-std::string Backend::CommandLine() const {
+std::string OptionsText(const BackendOptions& options) {
   std::string line;
   const auto add = [&line](const char* option, const std::string& value) {
     if (!value.empty()) line.append(" ").append(option).append(" ").append(Quoted(value));
@@ -89,16 +95,15 @@ std::string Backend::CommandLine() const {
   add("-output", OutputPrefix(options.output));
   add("-log", options.log);
   for (const std::string& text : options.missing) add("-missing", text);
-  const auto hand_on = [&](std::span<const char* const> names) {
-    for (const char* name : names) {
-      if (const char* value = std::getenv(name)) add("-env", std::string(name) + "=" + value);
-    }
-  };
-  hand_on(kHandedOn);
-  if (options.database) hand_on(kHandedOnForServer);
+  if (options.database) HandOn(kHandedOnForServer, line);
   for (const std::string& setting : options.environment) add("-env", setting);
-  add("-stream", directory.File("output"));
   return line + (options.more.empty() ? "" : " " + options.more);
+}
+
+std::string Backend::CommandLine() const {
+  std::string line = " -stream " + Quoted(directory.File("output"));
+  HandOn(kHandedOn, line);
+  return line + OptionsText(options);
 }
 
 int Backend::Start() {

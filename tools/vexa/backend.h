@@ -21,11 +21,14 @@ class PrivateDirectory {
   PrivateDirectory& operator=(const PrivateDirectory&) = delete;
   ~PrivateDirectory();
   const std::string& Path() const { return path; }
-  std::string File(const char* name) const { return path + "/" + name; }
+  std::string File(const std::string& name) const { return path + "/" + name; }
 
  private:
   std::string path;
 };
+
+// The options as the backend reads them, each behind a blank.
+std::string OptionsText(const BackendOptions& options);
 
 class Backend {
  public:

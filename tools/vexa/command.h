@@ -34,5 +34,6 @@ void AddRun(CLI::App& program, int& exit_code);
 void AddShell(CLI::App& program, int& exit_code);
 void AddDoctor(CLI::App& program, int& exit_code);
 void AddTrace(CLI::App& program, int& exit_code);
+void AddProve(CLI::App& program, int& exit_code);
 
 #endif

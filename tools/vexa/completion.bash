@@ -6,11 +6,11 @@ _vexa() {
   COMPREPLY=()
   case $before in
     --home) compopt -o dirnames 2> /dev/null; return ;;
-    --data | --output | --log | --chrome) compopt -o default 2> /dev/null; return ;;
-    --database | --table | --missing | --env | --options | --width | --function | --process | --slower | --mask | --session) return ;;
+    --data | --output | --log | --chrome | --junit | --blocks) compopt -o default 2> /dev/null; return ;;
+    --database | --table | --missing | --env | --options | --width | --function | --process | --slower | --mask | --session | --within | --language | --set) return ;;
   esac
   if [ "$COMP_CWORD" -eq 1 ]; then
-    COMPREPLY=($(compgen -W "run shell doctor trace --help --version" -- "$word"))
+    COMPREPLY=($(compgen -W "run shell doctor trace prove --help --version" -- "$word"))
     return
   fi
   case $subcommand in
@@ -31,6 +31,15 @@ _vexa() {
         diff) words="--home --json --whole --mask --no-masks --help" ;;
       esac
       COMPREPLY=($(compgen -W "$words" -- "$word"))
+      [[ $word == -* ]] || compopt -o default 2> /dev/null
+      ;;
+    prove)
+      if [ "$COMP_CWORD" -eq 2 ]; then
+        COMPREPLY=($(compgen -W "backend language --help" -- "$word"))
+        return
+      fi
+      [ "${COMP_WORDS[2]}" = backend ] || backend="--home --language --set --blocks"
+      COMPREPLY=($(compgen -W "$backend --junit --within --help" -- "$word"))
       [[ $word == -* ]] || compopt -o default 2> /dev/null
       ;;
   esac

@@ -173,6 +173,12 @@ Description::Description(const std::string& file, Masks masked) : masks(std::mov
       if (!asks.empty() && asks.size() <= most) functions.emplace(asks[0].get<int>(), function);
     }
   }
+  // What NextCase asks for where the client holds a cursor.
+  functions.emplace(
+      static_cast<int>(CleXDSmb::CommandAction::NextCaseBlock),
+      nlohmann::json::parse(R"({"name": "NextCaseBlock", "family": "Case cursor", "codes": [23, 67],
+      "request": [{"name": "wanted", "slot": "longs", "element": 0}, {"name": "bytes", "slot": "longs", "element": 1}],
+      "reply": [{"name": "cases", "slot": "longs", "element": 0}, {"name": "block", "slot": "void", "element": 0}]})"));
   // StopVexa asks twice whether it may before it does.
   for (const nlohmann::json& function : described["functions"]) {
     if (!function["asks"].empty() && function["request"].empty())

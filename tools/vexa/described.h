@@ -29,6 +29,8 @@ class Description {
   Told Tell(const Exchange& exchange) const;
   // A request that nobody has answered yet.
   Told Tell(Exchange::Kind kind, CleXDSmb& request) const;
+  // As the file has them, by action.
+  const std::map<int, nlohmann::json>& Functions() const { return functions; }
 
  private:
   // Either may be null; with their frames, as far as they were kept.

@@ -1,4 +1,4 @@
-// vexa: run, look, diagnose, trace. Each subcommand is a file of its own.
+// vexa: run, look, diagnose, trace, prove. Each subcommand is a file of its own.
 #include <clocale>
 #include <exception>
 #include <iostream>
@@ -9,7 +9,8 @@
 namespace {
 
 constexpr const char* kCodes =
-    "Exit codes: 0 good; 1 a command failed, or doctor found something; 2 the words behind vexa are wrong;\n"
+    "Exit codes: 0 good; 1 a command failed, or doctor or prove found something; 2 the words behind vexa are "
+    "wrong;\n"
     "3 the backend did not start; 4 it went away; 130 given up by Ctrl-C; 143 asked to end.";
 
 int Parse(CLI::App& program, int argc, char** argv, const int& exit_code) {
@@ -59,6 +60,7 @@ int main(int argc, char** argv) {
   AddShell(program, exit_code);
   AddDoctor(program, exit_code);
   AddTrace(program, exit_code);
+  AddProve(program, exit_code);
   try {
     return Parse(program, argc, argv, exit_code);
   } catch (const std::exception& error) {

@@ -55,7 +55,8 @@ constexpr const char* kCancelledState = "57014";
 
 }  // namespace
 
-Connection::Connection(const std::string& parameters) : given(parameters) {
+void Connection::UseParameters(const std::string& parameters) {
+  given = parameters;
   char* why = nullptr;
   PQconninfoOption* const options = PQconninfoParse(given.c_str(), &why);
   if (options == nullptr) {

@@ -40,9 +40,10 @@ class InFlight {
 
 class Connection {
  public:
+  Connection() = default;
   // A connection string of libpq. Throws Refusal for one that is none, or that has a password: it would be
   // seen in the list of processes.
-  explicit Connection(const std::string& parameters);
+  void UseParameters(const std::string& parameters);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection();

@@ -59,7 +59,8 @@ class SqlBackend final : public Backend {
 
   bool TakeOption(const std::string& option, const std::function<std::string()>& value) override {
     if (option == "-database") {
-      server = std::make_unique<Connection>(value());
+      server.UseParameters(value());
+      has_server = true;
     } else if (option == "-table") {
       SetFile(table, option, value());
     } else {
@@ -69,9 +70,9 @@ class SqlBackend final : public Backend {
   }
 
   void Open(Session& session) override {
-    if (!server) throw Refusal(engine_code::kBadOption, "options: -database is missing");
-    server->Open();
-    interrupted = server.get();
+    if (!has_server) throw Refusal(engine_code::kBadOption, "options: -database is missing");
+    server.Open();
+    interrupted = &server;
     struct sigaction action = {};
     action.sa_handler = OnInterrupt;
     action.sa_flags = SA_RESTART;
@@ -81,25 +82,23 @@ class SqlBackend final : public Backend {
 
   void Close(Session&) override {
     blocks.clear();
-    if (server) server->Close();
+    server.Close();
   }
 
-  void Cancel() noexcept override {
-    if (server) server->Cancel();
-  }
+  void Cancel() noexcept override { server.Cancel(); }
 
   std::unique_ptr<Dataset> Make(const std::string& name, bool temporary) override {
-    return SqlDataset::New(Server(), name, temporary);
+    return SqlDataset::New(server, name, temporary);
   }
 
   std::unique_ptr<Dataset> Find(const std::string& name) override {
-    const std::string known = FindTable(*server, name);
+    const std::string known = FindTable(server, name);
     if (known.empty()) return nullptr;
     std::vector<std::string> warnings;
-    return SqlDataset::OfTable(*server, known, server->Quoted(known), warnings);
+    return SqlDataset::OfTable(server, known, server.Quoted(known), warnings);
   }
 
-  std::vector<std::string> Names() override { return TableNames(*server); }
+  std::vector<std::string> Names() override { return TableNames(server); }
 
   void Closed(Dataset& dataset) override { dynamic_cast<SqlDataset&>(dataset).Drop(); }
 
@@ -117,14 +116,14 @@ class SqlBackend final : public Backend {
         RunStatement(session, word, sql);
       }
     } catch (const Refusal&) {
-      session.output.Post(server->TakeNotices());
+      session.output.Post(server.TakeNotices());
       throw;
     }
-    session.output.Post(server->TakeNotices());
+    session.output.Post(server.TakeNotices());
     return 0;
   }
 
-  void StartBlock(Session&) override { blocks.push_back(std::make_unique<Work>(*server)); }
+  void StartBlock(Session&) override { blocks.push_back(std::make_unique<Work>(server)); }
 
   // What a block has done counts once it is over, and has not failed.
   void EndBlock(Session&, bool succeeded) override {
@@ -133,17 +132,9 @@ class SqlBackend final : public Backend {
     if (succeeded) block->Commit();
   }
 
-  std::vector<Setting> Settings() const override {
-    return {{"database", server ? server->Parameters() : std::string()}};
-  }
+  std::vector<Setting> Settings() const override { return {{"database", server.Parameters()}}; }
 
  private:
-  // Without a connection yet: the first dataset of a session has no table.
-  Connection& Server() {
-    if (!server) server = std::make_unique<Connection>("");
-    return *server;
-  }
-
   static void RequireFree(Session& session) {
     if (session.cursor) throw Refusal(engine_code::kCursorExists, MeaningOf(engine_code::kCursorExists));
     if (!session.declared.variables.empty())
@@ -155,9 +146,9 @@ class SqlBackend final : public Backend {
     RequireFree(session);
     std::vector<std::string> warnings;
     // A name as it stands in SQL, or else as people write it.
-    const std::string known = FindTable(*server, name);
-    const std::string quoted = known.empty() ? name : server->Quoted(known);
-    session.datasets.Activate(SqlDataset::OfTable(*server, known.empty() ? name : known, quoted, warnings));
+    const std::string known = FindTable(server, name);
+    const std::string quoted = known.empty() ? name : server.Quoted(known);
+    session.datasets.Activate(SqlDataset::OfTable(server, known.empty() ? name : known, quoted, warnings));
     TakeSettings(session);
     Warn(session, warnings);
   }
@@ -165,7 +156,7 @@ class SqlBackend final : public Backend {
   // SET vexa.weight = 'persons' and SET vexa.split = 'region, year' name variables of the active dataset, and
   // of those that become it: what the dataset has none of counts as not said.
   void TakeSettings(Session& session) {
-    const Result said = server->Run(
+    const Result said = server.Run(
         "SELECT pg_catalog.current_setting('vexa.weight', true), pg_catalog.current_setting('vexa.split', "
         "true)");
     Dataset& data = session.Data();
@@ -203,7 +194,7 @@ class SqlBackend final : public Backend {
   // False for what is run at once: its result has no columns, or is what a function without a value gives.
   bool OpenQuery(Session& session, const std::string& sql) {
     constexpr Oid kVoid = 2278;
-    const Result description = server->Describe(sql);
+    const Result description = server.Describe(sql);
     const int columns = PQnfields(description.get());
     if (columns == 0) return false;
     for (int i = 0; i < columns; ++i) {
@@ -211,7 +202,7 @@ class SqlBackend final : public Backend {
     }
     RequireFree(session);
     std::vector<std::string> warnings;
-    session.datasets.Activate(SqlDataset::OfQuery(*server, sql, warnings));
+    session.datasets.Activate(SqlDataset::OfQuery(server, sql, warnings));
     TakeSettings(session);
     Warn(session, warnings);
     return true;
@@ -221,8 +212,8 @@ class SqlBackend final : public Backend {
   void RunStatement(Session& session, const std::string& word, const std::string& sql) {
     for (Dataset* const dataset : session.datasets.Open()) dataset->Release();
     std::optional<Work> work;
-    if (server->InTransaction() && !server->Broken() && !Controls(word)) work.emplace(*server);
-    const Result result = server->Run(sql);
+    if (server.InTransaction() && !server.Broken() && !Controls(word)) work.emplace(server);
+    const Result result = server.Run(sql);
     if (work) work->Commit();
     session.output.Post(Shown(result.get()));
     if (const std::string tag = PQcmdStatus(const_cast<PGresult*>(result.get())); !tag.empty())
@@ -230,7 +221,8 @@ class SqlBackend final : public Backend {
     if (word == "SET" || word == "RESET") TakeSettings(session);
   }
 
-  std::unique_ptr<Connection> server;
+  Connection server;
+  bool has_server = false;
   std::string table;                          // to be the active one from the start
   std::vector<std::unique_ptr<Work>> blocks;  // that are running, each within the one before
 };

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "number_columns.h"
 #include "peak_memory.h"
 #include "ratio_table.h"
 #include "raw_fifo.h"
-#include "vexaxd_columns.h"
 #include "vexaxd_p.h"
 
 namespace {
@@ -28,61 +28,12 @@ constexpr std::size_t kCasesRequest = kReply + kAppended * kRows * sizeof(double
 RawPingPong* raw_cells;
 RawPingPong* raw_cases;
 
-// Columns of numbers that stay here, whoever releases them, in one batch.
-class Columns {
- public:
-  explicit Columns(std::size_t count) : values(kRows), names(count), fields(count), arrays(count) {
-    for (int row = 0; row < kRows; ++row) values[static_cast<std::size_t>(row)] = row * 0.5;
-    for (std::size_t i = 0; i < count; ++i) names[i] = "n" + std::to_string(i);
-  }
-  ArrowArrayStream* Stream() {
-    schema = {"+s",    "",      nullptr, 0,      static_cast<std::int64_t>(names.size()),
-              nullptr, nullptr, Forget,  nullptr};
-    batch = {kRows, 0, 0, 1, schema.n_children, no_buffers, nullptr, nullptr, Forget, nullptr};
-    field_list.clear(), array_list.clear();
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      fields[i] = {"g", names[i].c_str(), nullptr, ARROW_FLAG_NULLABLE, 0, nullptr, nullptr, Forget, nullptr};
-      arrays[i] = {kRows, 0, 0, 2, 0, buffers, nullptr, nullptr, Forget, nullptr};
-      field_list.push_back(&fields[i]), array_list.push_back(&arrays[i]);
-    }
-    schema.children = field_list.data();
-    batch.children = array_list.data();
-    stream = {[](ArrowArrayStream* self, ArrowSchema* out) { return *out = Of(self).schema, 0; },
-              [](ArrowArrayStream* self, ArrowArray* out) {
-                *out = Of(self).batch;
-                Of(self).batch.release = nullptr;  // the next one is the end
-                return 0;
-              },
-              [](ArrowArrayStream*) -> const char* { return nullptr; }, Forget, this};
-    return &stream;
-  }
-
- private:
-  static Columns& Of(ArrowArrayStream* self) { return *static_cast<Columns*>(self->private_data); }
-  template <class Struct>
-  static void Forget(Struct* released) {
-    released->release = nullptr;
-  }
-
-  std::vector<double> values;
-  std::vector<std::string> names;
-  std::vector<ArrowSchema> fields;
-  std::vector<ArrowArray> arrays;
-  std::vector<ArrowSchema*> field_list;
-  std::vector<ArrowArray*> array_list;
-  const void* buffers[2] = {nullptr, values.data()};
-  const void* no_buffers[1] = {nullptr};
-  ArrowSchema schema = {};
-  ArrowArray batch = {};
-  ArrowArrayStream stream = {};
-};
-
-Columns& AddedColumns() {
-  static Columns columns(kAdded);
+NumberColumns& AddedColumns() {
+  static NumberColumns columns(kAdded, kRows);
   return columns;
 }
-Columns& AppendedColumns() {
-  static Columns columns(kAppended);
+NumberColumns& AppendedColumns() {
+  static NumberColumns columns(kAppended, kRows);
   return columns;
 }
 

@@ -158,6 +158,8 @@ class R(Blocks):
             ("cases", "with(vexa.dictionary(), cat(name[4], type[7], format[3], ''))\nd <- vexa.data()\n"
              "cat(dim(d), sum(d$Temp), sum(is.na(d$Ozone)), nchar(d$MonthName[1]), '')\n"
              "cat(sum(is.na(vexa.data('Ozone', user.missing = TRUE)$Ozone)), '')", "Temp 9 F5.1 153 7 11916 40 3 37 next\n"),
+            ("cases in batches", "batch <- vexa.batches('Temp', rows = 60)\nwhile (!is.null(d <- batch())) cat(nrow(d), d$Temp[1], '')\n"
+             "cat(is.null(batch()), dim(vexa.data('Temp')), '')", "60 67 60 83 33 94 TRUE 153 1 next\n"),
             ("other languages, and R in itself",
              "run <- function(l, b) Submit(c(paste0('LANGUAGE ', l, '.'), b, 'END LANGUAGE.'))\nrun('PYTHON', 'print(2)')\n"
              "tryCatch(run('R', '1'), vexaError = function(e) cat(e$code, ''))", f"2\n{BUSY} next\n"),

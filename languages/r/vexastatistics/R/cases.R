@@ -12,7 +12,22 @@ vexa.dictionary <- function() {
 # their end; a variable's label is its attribute "label". What is missing is NA; with user.missing = TRUE only what is
 # system-missing is. With labels = TRUE a variable that has value labels comes as a factor of them.
 vexa.data <- function(variables = NULL, user.missing = FALSE, labels = FALSE, dataset = NULL) {
-  values <- .Call(C_read_columns, dataset, variables, isTRUE(labels), isTRUE(user.missing))
+  .frame(.Call(C_next_columns, .columns(variables, user.missing, labels, dataset, -1L), TRUE))
+}
+
+# The same in batches, for more cases than memory holds: a function that gives the next batch each time that it is called, and
+# NULL behind the last. Batches of `rows` cases, or of as many as cost least. No other cursor may be open until then.
+vexa.batches <- function(variables = NULL, user.missing = FALSE, labels = FALSE, dataset = NULL, rows = 0L) {
+  columns <- .columns(variables, user.missing, labels, dataset, rows)
+  function() .frame(.Call(C_next_columns, columns, FALSE))
+}
+
+.columns <- function(variables, user.missing, labels, dataset, rows) {
+  .Call(C_open_columns, dataset, variables, isTRUE(labels), isTRUE(user.missing), as.integer(rows))
+}
+
+.frame <- function(values) {
+  if (is.null(values)) return(NULL)
   structure(values, class = "data.frame", row.names = .set_row_names(if (length(values)) length(values[[1]]) else 0L))
 }
 

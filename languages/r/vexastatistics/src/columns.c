@@ -97,8 +97,8 @@ static SEXP Column(const struct ArrowSchema* field, const struct ArrowArray* arr
 // The dataset's name, or NULL for the active one.
 static const char* DatasetName(SEXP dataset) { return Rf_isNull(dataset) ? NULL : TextOf(dataset); }
 
-// The variables named, or all where that is NULL, as a list with names.
-SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing) {
+// A stream of the variables named, or of all where that is NULL, in batches of so many rows.
+SEXP C_open_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing, SEXP rows) {
   const int count = Rf_isNull(variables) ? 0 : Rf_length(variables);
   const char** const names = (const char**)R_alloc((size_t)count + 1, sizeof *names);
   for (int i = 0; i < count; ++i) names[i] = Rf_translateCharUTF8(STRING_ELT(variables, i));
@@ -109,10 +109,32 @@ SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing
   R_RegisterCFinalizer(kept, Release);
   Begin("VexaReadColumns", false);
   Check("VexaReadColumns", VexaReadColumns(DatasetName(dataset), Rf_isNull(variables) ? NULL : names, count,
-                                           VEXA_ALL_ROWS, options, &reading->stream));
+                                           Rf_asInteger(rows), options, &reading->stream));
+  UNPROTECT(1);
+  return kept;
+}
+
+// The text is the stream's.
+static void Fail(SEXP kept, const char* why) {
+  char* const kept_why = strcpy(R_alloc(strlen(why) + 1, 1), why);
+  Release(kept);
+  Rf_error("%s", kept_why);
+}
+
+// The next batch as a list with names; NULL behind the last one. Where it is known to be the last, the stream
+// goes with it.
+SEXP C_next_columns(SEXP kept, SEXP last) {
+  struct Reading* const reading = R_ExternalPtrAddr(kept);
+  if (reading == NULL) return R_NilValue;
   struct ArrowArrayStream* const stream = &reading->stream;
-  if (stream->get_schema(stream, &reading->schema) != 0 || stream->get_next(stream, &reading->batch) != 0)
-    Rf_error("%s", stream->get_last_error(stream));
+  if (reading->batch.release != NULL) reading->batch.release(&reading->batch);
+  if ((reading->schema.release == NULL && stream->get_schema(stream, &reading->schema) != 0) ||
+      stream->get_next(stream, &reading->batch) != 0)
+    Fail(kept, stream->get_last_error(stream));
+  if (reading->batch.release == NULL) {
+    Release(kept);
+    return R_NilValue;
+  }
   const struct ArrowSchema* const schema = &reading->schema;
   int columns = 0;
   for (int64_t i = 0; i < schema->n_children; ++i) columns += *schema->children[i]->format != 'b';
@@ -124,8 +146,8 @@ SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing
     SET_VECTOR_ELT(values, at++, Column(schema->children[i], reading->batch.children[i]));
   }
   Rf_setAttrib(values, R_NamesSymbol, called);
-  Release(kept);
-  UNPROTECT(3);
+  if (Rf_asLogical(last)) Release(kept);
+  UNPROTECT(2);
   return values;
 }
 

@@ -123,9 +123,10 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language) {
 
 #define ENTRY(entry, count) .name = #entry, .fun = (DL_FUNC)&entry, .numArgs = count
 
-static const R_CallMethodDef kEntries[] = {{ENTRY(C_init_process, 4)},  {ENTRY(C_begin_block, 0)},
-                                           {ENTRY(C_end_block, 0)},     {ENTRY(C_read_columns, 4)},
-                                           {ENTRY(C_write_columns, 3)}, GENERATED_ENTRIES{NULL}};
+static const R_CallMethodDef kEntries[] = {{ENTRY(C_init_process, 4)}, {ENTRY(C_begin_block, 0)},
+                                           {ENTRY(C_end_block, 0)},    {ENTRY(C_open_columns, 5)},
+                                           {ENTRY(C_next_columns, 2)}, {ENTRY(C_write_columns, 3)},
+                                           GENERATED_ENTRIES{NULL}};
 
 void R_init_vexastatistics(DllInfo* library) {
   R_registerRoutines(library, NULL, kEntries, NULL, NULL);

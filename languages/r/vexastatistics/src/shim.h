@@ -33,7 +33,8 @@ SEXP C_init_process(SEXP name, SEXP path, SEXP id, SEXP language);
 SEXP C_begin_block(void);
 SEXP C_end_block(void);
 
-SEXP C_read_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing);
+SEXP C_open_columns(SEXP dataset, SEXP variables, SEXP labels, SEXP user_missing, SEXP rows);
+SEXP C_next_columns(SEXP kept, SEXP last);
 SEXP C_write_columns(SEXP function, SEXP dataset, SEXP columns);
 
 #endif

@@ -12,6 +12,9 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).with_name("support")))
+import cluster
+
 TOP = pathlib.Path(__file__).resolve().parent.parent
 HOME = pathlib.Path(os.environ["VEXA_HOME"]).resolve()
 KNOWN = {**os.environ, "VEXA_HOME": str(HOME), "PYTHONPATH": str(HOME / "lib/python")}
@@ -38,8 +41,13 @@ def programs(page, language):
             yield name and name[1], block, "\n".join(re.findall(r"^    (.*)$", below, flags=re.M))
 
 
+DATABASE = "dbname=air"  # in the lines of the documents: the reader's own
+
+
 def missing(needs, command=""):
     """What the machine lacks."""
+    if DATABASE in command and not (cluster.programs() and (HOME / "bin/vexasql").exists()):
+        return ["PostgreSQL"]
     environment = "build/python-environment/bin/python"
     needs = needs + [TOP / environment] if environment in command else needs
     return [str(each) for each in needs if not (shutil.which(each) if isinstance(each, str) else each.exists())]
@@ -57,7 +65,17 @@ class Documents(unittest.TestCase):
             (top / name).symlink_to(TOP / name)
         return top
 
+    servers = []
+
+    @classmethod
+    def tearDownClass(cls):
+        for server in cls.servers:
+            server.close()
+
     def run_in(self, top, command):
+        if DATABASE in command:
+            self.servers or self.servers.append(cluster.Server())
+            command = command.replace(DATABASE, self.servers[0].string)
         known = {key: value for key, value in os.environ.items() if not key.startswith(("VEXA", "PYTHON", "NODE"))}
         known |= {"TMPDIR": str(top), "VEXA_QUICK": "1"}
         return subprocess.run(["sh", "-ec", command], cwd=top, env=known, capture_output=True, text=True, timeout=50)
@@ -90,8 +108,12 @@ class Documents(unittest.TestCase):
         for page in PAGES:
             lines = re.findall(r"^    (VEXA_HOME=\S+ .*?(?:build/user/examples/|examples/)(\w+).*)$", page.read_text(encoding="utf-8"), flags=re.M)
             top = self.checkout()
+            if page.name == "database.md" and not missing([], DATABASE):  # whose program makes the table
+                for name, block, command in programs(page, "python"):
+                    (top / name).write_text(block, encoding="utf-8")
+                    self.run_in(top, command)
             for line, name in lines:
-                of = {"regression": "r", "wordcount": "java", "means": "c"}.get(name, "python")
+                of = {"regression": "r", "streamed_regression": "r", "wordcount": "java", "means": "c"}.get(name, "python")
                 if lacks := missing(PROGRAMS[of][1], line + ("build/python-environment/bin/python" if name == "query" else "")):
                     print(f"{line} is left out: there is no {', '.join(lacks)}", file=sys.stderr)
                     continue

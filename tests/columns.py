@@ -178,6 +178,15 @@ class Columns(unittest.TestCase):
             self.assertEqual(sum(batch.validate(full=True) or batch.num_rows for batch in batches), 5)
         self.assertEqual(made(polars.DataFrame({"a": [1, 2], "b": ["x", None]})).dict(), {"a": [1.0, 2.0], "b": ["x", ""]})
 
+    def test_a_step_that_its_session_ended_in_is_over(self):
+        vexaxd.StartDataStep()
+        vexaxd.CreateDataset("*", False, False)
+        vexaxd.StopVexa()
+        with vexaxd.session(echo=False):
+            vexaxd.create("two", {"a": [1.0, 2.0]})
+            vexaxd.add({"b": [3.0, 4.0]})
+            self.assertEqual(vexaxd.read().dict(), {"a": [1, 2], "b": [3, 4]})
+
     @unittest.skipIf(pyarrow is None, "pyarrow, pandas, polars and duckdb are not installed")
     def test_streams_belong_to_their_session(self):
         def opened(rows=10):

@@ -83,11 +83,11 @@ std::vector<Dataset*> Datasets::Open() const {
 }
 
 std::string Datasets::NewName() const {
+  const std::vector<std::string> names = Names();
   for (int number = 1;; ++number) {
     std::string name = "DataSet" + std::to_string(number);
-    const bool taken = std::any_of(open.begin(), open.end(),
-                                   [&](const auto& dataset) { return SameName(dataset->name, name); });
-    if (!taken) return name;
+    if (std::none_of(names.begin(), names.end(), [&](const auto& each) { return SameName(each, name); }))
+      return name;
   }
 }
 

@@ -100,9 +100,13 @@ Unit DateUnit(std::int32_t days) {
 
 Unit TimestampUnit(std::int64_t micros) {
   if (micros == kEndOfTime || micros == kStartOfTime) return UnitOf(micros > 0 ? HUGE_VAL : -HUGE_VAL);
-  // Whole seconds and the rest apart: so the sum is the double that is nearest to the value.
-  const std::int64_t seconds = micros / 1000000, rest = micros % 1000000;
-  return UnitOf(static_cast<double>((seconds + 946684800) * 1000000 + rest) / kMicroseconds);
+  // The double that is nearest to the value: of what a double does not hold in microseconds, whole seconds
+  // and the rest are added up, which rounds once.
+  constexpr std::int64_t kExact = std::int64_t{1} << 53;
+  const std::int64_t seconds = micros / 1000000 + 946684800, rest = micros % 1000000;
+  const std::int64_t whole = seconds * 1000000 + rest;
+  if (whole >= -kExact && whole <= kExact) return UnitOf(static_cast<double>(whole) / kMicroseconds);
+  return UnitOf(static_cast<double>(seconds) + static_cast<double>(rest) / kMicroseconds);
 }
 
 }  // namespace

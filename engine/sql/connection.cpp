@@ -75,7 +75,7 @@ void Connection::UseParameters(const std::string& parameters) {
     throw Refusal(
         engine_code::kBadOption,
         "options: -database has a password, which everybody can see in the list of processes: put it into "
-        "~/.pgpass or a file that PGPASSFILE names");
+        "~/.pgpass or a file that passfile=... names");
   }
 }
 

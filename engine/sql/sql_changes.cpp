@@ -68,7 +68,7 @@ void SqlDataset::MakeTable() {
 
 void SqlDataset::RequireTable(const char* what) {
   if (relation.is_table) return;
-  if (!name.empty()) Refuse(std::string(what) + ": " + name + " is a view");
+  if (!is_result) Refuse(std::string(what) + ": " + name + " is a view");
   MakeTable();
 }
 
@@ -321,8 +321,8 @@ void SqlDataset::RenameVariable(Variable& variable, const std::string& new_name)
 // --- The whole ---
 
 void SqlDataset::Rename(const std::string& new_name) {
-  if (name.empty() || !relation.is_table)
-    Refuse("what a query found has no name: CREATE TABLE ... AS gives it one");
+  if (is_result) return Dataset::Rename(new_name);
+  if (!relation.is_table) Refuse(name + " is a view");
   const std::string quoted = server.Quoted(new_name);
   server.Run("ALTER TABLE " + relation.source + " RENAME TO " + quoted);
   relation.source = quoted;
@@ -331,11 +331,11 @@ void SqlDataset::Rename(const std::string& new_name) {
 
 void SqlDataset::CopyFrom(Dataset& source) {
   auto& other = dynamic_cast<SqlDataset&>(source);
-  if (!name.empty() && !relation.is_table) Refuse(name + " is a view");
+  if (!is_result && !relation.is_table) Refuse(name + " is a view");
   AbandonPass();
   Forget();
-  const std::string table = name.empty() ? std::string() : relation.source;
-  if (name.empty()) {
+  const std::string table = is_result ? std::string() : relation.source;
+  if (is_result) {
     own = false;
     relation = other.relation;
     relation.source = "(SELECT * FROM " + other.relation.source + ") AS vexa_query";

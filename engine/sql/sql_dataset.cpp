@@ -23,6 +23,7 @@ std::unique_ptr<SqlDataset> SqlDataset::OfQuery(Connection& server, const std::s
   std::vector<Variable> found;
   Relation relation = RelationOfQuery(server, query, found, warnings);
   dataset->Take(std::move(relation), std::move(found));
+  dataset->is_result = true;
   return dataset;
 }
 
@@ -41,6 +42,7 @@ std::unique_ptr<SqlDataset> SqlDataset::New(Connection& server, const std::strin
   std::unique_ptr<SqlDataset> dataset(new SqlDataset(server));
   if (name.empty()) {
     dataset->relation.source = "(SELECT WHERE false) AS vexa_query";
+    dataset->is_result = true;
     return dataset;
   }
   server.Run(std::string(temporary ? "CREATE TEMPORARY TABLE " : "CREATE TABLE ") + server.Quoted(name) +
@@ -75,7 +77,7 @@ void SqlDataset::Drop() noexcept {
 // The stream begins with the first case that is asked for: until then the variables may change.
 std::size_t SqlDataset::StartPass(bool pass_writes) {
   AbandonPass();
-  if (pass_writes && name.empty() && !relation.is_table) MakeTable();
+  if (pass_writes && is_result && !relation.is_table) MakeTable();
   passes = true;
   writes = pass_writes && relation.rows_have_marks;
   return kUnknown;

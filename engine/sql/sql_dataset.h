@@ -37,7 +37,7 @@ class SqlDataset final : public Dataset {
   void InsertCase(std::size_t at) override;
   void DeleteCase(std::size_t at) override;
   void Release() override { Forget(); }
-  bool StaysOpen() const override { return name.empty(); }
+  bool StaysOpen() const override { return is_result; }
   bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources) override;
   void RenameVariable(Variable& variable, const std::string& new_name) override;
   void Rename(const std::string& new_name) override;
@@ -83,6 +83,7 @@ class SqlDataset final : public Dataset {
   Connection& server;
   Relation relation;
   bool passes = false, writes = false;
+  bool is_result = false;         // of a query, or empty: a name of it is known to the session alone
   bool own = false;               // the table was made for the session, and goes with the dataset
   bool wrote = false;             // in this pass
   std::optional<Work> pass_work;  // ahead of the stream, which lives in it

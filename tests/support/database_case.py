@@ -39,7 +39,7 @@ class Case(unittest.TestCase):
         cls.server = cls.enterClassContext(cluster.Server(**cls.settings))
 
     def setUp(self):
-        signal.alarm(60)
+        signal.alarm(110)
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.directory = pathlib.Path(directory.name)

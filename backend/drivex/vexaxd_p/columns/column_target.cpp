@@ -37,6 +37,7 @@ DatasetName::DatasetName(const char* given) : name(OrEmpty(given)) {
   const std::string active = ActiveName();
   is_active = name.empty() || name == kActiveDataset || Folded(name) == Folded(active);
   if (is_active) name = active;
+  if (!isDataStep) return;
   const auto known = std::find_if(dsNameVec.begin(), dsNameVec.end(),
                                   [&](const std::string& each) { return Folded(each) == Folded(name); });
   if (known != dsNameVec.end()) name = *known;
@@ -45,6 +46,10 @@ DatasetName::DatasetName(const char* given) : name(OrEmpty(given)) {
 // --- The step ---
 
 void ColumnStep::OwnStep::Begin() {
+  // No step is open: these are of one that its session has not outlived.
+  dsNameVec.clear();
+  casecountVec.clear();
+  varcountVec.clear();
   Require(StartDataStep());
   open = true;
 }
@@ -61,7 +66,7 @@ ColumnStep::OwnStep::~OwnStep() {
 
 ColumnStep::ColumnStep(const std::string& dataset, Dataset state) : name(dataset) {
   const bool is_new = state == Dataset::kNew;
-  if (!is_new && FindInCatalogue(name.c_str()) >= 0) return;
+  if (!is_new && isDataStep && FindInCatalogue(name.c_str()) >= 0) return;
   const auto enter = [&] {
     if (!own.open && !is_new) return CreateDataset(name.c_str(), false, false);
     return Call(Action::CreateDataset, name.c_str(), Flag(false), Flag(is_new));

@@ -287,9 +287,9 @@ class Writes(Case):
     def test_what_a_value_does_not_fit_is_told(self):
         self.table()
         self.step()
-        for value, code, words in (1.5, CANNOT, "id, of type integer"), (2.0**40, FAILED, "out of range"):
+        for value in 1.5, 2.0**40:
             vexaxd.SetNCellValue("t", 0, 0, value)
-            self.assertIn(words, self.refused(code, vexaxd.CommitDataSet))
+            self.assertIn("id, of type integer", self.refused(CANNOT, vexaxd.CommitDataSet))
         vexaxd.EndDataStep()
         self.assertEqual(self.kept()[0], ["1", "10", "r1"])
 

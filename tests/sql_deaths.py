@@ -171,7 +171,7 @@ class Deaths(Case):
         wait_for(self.sleeping, "it does not sleep")
         shell.sendintr()
         wait_for(lambda: not self.sleeping(), "the statement goes on", WITHIN)
-        shell.expect("interrupted")
+        shell.expect("interrupted|canceling")
         shell.expect("> ")
         shell.sendline("CREATE TABLE behind AS SELECT 5 AS five;")
         wait_for(lambda: self.psql("SELECT to_regclass('behind') IS NOT NULL") == "t", "the shell does not go on")

@@ -97,11 +97,11 @@ void Datasets::OpenStep() {
 }
 
 void Datasets::CloseStep() {
+  for (Dataset* const dataset : step) dataset->Release();
   const std::vector<Dataset*> ending = std::move(only_for_step);
   for (const Dataset* dataset : ending) {
     if (dataset != active) Remove(*dataset);
   }
-  for (Dataset* const dataset : step) dataset->Release();
   step_open = false;
   step.clear();
   before.clear();

@@ -257,6 +257,7 @@ bool SqlDataset::Arrange(std::vector<Variable> wanted, std::span<const std::size
   RequireTable("the variables cannot be changed");
   stream.reset();
   Forget();
+  KeepLabels();
   Work work(server);
   const std::string alter = "ALTER TABLE " + relation.source + " ";
   const std::set<std::size_t> staying(sources.begin(), sources.begin() + static_cast<std::ptrdiff_t>(kept));
@@ -318,6 +319,26 @@ void SqlDataset::RenameVariable(Variable& variable, const std::string& new_name)
   Dataset::RenameVariable(variable, new_name);
 }
 
+// What is refused is not tried again: the label is the session's alone then.
+void SqlDataset::KeepLabels() {
+  if (!relation.is_table) return;
+  std::string comments;
+  for (std::size_t i = 0; i < variables.size(); ++i) {
+    const std::string& label = variables[i].label;
+    if (label == labels_there[i]) continue;
+    labels_there[i] = label;
+    comments.append("COMMENT ON COLUMN ")
+        .append(relation.source)
+        .append(".")
+        .append(relation.columns[i].server_name);
+    comments.append(" IS ").append(server.Literal(label)).append("; ");
+  }
+  if (comments.empty()) return;
+  Work work(server);
+  server.Run(comments);
+  work.Commit();
+}
+
 // --- The whole ---
 
 void SqlDataset::Rename(const std::string& new_name) {
@@ -357,4 +378,5 @@ void SqlDataset::CopyFrom(Dataset& source) {
   std::string kept = std::move(name);
   Dataset::operator=(other);
   name = std::move(kept);
+  labels_there.assign(variables.size(), {});
 }

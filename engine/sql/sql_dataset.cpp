@@ -59,6 +59,8 @@ void SqlDataset::Take(Relation taken, std::vector<Variable> with) {
     throw Refusal(engine_code::kCaseTooLong, MeaningOf(engine_code::kCaseTooLong));
   variables = std::move(with);
   relation = std::move(taken);
+  labels_there.clear();
+  for (const Variable& variable : variables) labels_there.push_back(variable.label);
 }
 
 void SqlDataset::Drop() noexcept {
@@ -108,6 +110,7 @@ void SqlDataset::AbandonPass() noexcept {
 void SqlDataset::EndPass() {
   try {
     Flush();
+    KeepLabels();
     // Rows that are given up take the transaction with them, in which nothing else has happened then.
     const bool nothing_else = stream && !stream->LineIsFree();
     stream.reset();
@@ -128,6 +131,11 @@ void SqlDataset::Forget() noexcept {
     server.Run("DROP TABLE IF EXISTS " + old->table);
   } catch (const Refusal&) {  // it goes with the connection
   }
+}
+
+void SqlDataset::Release() {
+  Forget();
+  KeepLabels();
 }
 
 SqlDataset::Numbered& SqlDataset::Copied() {

@@ -36,7 +36,7 @@ class SqlDataset final : public Dataset {
   void Append(const Columns& columns, const void* rows, std::size_t count) override;
   void InsertCase(std::size_t at) override;
   void DeleteCase(std::size_t at) override;
-  void Release() override { Forget(); }
+  void Release() override;
   bool StaysOpen() const override { return is_result; }
   bool Arrange(std::vector<Variable> wanted, std::span<const std::size_t> sources) override;
   void RenameVariable(Variable& variable, const std::string& new_name) override;
@@ -78,10 +78,13 @@ class SqlDataset final : public Dataset {
   // The edits that are queued, to the server.
   void Flush();
   void Write();
+  // Labels that were given since the table was seen become comments of its columns.
+  void KeepLabels();
   void ChangeType(const Column& column, const Variable& from, const Variable& to);
 
   Connection& server;
   Relation relation;
+  std::vector<std::string> labels_there;
   bool passes = false, writes = false;
   bool is_result = false;         // of a query, or empty: a name of it is known to the session alone
   bool own = false;               // the table was made for the session, and goes with the dataset

@@ -67,6 +67,9 @@ vexa: session 1: call 1 of the program differs from the record:
             code, _, error = self.serve(*self.RUN, given=given)
             self.assertEqual((code, told in error, error.count("differs from the record")), (5, True, 1 + ("refused" in error)), error)
         self.assertEqual(self.serve(*self.RUN, options=["--any-order"], given="C.\nA.\nA.\nB.\n")[0], 0)
+        left = 'the program did not come to the last 2 of the record:\n  record:  Submit("B.\\n")'
+        code, _, error = self.serve(*self.RUN, options=["--any-order"], given="A.\n")
+        self.assertEqual((code, left in error), (5, True), error)
 
     def test_values_may_vary_where_a_mask_says_so(self):
         self.record(*self.RUN, "--keep-going", given=SAVE.format(self.path("one/a.csv")) + "SEED 17.\n")
@@ -208,6 +211,13 @@ class Bindings(Replays):
                 words = [word.replace("out.csv", self.path("out.csv")) for word in words]
                 out = self.played("/usr/bin/python3", f"examples/{words[0]}.py", *words[1:], options=options)
                 self.assertTrue(out or "out.csv" in words[-1])
+
+    def test_a_program_that_dies_has_left_the_rest_out(self):
+        script = 'import os, sys, vexaxd\nvexaxd.StartVexa("")\nif len(sys.argv) > 1: os.kill(os.getpid(), 9)\nvexaxd.GetRowCount()\nvexaxd.StopVexa()'
+        words = ("/usr/bin/python3", self.write("script.py", script))
+        self.played(*words)
+        code, _, error = self.serve(*words, "dies", PYTHONPATH=HOME + "/lib/python")
+        self.assertEqual((code, "did not come to the last 5 of the record:\n  record:  GetRowCount()" in error), (5, True), error)
 
     def test_the_suite_of_the_bindings_passes_on_a_record(self):
         out = self.played("/usr/bin/python3", "interface/conformance/run.py")

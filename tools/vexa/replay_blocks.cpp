@@ -102,8 +102,8 @@ std::vector<LanguageBlock> BlocksOf(std::string_view text) {
 }
 
 // A program that takes blocks has made its fifo of the channel by now.
-BlockRuns::BlockRuns(std::string driver, bool runs_others)
-    : driver_language(std::move(driver)), others(runs_others) {
+BlockRuns::BlockRuns(std::string driver, bool runs_others, int program_gone)
+    : driver_language(std::move(driver)), others(runs_others), ends({program_gone}) {
   const std::string prefix = GetXPipeManager()->getPipeSuit(driver_language)->getPipeNamePrefix();
   driver_takes = VexaDXConfigReader::GetInstance()->IsSupportLanguage(driver_language) &&
                  access((prefix + "_s").c_str(), F_OK) == 0;
@@ -115,6 +115,7 @@ bool BlockRuns::Takes(const std::string& language) const {
 }
 
 int BlockRuns::Run(const LanguageBlock& block, const Serve& serve) {
+  if (ends.size() == kMostRuns) return CleXDErrorCode::kPipeFailed;
   std::vector<std::string> lines = block.lines;
   XConfigOptions* const options = VexaDXConfigReader::GetInstance()->GetOptions(block.language);
   if (block.language == kJavaExtension) {
@@ -140,7 +141,7 @@ OutpStatisticsX* BlockRuns::RuntimeOf(const std::string& language, XConfigOption
   if (!of_driver) started.insert(language);
   auto* runtime = dynamic_cast<OutpStatisticsX*>(GetXManager()->getStatisticsX(language));
   if (runtime != nullptr) {
-    if (of_driver || !ends.empty() || !runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
+    if (of_driver || UnderWay() || !runtime->isIntialized() || runtime->isXProcessActive()) return runtime;
     GetXManager()->destoryStatisticsX(language);
     GetXPipeManager()->removePipeSuit(language);
   }
@@ -150,7 +151,7 @@ OutpStatisticsX* BlockRuns::RuntimeOf(const std::string& language, XConfigOption
 }
 
 void BlockRuns::Stop() {
-  if (!ends.empty()) return;
+  if (UnderWay()) return;
   GetXManager()->stopX();
   for (const std::string& language : started) GetXPipeManager()->removePipeSuit(language);
   if (driver_takes)

@@ -24,18 +24,20 @@ std::vector<LanguageBlock> BlocksOf(std::string_view text);
 class BlockRuns {
  public:
   using Serve = std::function<void(ApiChannel& level)>;
-  BlockRuns(std::string driver, bool runs_others);
+  // The descriptor can be read when the program is gone: then all waits end.
+  BlockRuns(std::string driver, bool runs_others, int program_gone);
 
   // False for a language that is left alone.
   bool Takes(const std::string& language) const;
   // The code of the run.
   int Run(const LanguageBlock& block, const Serve& serve);
-  // What ends a wait for requests: the ends of the runs that are under way.
+  // What ends a wait for requests: that the program is gone, and the ends of the runs that are under way.
   std::span<const int> Ends() const { return ends; }
   // Tells all of them to stop, the program's own as well.
   void Stop();
 
  private:
+  bool UnderWay() const { return ends.size() > 1; }
   OutpStatisticsX* RuntimeOf(const std::string& language, XConfigOptions* options);
 
   const std::string driver_language;

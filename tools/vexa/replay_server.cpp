@@ -1,6 +1,9 @@
 #include "replay_server.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,25 +55,46 @@ std::string LanguageOf(const std::string& channel) {
   return channel.substr(start, channel.find_last_not_of("0123456789") + 1 - start);
 }
 
+// A program that dies is noticed by another thread, which ends this process: not before what was left is
+// told.
+class ProgramWatch {
+ public:
+  explicit ProgramWatch(const ReplayNotes& notes_of_run) : notes(notes_of_run) {}
+  int Gone() const { return gone.Number(); }
+  void Told() const { eventfd_write(told.Number(), 1); }
+  // Called by that thread.
+  void AwaitTold() const {
+    constexpr int kMilliseconds = 2000;
+    eventfd_write(gone.Number(), 1);
+    pollfd look = {told.Number(), POLLIN, 0};
+    if (poll(&look, 1, kMilliseconds) == 0) notes.Differs("the program went away while a block of it ran");
+  }
+
+ private:
+  const ReplayNotes& notes;
+  const Descriptor gone{eventfd(0, EFD_CLOEXEC)}, told{eventfd(0, EFD_CLOEXEC)};
+};
+
 class Server {
  public:
   Server(const RecordedSession& of, const Description& description, const ServeOptions& options,
-         const ReplayNotes& notes_of_run, std::size_t turn)
+         const ReplayNotes& notes_of_run, int program_gone)
       : replay(of, description, options.any_order),
         notes(notes_of_run),
-        number(turn),
+        number(options.session),
         start(options.words[3]),
-        blocks(options.words[2], options.languages) {}
+        blocks(options.words[2], options.languages, program_gone) {}
 
   // The whole session.
   void Serve(ApiChannel& channel) {
     Scope whole = replay.Whole();
     Serve(channel, whole, true);
-    TellLeft(whole);
+    if (!told_left) TellLeft(whole);
   }
 
  private:
   void Serve(ApiChannel& channel, Scope& scope, bool first_level);
+  void Stop(const Scope& scope);
   void TellLeft(const Scope& scope) const;
   bool Answer(ApiChannel& channel, Scope& scope, CleXDSmb& request);
   bool AnswerDifference(ApiChannel& channel, const Scope& scope, CleXDSmb& request);
@@ -86,7 +110,7 @@ class Server {
   const StartWords start;
   BlockRuns blocks;
   std::size_t asked = 0;
-  bool ended = false, known_end = false;
+  bool ended = false, known_end = false, told_left = false;
 };
 
 void Server::Serve(ApiChannel& channel, Scope& scope, bool first_level) {
@@ -103,6 +127,13 @@ void Server::Serve(ApiChannel& channel, Scope& scope, bool first_level) {
   }
 }
 
+// All that is to be said is said before the answer: the program may kill this process behind it.
+void Server::Stop(const Scope& scope) {
+  blocks.Stop();
+  TellLeft(scope);
+  told_left = true;
+}
+
 void Server::TellLeft(const Scope& scope) const {
   const std::string left = replay.Left(scope);
   if (!left.empty()) Say("the program " + left);
@@ -114,7 +145,7 @@ bool Server::Answer(ApiChannel& channel, Scope& scope, CleXDSmb& request) {
   if (!step) return AnswerDifference(channel, scope, request);
   const Action action = request.GetCommandAction();
   if (action == Action::Submit) RunBlocks(*step, request);
-  if (action == Action::StopVexa) blocks.Stop();
+  if (action == Action::StopVexa) Stop(scope);
   if (start.echo && action == Action::PostVexaOutput) {
     for (const std::string& text : request.GetStringDataRef().Values())
       std::fwrite(text.data(), 1, text.size(), stdout);
@@ -156,7 +187,7 @@ bool Server::AnswerDifference(ApiChannel& channel, const Scope& scope, CleXDSmb&
     reply.SetErrorCode(kNotInRecord);
     reply.SetString("vexa trace serve: this call " + difference);
   }
-  if (action == Action::StopVexa) blocks.Stop();
+  if (action == Action::StopVexa) Stop(scope);
   return channel.Reply(reply) && action != Action::StopVexa;
 }
 
@@ -195,11 +226,16 @@ void Server::RunBlocks(std::size_t step, CleXDSmb& request) {
 
 }  // namespace
 
+// Held by a lock until the process ends, for whoever awaits that.
 std::size_t ReplayNotes::TakeTurn() const {
   for (std::size_t turn = 1;; ++turn) {
     const std::string file = File("session-" + std::to_string(turn));
-    const Descriptor mine(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (mine.Number() != -1) return turn;
+    Descriptor mine(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (mine.Number() != -1) {
+      flock(mine.Number(), LOCK_EX);
+      mine.Release();
+      return turn;
+    }
     if (errno != EEXIST) return 0;
   }
 }
@@ -212,10 +248,14 @@ void ReplayNotes::Differs(const std::string& text) const {
 
 bool ReplayNotes::Any() const { return access(File("differences").c_str(), F_OK) == 0; }
 
-std::size_t ReplayNotes::Turns() const {
-  std::size_t turns = 0;
-  while (access(File("session-" + std::to_string(turns + 1)).c_str(), F_OK) == 0) ++turns;
-  return turns;
+std::size_t ReplayNotes::AwaitTurns() const {
+  for (std::size_t turns = 0;; ++turns) {
+    const std::string file = File("session-" + std::to_string(turns + 1));
+    const Descriptor turn(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (turn.Number() == -1) return turns;
+    while (flock(turn.Number(), LOCK_SH) == -1 && errno == EINTR) {
+    }
+  }
 }
 
 int ServeRecord(const Record& record, const Description& description, const ServeOptions& options,
@@ -223,21 +263,24 @@ int ServeRecord(const Record& record, const Description& description, const Serv
   std::signal(SIGPIPE, SIG_IGN);  // a program that is gone shows as a failed write
   std::signal(SIGINT, SIG_IGN);   // meant for the program, which may go on
   const std::vector<RecordedSession> sessions = SessionsOf(ExchangesOf(record.frames));
-  DriverLink link(options.words[0], options.words[1], options.words[2], [] {});
+  const ProgramWatch watch(notes);
+  DriverLink link(options.words[0], options.words[1], options.words[2], [&watch] { watch.AwaitTold(); });
   if (options.session == 0 || options.session > sessions.size()) {
     const std::string reason =
         "the record has " + std::to_string(sessions.size()) + " sessions, and the program starts one more";
     notes.Differs(reason);
+    watch.Told();
     link.Report(kNotInRecord, "vexa trace serve: " + reason);
     return exit_codes::kFailed;
   }
   const RecordedSession& session = sessions[options.session - 1];
   const RecordedFrame& first = *session.start.reply;
-  Server server(session, description, options, notes, options.session);
-  if (!link.Channel().Listen() || !link.Channel().SendBytes(first.bytes)) return exit_codes::kFailed;
+  Server server(session, description, options, notes, watch.Gone());
   CleXDSmb report;
   report.ParseFrame(first.bytes.data(), first.bytes.size());
-  if (report.GetErrorCode() != 0 || first.moved != first.length) return exit_codes::kFailed;
-  server.Serve(link.Channel());
-  return exit_codes::kGood;
+  const bool starts = report.GetErrorCode() == 0 && first.moved == first.length;
+  const bool reached = link.Channel().Listen() && link.Channel().SendBytes(first.bytes);
+  if (starts && reached) server.Serve(link.Channel());
+  watch.Told();
+  return starts && reached ? exit_codes::kGood : exit_codes::kFailed;
 }

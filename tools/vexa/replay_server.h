@@ -18,9 +18,10 @@ class ReplayNotes {
   // Tells a person how the program differs from the record, and notes that it does.
   void Differs(const std::string& text) const;
 
-  // For the run: whether it differed, and how many sessions began.
+  // For the run: how many sessions began, once all have ended, and then whether something differed. A program
+  // that died leaves a server that notices it a moment later.
+  std::size_t AwaitTurns() const;
   bool Any() const;
-  std::size_t Turns() const;
 
  private:
   std::string File(const std::string& name) const { return directory + "/" + name; }

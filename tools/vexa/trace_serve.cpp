@@ -68,7 +68,7 @@ int RunOn(const Options& options, std::size_t sessions) {
   UseHome(MakeReplayHome(place, real, BackendWords(options, place, real)));
   const int code = RunProgram(options.words);
   const ReplayNotes notes(place);
-  const std::size_t turns = notes.Turns();
+  const std::size_t turns = notes.AwaitTurns();
   if (code == kNotStarted && turns == 0) return code;
   if (turns < sessions)
     std::cerr << "vexa: the record has " << sessions << " sessions, and the program started " << turns

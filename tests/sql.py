@@ -7,6 +7,7 @@ import pathlib
 import random
 import string
 import struct
+import subprocess
 import sys
 import unittest
 
@@ -440,6 +441,34 @@ class Errors(Case):
                 self.assertIn(words, told)
                 self.assertNotIn("topsecret", told)
         self.start()
+
+
+class Whole(Case):
+    """What is not about one family."""
+
+    def test_a_backend_is_proved(self):
+        self.psql("CREATE TABLE proved (name varchar(12) NOT NULL DEFAULT '', x float8, at date); "
+                  "INSERT INTO proved SELECT 'row ' || n, n, date '2026-01-01' + n FROM generate_series(1, 400) n")  # fmt: skip
+        vexaxd.StopVexa()
+        vexa = pathlib.Path(os.environ["VEXA_HOME"], "bin/vexa")
+        if not vexa.exists():
+            self.skipTest("there is no command vexa")
+        for more in ["--table", "proved"], []:
+            told = subprocess.run([vexa, "prove", "backend", "--database", self.server.string, *more], capture_output=True, text=True, timeout=100)
+            self.assertEqual(told.returncode, 0, told.stdout + told.stderr)
+            self.assertRegex(told.stdout, r"[5-9]\d good, 0 faults")
+        self.start()
+
+    def test_settings_name_weight_and_splits(self):
+        self.submit("SET vexa.weight = 'n'; SET vexa.split = 'g, nowhere'; SELECT 1 AS g, 2 AS n;")
+        self.assertEqual(vexaxd.GetWeightVar(), "n")
+        self.assertIn("there is no variable nowhere", self.output())
+        self.submit("RESET vexa.weight;")
+        self.assertEqual(vexaxd.GetWeightVar(), "")
+
+    def test_dates_are_shown_as_such(self):
+        self.submit("SELECT date '0044-03-15 BC' AS d, timestamp '1969-12-31 23:59:59.5' AS t, interval '-26:00:01' AS i;")
+        self.assertEqual([vexaxd.GetVariableFormat(index) for index in range(3)], ["DATE10", "DATETIME19.0", "TIME8.0"])
 
 
 if __name__ == "__main__":

@@ -47,7 +47,9 @@ std::string Explained(const PGresult* result, const std::string& statement) {
   text += " [" + field(PG_DIAG_SQLSTATE) + "]";
   if (const std::string detail = field(PG_DIAG_MESSAGE_DETAIL); !detail.empty()) text += "\n" + detail;
   if (const std::string hint = field(PG_DIAG_MESSAGE_HINT); !hint.empty()) text += "\n" + hint;
-  if (const std::string context = field(PG_DIAG_CONTEXT); !context.empty()) text += "\n" + context;
+  // Of a function or a line that was copied; not of the statements that are ours.
+  const std::string context = field(PG_DIAG_CONTEXT);
+  if (!context.empty() && !context.starts_with("unnamed portal")) text += "\n" + context;
   return text;
 }
 

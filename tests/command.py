@@ -59,9 +59,9 @@ class Case(unittest.TestCase):
             file.write(text)
         return self.path(name)
 
-    def vexa(self, *words, given="", **environment):
+    def vexa(self, *words, given="", seconds=SECONDS, **environment):
         """The exit code, standard output, standard error."""
-        ended = subprocess.run([PROGRAM, *words], input=given, capture_output=True, text=True, timeout=SECONDS,
+        ended = subprocess.run([PROGRAM, *words], input=given, capture_output=True, text=True, timeout=seconds,
                                env=self.environment | environment)
         return ended.returncode, ended.stdout, ended.stderr
 
@@ -483,7 +483,7 @@ vexaengine    kStopDX() -> 0
 class ProveBackend(Case):
     def prove(self, *words, fault=""):
         options = ("--options", f'-fault "{fault}"') if fault else ()
-        code, out, error = self.vexa("prove", "backend", *words, *options)
+        code, out, error = self.vexa("prove", "backend", *words, *options, seconds=100)
         self.nothing_left()
         return code, out.splitlines(), error
 
@@ -545,7 +545,7 @@ class ProveBackend(Case):
         ]
         for there, instead, told in cases:
             self.assertEqual(right.count(there), 1, there)
-            code, lines, _ = self.prove("--within", "1", "python3", self.write("small.py", right.replace(there, instead)))
+            code, lines, _ = self.prove("--within", "4", "python3", self.write("small.py", right.replace(there, instead)))
             faults = [line for line in lines if line.startswith("FAULT")]
             self.assertEqual((bool(code), told in "".join(faults)), (bool(told), True), lines)
 

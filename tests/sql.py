@@ -466,6 +466,15 @@ class Whole(Case):
         self.submit("RESET vexa.weight;")
         self.assertEqual(vexaxd.GetWeightVar(), "")
 
+    def test_a_text_that_has_grown_is_not_cut_without_a_word(self):
+        self.submit("CREATE TABLE grows AS SELECT text 'four' AS t; TABLE grows;")
+        self.psql("UPDATE grows SET t = 'longer than four'")
+        vexaxd.MakeCaseCursor("r")
+        self.assertIn("16 bytes now, where 4 have room", self.refused(ROW_CHANGED, vexaxd.NextCase))
+        vexaxd.RemoveCaseCursor()
+        self.submit("TABLE grows;")
+        self.assertEqual([case["t"] for case in vexaxd.cases()], ["longer than four"])
+
     def test_dates_are_shown_as_such(self):
         self.submit("SELECT date '0044-03-15 BC' AS d, timestamp '1969-12-31 23:59:59.5' AS t, interval '-26:00:01' AS i;")
         self.assertEqual([vexaxd.GetVariableFormat(index) for index in range(3)], ["DATE10", "DATETIME19.0", "TIME8.0"])

@@ -18,6 +18,19 @@ RowMark MarkOf(const PGresult* result, int row) {
           Load<std::uint32_t>(PQgetvalue(result, row, 2)), Load<std::uint16_t>(place + 4)};
 }
 
+// At the end of a character. That texts are cut to the widest that there can be, was said when they were
+// measured; what has become longer since is not cut without a word.
+void StoreCut(const Variable& variable, Unit* place, std::string_view text) {
+  if (variable.width < static_cast<int>(kMaxTextWidth))
+    throw Refusal(sql_code::kRowChanged, variable.name + ": there is a text of " +
+                                             std::to_string(text.size()) + " bytes now, where " +
+                                             std::to_string(variable.width) +
+                                             " have room; open the data again");
+  std::size_t length = static_cast<std::size_t>(variable.width);
+  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
+  StoreText(variable, place, text.substr(0, length));
+}
+
 }  // namespace
 
 RowReader::RowReader(const Relation& relation, const std::vector<Variable>& variables, bool has_marks)
@@ -26,13 +39,6 @@ RowReader::RowReader(const Relation& relation, const std::vector<Variable>& vari
     fields.push_back({&relation.columns[i].type, variables[i]});
     case_units += variables[i].Units();
   }
-}
-
-void RowReader::StoreCut(const Variable& variable, Unit* place, std::string_view text) {
-  std::size_t length = static_cast<std::size_t>(variable.width);
-  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
-  StoreText(variable, place, text.substr(0, length));
-  ++cut;
 }
 
 void RowReader::Store(const Field& field, Unit* place, std::string_view value) {
@@ -47,7 +53,7 @@ void RowReader::Store(const Field& field, Unit* place, std::string_view value) {
 }
 
 // A count of fields, then each with its length in front; a length of -1 for NULL.
-void RowReader::ReadCopied(std::string_view row, std::vector<Unit>& units, std::vector<RowMark>&) {
+void RowReader::ReadCopied(std::string_view row, std::vector<Unit>& units) {
   const char* at = row.data() + sizeof(std::int16_t);
   const std::size_t first = units.size();
   units.resize(first + case_units);

@@ -19,28 +19,23 @@ inline constexpr int kMarkColumns = 3;
 
 class RowReader {
  public:
-  // The result has the columns of the relation from `first_column` on, and in front of them the marks when
-  // asked for.
+  // The result has the columns of the relation, and in front of them the marks when asked for.
   RowReader(const Relation& relation, const std::vector<Variable>& variables, bool has_marks);
   // Appends the rows of the result.
   void Read(const PGresult* result, std::vector<Unit>& units, std::vector<RowMark>& marks);
   // Appends a row as COPY has it in its binary form.
-  void ReadCopied(std::string_view row, std::vector<Unit>& units, std::vector<RowMark>& marks);
-  // How many texts were longer than their variable, and were cut at a character.
-  std::size_t Cut() const { return cut; }
+  void ReadCopied(std::string_view row, std::vector<Unit>& units);
 
  private:
   struct Field {
     const ColumnType* type;
     Variable variable;
   };
-  void Store(const Field& field, Unit* place, std::string_view value);
-  void StoreCut(const Variable& variable, Unit* place, std::string_view text);
+  static void Store(const Field& field, Unit* place, std::string_view value);
 
   std::vector<Field> fields;
   std::size_t case_units = 0;
   bool marked;
-  std::size_t cut = 0;
 };
 
 #endif

@@ -51,13 +51,13 @@ bool CopySource::NextRow(std::vector<char>& from_file, std::string_view& row) {
   return on_line || aside != nullptr;
 }
 
-void CopySource::Read(std::size_t rows, std::vector<Unit>& units, std::vector<RowMark>& marks) {
+void CopySource::Read(std::size_t rows, std::vector<Unit>& units, std::vector<RowMark>&) {
   if (!aside) RequireConnection(server, of_connection);
   std::string_view row;
   while (rows > 0 && NextRow(from_aside, row)) {
     if (std::exchange(at_start, false)) row.remove_prefix(kCopyHeader);
     if (row.size() <= sizeof(std::int16_t)) continue;
-    reader.ReadCopied(row, units, marks);
+    reader.ReadCopied(row, units);
     --rows;
   }
 }

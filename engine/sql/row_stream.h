@@ -19,7 +19,6 @@ class RowStream {
   bool IsAhead(std::size_t row) const { return row >= begin; }
   Unit* At(std::size_t row) { return units.data() + (row - begin) * case_units; }
   const RowMark& MarkAt(std::size_t row) const { return marks[row - begin]; }
-  std::size_t Cut() const { return reader.Cut(); }
   bool LineIsFree() const { return source->LineIsFree(); }
 
  private:

@@ -1,7 +1,6 @@
 #include "commands.h"
 
-#include <algorithm>
-
+#include "block_lines.h"
 #include "language_run.h"
 #include "plot.h"
 #include "reasons.h"
@@ -9,28 +8,17 @@
 
 namespace {
 
-// Takes a line off the text, without its end.
-std::string_view TakeLine(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return line;
-}
-
-// The language that a line "LANGUAGE name." opens a block of; empty for another line.
-std::string OpenedLanguage(std::string_view line) {
-  const auto words = SplitWords(Trimmed(line));
-  const bool opens = words && words->size() == 2 && SameName((*words)[0].text, "LANGUAGE") &&
-                     (*words)[1].text.ends_with('.');
-  return opens ? UpperCase((*words)[1].text.substr(0, (*words)[1].text.size() - 1)) : std::string();
-}
-
 // Where the language does not say why, what a block wrote last tells it as a rule.
 int RunLines(Session& session, const std::string& language, std::vector<std::string> lines) {
   session.output.said_last.clear();
   session.backend.StartBlock(session);
-  const int code = RunBlock(session, language, std::move(lines));
+  int code = 0;
+  try {
+    code = RunBlock(session, language, std::move(lines));
+  } catch (...) {  // there was no memory or no thread for it
+    session.backend.EndBlock(session, false);
+    throw;
+  }
   session.backend.EndBlock(session, code == 0);
   if (code == 0) return 0;
   const std::string known = TakeReason(code);
@@ -44,7 +32,7 @@ int RunLanguageBlock(Session& session, const std::string& language, std::string_
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::string_view line = TakeLine(text);
-    if (SameName(Trimmed(line), "END LANGUAGE.")) return RunLines(session, language, std::move(lines));
+    if (EndsBlock(line)) return RunLines(session, language, std::move(lines));
     lines.emplace_back(line);
   }
   throw Refusal(engine_code::kBadCommand, "LANGUAGE " + language + ".: there is no line END LANGUAGE.");

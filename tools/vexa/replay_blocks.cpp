@@ -3,8 +3,6 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <exception>
 #include <memory>
 #include <thread>
@@ -14,35 +12,16 @@
 #include "OutpStatisticsX.h"
 #include "VexaDXConfigReader.h"
 #include "XManager.h"
+#include "block_lines.h"
 #include "descriptor.h"
 #include "drivex.h"
 #include "dxglobals.h"
 #include "java_block.h"
-#include "words.h"
 #include "xpipemanager.h"
 
 namespace {
 
 constexpr int kOnThisMachine = 1;
-
-std::string_view TakeLine(std::string_view& text) {
-  const std::size_t end = std::min(text.find('\n'), text.size());
-  std::string_view line = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  return line;
-}
-
-std::string OpenedLanguage(std::string_view line) {
-  const auto words = SplitWords(Trimmed(line));
-  const bool opens = words && words->size() == 2 && SameName((*words)[0].text, "LANGUAGE") &&
-                     (*words)[1].text.ends_with('.');
-  if (!opens) return "";
-  std::string name = (*words)[1].text.substr(0, (*words)[1].text.size() - 1);
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return name;
-}
 
 // A driver on a nesting level of its own, which goes with it.
 class OpenLevel {
@@ -89,7 +68,7 @@ std::vector<LanguageBlock> BlocksOf(std::string_view text) {
   bool open = false;
   while (!text.empty()) {
     const std::string_view line = TakeLine(text);
-    if (open && SameName(Trimmed(line), "END LANGUAGE."))
+    if (open && EndsBlock(line))
       open = false;
     else if (open)
       blocks.back().lines.emplace_back(line);
